@@ -68,7 +68,8 @@ void report(benchmark::State& state, size_t pixels, std::vector<double>& opTimes
     const double t = median(opTimes);
     state.counters["MP/s"] = t > 0 ? static_cast<double>(pixels) / t / 1e6 : 0;
     state.counters["x_floor"] = median(ratios);
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(pixels));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(pixels));
 }
 
 }  // namespace tavbench

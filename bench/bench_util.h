@@ -18,9 +18,12 @@ struct Size {
 inline const Size kSizes[] = {{1920, 1080}, {4096, 3000}};
 
 // Registers `fn` once per frame size with the arguments (width, height).
-#define TAV_BENCH_SIZES(fn)                                                                     \
-    BENCHMARK(fn)->Args({1920, 1080})->Args({4096, 3000})->UseManualTime()->Unit(              \
-        benchmark::kMillisecond)
+#define TAV_BENCH_SIZES(fn)  \
+    BENCHMARK(fn)            \
+        ->Args({1920, 1080}) \
+        ->Args({4096, 3000}) \
+        ->UseManualTime()    \
+        ->Unit(benchmark::kMillisecond)
 
 std::vector<uint8_t> randomBytes(size_t n, uint32_t seed = 1);
 

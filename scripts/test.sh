@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds tav and runs the whole test suite twice (optimised; debug with
-# AddressSanitizer and UBSan), then installs it and builds a C99 program
-# against the installed tree.
+# AddressSanitizer and UBSan), the concurrency tests under ThreadSanitizer and
+# each fuzz target for a short time, then installs the library and builds a C99
+# program against the installed tree.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -20,6 +21,14 @@ run_suite release -DCMAKE_BUILD_TYPE=Release
 echo "== debug build with AddressSanitizer and UBSan"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite asan -DCMAKE_BUILD_TYPE=Debug -DTAV_SANITIZE=ON
+
+echo "== concurrency tests under ThreadSanitizer"
+cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DTAV_TSAN=ON -DTAV_BUILD_TOOLS=OFF >/dev/null
+cmake --build build/tsan -j "$jobs" --target tav_tests
+TSAN_OPTIONS=halt_on_error=1 build/tsan/tests/tav_tests --gtest_filter='Concurrency*'
+
+echo "== fuzz every entry point briefly"
+scripts/fuzz.sh "${TAV_FUZZ_SECONDS:-20}"
 
 echo "== install and build a C99 consumer against it"
 prefix=$root/build/prefix

@@ -18,6 +18,10 @@ extern "C" void* __wrap_malloc(size_t size) {
 }
 
 namespace tavtest {
-FailAllocations::FailAllocations(int nth) { countdown = nth; }
-FailAllocations::~FailAllocations() { countdown = 0; }
+FailAllocations::FailAllocations(int nth) {
+    countdown = nth;
+}
+FailAllocations::~FailAllocations() {
+    countdown = 0;
+}
 }  // namespace tavtest

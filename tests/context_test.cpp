@@ -56,12 +56,14 @@ TEST(Context, NullPointersAreReportedWithTheirSite) {
     ASSERT_EQ(tavCreate(&ctx), TAV_OK);
     EXPECT_EQ(printedBy([] { EXPECT_EQ(tavCreate(nullptr), TAV_E_NULL_POINTER); }), diag(13));
     EXPECT_EQ(printedBy([] { EXPECT_EQ(tavRelease(nullptr), TAV_E_NULL_POINTER); }), diag(41));
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicGetConfig(nullptr, &format), TAV_E_NULL_POINTER); }),
-              diag(52));
+    EXPECT_EQ(
+        printedBy([&] { EXPECT_EQ(tavDemosaicGetConfig(nullptr, &format), TAV_E_NULL_POINTER); }),
+        diag(52));
     EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicGetConfig(ctx, nullptr), TAV_E_NULL_POINTER); }),
               diag(52));
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicSetConfig(nullptr, &format), TAV_E_NULL_POINTER); }),
-              diag(70));
+    EXPECT_EQ(
+        printedBy([&] { EXPECT_EQ(tavDemosaicSetConfig(nullptr, &format), TAV_E_NULL_POINTER); }),
+        diag(70));
     EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicSetConfig(ctx, nullptr), TAV_E_NULL_POINTER); }),
               diag(70));
     EXPECT_EQ(tavRelease(&ctx), TAV_OK);

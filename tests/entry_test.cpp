@@ -22,7 +22,8 @@ struct Call {
     void expect(int32_t code, int site, uint32_t method = 1) {
         const TavImage dstBefore = dst;
         const auto bytesBefore = dstBytes;
-        const std::string out = printedBy([&] { EXPECT_EQ(tavDemosaicing(c.ctx, &src, method, &dst), code); });
+        const std::string out =
+            printedBy([&] { EXPECT_EQ(tavDemosaicing(c.ctx, &src, method, &dst), code); });
         EXPECT_EQ(out, site ? diag(site) : "");
         if (code != TAV_OK) {
             EXPECT_EQ(std::memcmp(&dst, &dstBefore, sizeof dst), 0) << "destination record changed";
@@ -35,11 +36,17 @@ struct Call {
 
 TEST(EntryChecks, NullRecordsAndData) {
     Call k;
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicing(nullptr, &k.src, 1, &k.dst), TAV_E_NULL_POINTER); }),
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_EQ(tavDemosaicing(nullptr, &k.src, 1, &k.dst), TAV_E_NULL_POINTER);
+              }),
               diag(94));
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicing(k.c.ctx, nullptr, 1, &k.dst), TAV_E_NULL_POINTER); }),
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_EQ(tavDemosaicing(k.c.ctx, nullptr, 1, &k.dst), TAV_E_NULL_POINTER);
+              }),
               diag(94));
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavDemosaicing(k.c.ctx, &k.src, 1, nullptr), TAV_E_NULL_POINTER); }),
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_EQ(tavDemosaicing(k.c.ctx, &k.src, 1, nullptr), TAV_E_NULL_POINTER);
+              }),
               diag(94));
     k.src.data = nullptr;
     k.src.width = 0;  // the data check comes before the size check
@@ -76,8 +83,8 @@ TEST(EntryChecks, PixelCountMustFitInASignedInt) {
 
 TEST(EntryChecks, UnknownSourceFormats) {
     Call k;
-    for (uint32_t format : {0u, 0x0110010Fu /* a 14-bit Bayer code */, TAV_PF_YUV422_8, TAV_PF_BGR8,
-                            TAV_PF_MONO1P}) {
+    for (uint32_t format :
+         {0u, 0x0110010Fu /* a 14-bit Bayer code */, TAV_PF_YUV422_8, TAV_PF_BGR8, TAV_PF_MONO1P}) {
         k.src.pixelFormat = format;
         k.expect(TAV_E_PIXEL_FORMAT, 110);
     }
@@ -90,7 +97,8 @@ TEST(EntryChecks, ScratchAllocationFailureNamesTheSourceClass) {
         k.src.pitch = 16;
         const std::string out = [&] {
             tavtest::FailAllocations fail(1);
-            return printedBy([&] { EXPECT_EQ(tavDemosaicing(k.c.ctx, &k.src, 1, &k.dst), TAV_E_NO_MEMORY); });
+            return printedBy(
+                [&] { EXPECT_EQ(tavDemosaicing(k.c.ctx, &k.src, 1, &k.dst), TAV_E_NO_MEMORY); });
         }();
         EXPECT_EQ(out, diag(42) + diag(format == TAV_PF_MONO8 ? 115 : 119));
         EXPECT_EQ(k.dst.pixelFormat, 0u);
@@ -124,29 +132,38 @@ TEST_P(SourceMapping, GivesThe8BitFormatAndClass) {
     EXPECT_EQ(normClass, m.normClass);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, SourceMapping,
-    testing::Values(
-        Mapping{TAV_PF_MONO8, TAV_PF_MONO8, 0}, Mapping{TAV_PF_BAYER_GR8, TAV_PF_BAYER_GR8, 0},
-        Mapping{TAV_PF_BAYER_RG8, TAV_PF_BAYER_RG8, 0}, Mapping{TAV_PF_BAYER_GB8, TAV_PF_BAYER_GB8, 0},
-        Mapping{TAV_PF_BAYER_BG8, TAV_PF_BAYER_BG8, 0}, Mapping{TAV_PF_MONO10, TAV_PF_MONO8, 2},
-        Mapping{TAV_PF_BAYER_GR10, TAV_PF_BAYER_GR8, 2}, Mapping{TAV_PF_BAYER_RG10, TAV_PF_BAYER_RG8, 2},
-        Mapping{TAV_PF_BAYER_GB10, TAV_PF_BAYER_GB8, 2}, Mapping{TAV_PF_BAYER_BG10, TAV_PF_BAYER_BG8, 2},
-        Mapping{TAV_PF_MONO12, TAV_PF_MONO8, 4}, Mapping{TAV_PF_BAYER_GR12, TAV_PF_BAYER_GR8, 4},
-        Mapping{TAV_PF_BAYER_RG12, TAV_PF_BAYER_RG8, 4}, Mapping{TAV_PF_BAYER_GB12, TAV_PF_BAYER_GB8, 4},
-        Mapping{TAV_PF_BAYER_BG12, TAV_PF_BAYER_BG8, 4}, Mapping{TAV_PF_MONO14, TAV_PF_MONO8, 6},
-        Mapping{TAV_PF_MONO16, TAV_PF_MONO8, 8}, Mapping{TAV_PF_BAYER_GR16, TAV_PF_BAYER_GR8, 8},
-        Mapping{TAV_PF_BAYER_RG16, TAV_PF_BAYER_RG8, 8}, Mapping{TAV_PF_BAYER_GB16, TAV_PF_BAYER_GB8, 8},
-        Mapping{TAV_PF_BAYER_BG16, TAV_PF_BAYER_BG8, 8}, Mapping{TAV_PF_MONO10_PACKED, TAV_PF_MONO8, -1},
-        Mapping{TAV_PF_MONO12_PACKED, TAV_PF_MONO8, -1},
-        Mapping{TAV_PF_BAYER_GR10_PACKED, TAV_PF_BAYER_GR8, -1},
-        Mapping{TAV_PF_BAYER_RG10_PACKED, TAV_PF_BAYER_RG8, -1},
-        Mapping{TAV_PF_BAYER_GB10_PACKED, TAV_PF_BAYER_GB8, -1},
-        Mapping{TAV_PF_BAYER_BG10_PACKED, TAV_PF_BAYER_BG8, -1},
-        Mapping{TAV_PF_BAYER_GR12_PACKED, TAV_PF_BAYER_GR8, -1},
-        Mapping{TAV_PF_BAYER_RG12_PACKED, TAV_PF_BAYER_RG8, -1},
-        Mapping{TAV_PF_BAYER_GB12_PACKED, TAV_PF_BAYER_GB8, -1},
-        Mapping{TAV_PF_BAYER_BG12_PACKED, TAV_PF_BAYER_BG8, -1}));
+INSTANTIATE_TEST_SUITE_P(All, SourceMapping,
+                         testing::Values(Mapping{TAV_PF_MONO8, TAV_PF_MONO8, 0},
+                                         Mapping{TAV_PF_BAYER_GR8, TAV_PF_BAYER_GR8, 0},
+                                         Mapping{TAV_PF_BAYER_RG8, TAV_PF_BAYER_RG8, 0},
+                                         Mapping{TAV_PF_BAYER_GB8, TAV_PF_BAYER_GB8, 0},
+                                         Mapping{TAV_PF_BAYER_BG8, TAV_PF_BAYER_BG8, 0},
+                                         Mapping{TAV_PF_MONO10, TAV_PF_MONO8, 2},
+                                         Mapping{TAV_PF_BAYER_GR10, TAV_PF_BAYER_GR8, 2},
+                                         Mapping{TAV_PF_BAYER_RG10, TAV_PF_BAYER_RG8, 2},
+                                         Mapping{TAV_PF_BAYER_GB10, TAV_PF_BAYER_GB8, 2},
+                                         Mapping{TAV_PF_BAYER_BG10, TAV_PF_BAYER_BG8, 2},
+                                         Mapping{TAV_PF_MONO12, TAV_PF_MONO8, 4},
+                                         Mapping{TAV_PF_BAYER_GR12, TAV_PF_BAYER_GR8, 4},
+                                         Mapping{TAV_PF_BAYER_RG12, TAV_PF_BAYER_RG8, 4},
+                                         Mapping{TAV_PF_BAYER_GB12, TAV_PF_BAYER_GB8, 4},
+                                         Mapping{TAV_PF_BAYER_BG12, TAV_PF_BAYER_BG8, 4},
+                                         Mapping{TAV_PF_MONO14, TAV_PF_MONO8, 6},
+                                         Mapping{TAV_PF_MONO16, TAV_PF_MONO8, 8},
+                                         Mapping{TAV_PF_BAYER_GR16, TAV_PF_BAYER_GR8, 8},
+                                         Mapping{TAV_PF_BAYER_RG16, TAV_PF_BAYER_RG8, 8},
+                                         Mapping{TAV_PF_BAYER_GB16, TAV_PF_BAYER_GB8, 8},
+                                         Mapping{TAV_PF_BAYER_BG16, TAV_PF_BAYER_BG8, 8},
+                                         Mapping{TAV_PF_MONO10_PACKED, TAV_PF_MONO8, -1},
+                                         Mapping{TAV_PF_MONO12_PACKED, TAV_PF_MONO8, -1},
+                                         Mapping{TAV_PF_BAYER_GR10_PACKED, TAV_PF_BAYER_GR8, -1},
+                                         Mapping{TAV_PF_BAYER_RG10_PACKED, TAV_PF_BAYER_RG8, -1},
+                                         Mapping{TAV_PF_BAYER_GB10_PACKED, TAV_PF_BAYER_GB8, -1},
+                                         Mapping{TAV_PF_BAYER_BG10_PACKED, TAV_PF_BAYER_BG8, -1},
+                                         Mapping{TAV_PF_BAYER_GR12_PACKED, TAV_PF_BAYER_GR8, -1},
+                                         Mapping{TAV_PF_BAYER_RG12_PACKED, TAV_PF_BAYER_RG8, -1},
+                                         Mapping{TAV_PF_BAYER_GB12_PACKED, TAV_PF_BAYER_GB8, -1},
+                                         Mapping{TAV_PF_BAYER_BG12_PACKED, TAV_PF_BAYER_BG8, -1}));
 
 // ---- Mono sources of every class through the entry, compact and padded
 
@@ -165,7 +182,8 @@ TEST_P(MonoThroughEntry, GivesTheTopByteOfEverySample) {
             const int32_t compact = width * source.bytesPerTwo / 2;
             const int32_t pitch = compact + extraPitch;
             // Packed rows of odd width need their last group complete to be read.
-            const auto bytes = tavtest::randomBytes(size_t(height) * pitch + 4, width * 13 + height);
+            const auto bytes =
+                tavtest::randomBytes(size_t(height) * pitch + 4, width * 13 + height);
             auto srcBuf = bytes;
             std::vector<uint8_t> out(size_t(height) * width, 0xEE);
             tavtest::Context c;
@@ -193,13 +211,15 @@ TEST_P(MonoThroughEntry, GivesTheTopByteOfEverySample) {
                     } else if (source.bytesPerTwo == 3) {
                         want = row[(x >> 1) * 3 + (x & 1) * 2];
                     } else {
-                        // Random words may carry stray high bits: only in-range samples are compared.
+                        // Random words may carry stray high bits: only in-range samples are
+                        // compared.
                         uint16_t v;
                         std::memcpy(&v, row + 2 * x, 2);
                         if ((v >> source.shift) > 255) continue;
                         want = static_cast<uint8_t>(v >> source.shift);
                     }
-                    ASSERT_EQ(out[y * width + x], want) << "w=" << width << " y=" << y << " x=" << x;
+                    ASSERT_EQ(out[y * width + x], want)
+                        << "w=" << width << " y=" << y << " x=" << x;
                 }
             }
         }
@@ -231,7 +251,8 @@ TEST(EntryCompaction, PaddedEightBitSourceIsCompactedInPlace) {
         EXPECT_TRUE(std::equal(buf.begin() + y * width, buf.begin() + (y + 1) * width,
                                original.begin() + y * pitch));
     }
-    EXPECT_TRUE(std::equal(buf.begin() + height * width, buf.end(), original.begin() + height * width));
+    EXPECT_TRUE(
+        std::equal(buf.begin() + height * width, buf.end(), original.begin() + height * width));
     EXPECT_TRUE(std::equal(out.begin(), out.end(), buf.begin()));
 }
 
@@ -245,7 +266,9 @@ TEST_P(Mono8Output, ReplicatesEveryByte) {
         for (int32_t width = 4; width <= 40; ++width) {
             const int32_t n = width * height;
             const auto src = tavtest::randomBytes(n, n);
-            const int bytes = format == TAV_PF_MONO8 ? 1 : (format == TAV_PF_RGBA8 || format == TAV_PF_BGRA8) ? 4 : 3;
+            const int bytes = format == TAV_PF_MONO8                               ? 1
+                              : (format == TAV_PF_RGBA8 || format == TAV_PF_BGRA8) ? 4
+                                                                                   : 3;
             std::vector<uint8_t> out(size_t(n) * bytes + 16, 0xEE);
             ASSERT_EQ(mono8Convert(src.data(), out.data(), height, width, format), TAV_OK);
             const bool planar = format == TAV_PF_RGB8_PLANAR || format == TAV_PF_BGR8_PLANAR;
@@ -256,7 +279,8 @@ TEST_P(Mono8Output, ReplicatesEveryByte) {
                     ASSERT_EQ(got, want) << "w=" << width << " i=" << i << " k=" << k;
                 }
             }
-            EXPECT_TRUE(std::all_of(out.end() - 16, out.end(), [](uint8_t b) { return b == 0xEE; }));
+            EXPECT_TRUE(
+                std::all_of(out.end() - 16, out.end(), [](uint8_t b) { return b == 0xEE; }));
         }
     }
 }
@@ -302,8 +326,9 @@ TEST_P(BayerOutcome, NeverSucceedsWithUnwrittenPixels) {
     }
     EXPECT_EQ(codes[0], codes[1]);
     if (codes[0] == TAV_OK) {
-        const int bytesPerPixel =
-            output == TAV_PF_MONO8 ? 1 : (output == TAV_PF_RGBA8 || output == TAV_PF_BGRA8) ? 4 : 3;
+        const int bytesPerPixel = output == TAV_PF_MONO8                               ? 1
+                                  : (output == TAV_PF_RGBA8 || output == TAV_PF_BGRA8) ? 4
+                                                                                       : 3;
         results[0].resize(size_t(n) * bytesPerPixel);
         results[1].resize(size_t(n) * bytesPerPixel);
         EXPECT_TRUE(results[0] == results[1]) << "some output bytes were not written";

@@ -12,7 +12,9 @@ uint8_t narrowed(uint16_t v, int shift, bool blocked) {
     return static_cast<uint8_t>(blocked ? std::min(s, 255) : s);
 }
 
-int32_t inBlocks(int32_t count, int32_t step) { return count / step * step; }
+int32_t inBlocks(int32_t count, int32_t step) {
+    return count / step * step;
+}
 
 struct Shape {
     int32_t height, width, pad;
@@ -33,7 +35,8 @@ TEST_P(Narrow, RowsSaturateInBlocksAndWrapInTheTail) {
     const int shift = GetParam();
     for (const Shape& s : shapes()) {
         const int32_t pitchWords = s.width + s.pad;
-        const auto src = tavtest::randomWords(size_t(s.height) * pitchWords, s.width * 31 + shift, 16);
+        const auto src =
+            tavtest::randomWords(size_t(s.height) * pitchWords, s.width * 31 + shift, 16);
         std::vector<uint8_t> dst(size_t(s.height) * s.width + 1, 0xCC);
         u16Tou8(src.data(), s.height, s.width, pitchWords * 2, shift, dst.data());
         for (int32_t y = 0; y < s.height; ++y) {
@@ -55,7 +58,8 @@ TEST_P(Narrow, WholeImageRunSaturatesInBlocksAndWrapsInTheTail) {
         std::vector<uint8_t> dst(n + 1, 0xCC);
         u16Tou8_old(src.data(), s.height, s.width, shift, dst.data());
         for (int32_t i = 0; i < n; ++i) {
-            ASSERT_EQ(dst[i], narrowed(src[i], shift, i < inBlocks(n, 16))) << "w=" << s.width << " i=" << i;
+            ASSERT_EQ(dst[i], narrowed(src[i], shift, i < inBlocks(n, 16)))
+                << "w=" << s.width << " i=" << i;
         }
         EXPECT_EQ(dst.back(), 0xCC);
     }
@@ -102,7 +106,8 @@ TEST(Unpack, RowsKeepTheHighByteOfEachSample) {
             const uint8_t* row = src.data() + y * pitch;
             for (int32_t x = 0; x < s.width; ++x) {
                 const uint8_t want = row[(x >> 1) * 3 + (x & 1) * 2];
-                ASSERT_EQ(dst[y * s.width + x], want) << "w=" << s.width << " y=" << y << " x=" << x;
+                ASSERT_EQ(dst[y * s.width + x], want)
+                    << "w=" << s.width << " y=" << y << " x=" << x;
             }
         }
         // An odd width writes one byte past the last row; an even one does not.
@@ -146,7 +151,8 @@ TEST(Compact, RowsMoveDownInPlaceAndTheRestIsKept) {
     for (const Shape& s : shapes()) {
         for (int32_t extra : {0, 1, 3, 16, 17}) {
             const int32_t pitch = s.width + extra;
-            const auto original = tavtest::randomBytes(size_t(s.height) * pitch, s.width * 7 + extra);
+            const auto original =
+                tavtest::randomBytes(size_t(s.height) * pitch, s.width * 7 + extra);
             auto buf = original;
             u8Tou8(buf.data(), s.height, s.width, pitch, buf.data());
             for (int32_t y = 0; y < s.height; ++y) {

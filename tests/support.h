@@ -20,7 +20,9 @@ std::string printedBy(F&& call) {
     return testing::internal::GetCapturedStdout();
 }
 
-inline std::string diag(int site) { return "error line = [" + std::to_string(site) + "]"; }
+inline std::string diag(int site) {
+    return "error line = [" + std::to_string(site) + "]";
+}
 
 inline std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
     std::mt19937 rng(seed);

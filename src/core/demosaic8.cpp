@@ -68,7 +68,8 @@ constexpr Family kFamilies[] = {
 // fit are outside the supported range.
 int32_t scratchSize(int32_t height, int32_t width, int32_t normClass) {
     const uint32_t w = static_cast<uint32_t>(width);
-    const uint32_t bytes = normClass == kClass8 ? w + 64 : (static_cast<uint32_t>(height) + 1) * w + 64;
+    const uint32_t bytes =
+        normClass == kClass8 ? w + 64 : (static_cast<uint32_t>(height) + 1) * w + 64;
     return static_cast<int32_t>(bytes);
 }
 
@@ -120,14 +121,14 @@ int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavI
     } else {
         uint8_t* aligned = tav::align16(scratch.buffer);
         if (normClass == tav::kClassPacked) {
-            if (pitch == width + (width >> 1)) {
+            if (pitch == int64_t{width} + (width >> 1)) {
                 unpacked_old(src->data, height, width, aligned);
             } else {
                 unpacked(src->data, height, width, pitch, aligned);
             }
         } else {
             const uint16_t* wide = reinterpret_cast<const uint16_t*>(src->data);
-            if (pitch == 2 * width) {
+            if (pitch == 2 * int64_t{width}) {
                 u16Tou8_old(wide, height, width, normClass, aligned);
             } else {
                 u16Tou8(wide, height, width, pitch, normClass, aligned);
@@ -143,7 +144,8 @@ int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavI
         result = mono8Convert(image, dst->data, height, width, output);
     } else {
         for (const tav::Family& f : tav::kFamilies) {
-            if (f.format8 == format8) result = f.entry(image, dst->data, height, width, output, method, work);
+            if (f.format8 == format8)
+                result = f.entry(image, dst->data, height, width, output, method, work);
         }
     }
     if (result != TAV_OK) return result;

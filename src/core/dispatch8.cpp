@@ -9,14 +9,22 @@ namespace tav {
 
 int output8Index(uint64_t format) {
     switch (format) {
-        case TAV_PF_MONO8: return kOutMono8;
-        case TAV_PF_RGB8: return kOutRgb8;
-        case TAV_PF_BGR8: return kOutBgr8;
-        case TAV_PF_RGB8_PLANAR: return kOutRgbPlanar;
-        case TAV_PF_BGR8_PLANAR: return kOutBgrPlanar;
-        case TAV_PF_RGBA8: return kOutRgba8;
-        case TAV_PF_BGRA8: return kOutBgra8;
-        default: return -1;
+        case TAV_PF_MONO8:
+            return kOutMono8;
+        case TAV_PF_RGB8:
+            return kOutRgb8;
+        case TAV_PF_BGR8:
+            return kOutBgr8;
+        case TAV_PF_RGB8_PLANAR:
+            return kOutRgbPlanar;
+        case TAV_PF_BGR8_PLANAR:
+            return kOutBgrPlanar;
+        case TAV_PF_RGBA8:
+            return kOutRgba8;
+        case TAV_PF_BGRA8:
+            return kOutBgra8;
+        default:
+            return -1;
     }
 }
 
@@ -55,7 +63,8 @@ template <bool kStream>
 void replicate3(const uint8_t* src, uint8_t* dst, ptrdiff_t n) {
     const __m128i m0 = _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
     const __m128i m1 = _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10);
-    const __m128i m2 = _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15);
+    const __m128i m2 =
+        _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15);
     ptrdiff_t i = 0;
     for (; i + 16 <= n; i += 16) {
         const __m128i g = simd::load(src + i);
@@ -92,7 +101,6 @@ void replicate4(const uint8_t* src, uint8_t* dst, ptrdiff_t n) {
 
 }  // namespace
 }  // namespace tav
-
 
 extern "C" {
 

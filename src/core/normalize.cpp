@@ -41,7 +41,8 @@ template <bool kStream>
 inline int32_t unpackRowSsse3(const uint8_t* src, uint8_t* dst, int32_t count) {
     const __m128i lo0 = _mm_setr_epi8(0, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, -1, -1, -1, -1, -1);
     const __m128i lo1 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 1, 2, 4, 5, 7);
-    const __m128i hi1 = _mm_setr_epi8(8, 10, 11, 13, 14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i hi1 =
+        _mm_setr_epi8(8, 10, 11, 13, 14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
     const __m128i hi2 = _mm_setr_epi8(-1, -1, -1, -1, -1, 0, 1, 3, 4, 6, 7, 9, 10, 12, 13, 15);
     int32_t x = 0;
     for (; x < count - 31; x += 32) {
@@ -70,7 +71,8 @@ inline int32_t narrowRowSse2(const uint16_t* src, uint8_t* dst, int32_t count, i
 inline void copyRow(const uint8_t* src, uint8_t* dst, int32_t count) {
     int32_t x = 0;
     // Each block is loaded before it is stored, so rows may move down in place.
-    for (; x < count - 15; x += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), load(src + x));
+    for (; x < count - 15; x += 16)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + x), load(src + x));
     for (; x < count; ++x) dst[x] = src[x];
 }
 
@@ -89,17 +91,23 @@ size_t streamBytes(int32_t height, int32_t width) {
     return (width & 15) ? 0 : static_cast<size_t>(height) * static_cast<size_t>(width);
 }
 
+// The sample count wraps like the entry's own pixel count; callers check it.
+int32_t sampleCount(int32_t height, int32_t width) {
+    return static_cast<int32_t>(static_cast<uint32_t>(width) * static_cast<uint32_t>(height));
+}
+
 }  // namespace
 }  // namespace tav
 
+using tav::sampleCount;
 using tav::simd::withStorePolicy;
 
 extern "C" {
 
 void u8Tou8(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, uint8_t* dst) {
     for (int32_t r = 0; r < height; ++r) {
-        tav::copyRow(src + static_cast<ptrdiff_t>(r) * pitch, dst + static_cast<ptrdiff_t>(r) * width,
-                     width);
+        tav::copyRow(src + static_cast<ptrdiff_t>(r) * pitch,
+                     dst + static_cast<ptrdiff_t>(r) * width, width);
     }
 }
 
@@ -113,10 +121,9 @@ void unpacked(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, 
 }
 
 void unpacked_old(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
-    const int32_t count = width * height;
-    withStorePolicy(dst, static_cast<size_t>(count), [&](auto stream) {
-        tav::unpackRow<decltype(stream)::value>(src, dst, count);
-    });
+    const int32_t count = sampleCount(height, width);
+    withStorePolicy(dst, static_cast<size_t>(count),
+                    [&](auto stream) { tav::unpackRow<decltype(stream)::value>(src, dst, count); });
 }
 
 void u16Tou8(const uint16_t* src, int32_t height, int32_t width, int32_t pitch, int32_t shift,
@@ -124,14 +131,14 @@ void u16Tou8(const uint16_t* src, int32_t height, int32_t width, int32_t pitch, 
     const ptrdiff_t step = pitch >> 1;
     withStorePolicy(dst, tav::streamBytes(height, width), [&](auto stream) {
         for (int32_t r = 0; r < height; ++r) {
-            tav::narrowRow<decltype(stream)::value>(src + r * step, dst + static_cast<ptrdiff_t>(r) * width,
-                                                    width, shift);
+            tav::narrowRow<decltype(stream)::value>(
+                src + r * step, dst + static_cast<ptrdiff_t>(r) * width, width, shift);
         }
     });
 }
 
 void u16Tou8_old(const uint16_t* src, int32_t height, int32_t width, int32_t shift, uint8_t* dst) {
-    const int32_t count = width * height;
+    const int32_t count = sampleCount(height, width);
     withStorePolicy(dst, static_cast<size_t>(count), [&](auto stream) {
         tav::narrowRow<decltype(stream)::value>(src, dst, count, shift);
     });

@@ -9,14 +9,18 @@
 
 namespace tav::simd {
 
-inline __m128i load(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+inline __m128i load(const void* p) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(p));
+}
 
 // Output bytes beyond this size are written with non-temporal stores: the frame
 // would not stay in cache anyway, and skipping the read-for-ownership saves a
 // third of the memory traffic of a write-heavy pass.
 constexpr size_t kStreamBytes = size_t{16} << 20;
 
-inline bool aligned16(const void* p) { return (reinterpret_cast<uintptr_t>(p) & 15) == 0; }
+inline bool aligned16(const void* p) {
+    return (reinterpret_cast<uintptr_t>(p) & 15) == 0;
+}
 
 // Whether a destination of `bytes` should be streamed (it must then be 16-byte
 // aligned at every vector store).

@@ -25,16 +25,22 @@ inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint8_t* out) {
     const __m128i b0 = _mm_setr_epi8(-1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10, -1);
     const __m128i b1 = _mm_setr_epi8(5, -1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10);
     const __m128i b2 = _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1);
-    const __m128i d0 = _mm_setr_epi8(-1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1, -1);
-    const __m128i d1 = _mm_setr_epi8(-1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1);
-    const __m128i d2 = _mm_setr_epi8(10, -1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15);
+    const __m128i d0 =
+        _mm_setr_epi8(-1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1, -1);
+    const __m128i d1 =
+        _mm_setr_epi8(-1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1);
+    const __m128i d2 =
+        _mm_setr_epi8(10, -1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15);
     __m128i* o = reinterpret_cast<__m128i*>(out);
-    _mm_storeu_si128(o, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, a0), _mm_shuffle_epi8(c1, a1)),
-                                     _mm_shuffle_epi8(c2, a2)));
-    _mm_storeu_si128(o + 1, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, b0), _mm_shuffle_epi8(c1, b1)),
-                                         _mm_shuffle_epi8(c2, b2)));
-    _mm_storeu_si128(o + 2, _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, d0), _mm_shuffle_epi8(c1, d1)),
-                                         _mm_shuffle_epi8(c2, d2)));
+    _mm_storeu_si128(o,
+                     _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, a0), _mm_shuffle_epi8(c1, a1)),
+                                  _mm_shuffle_epi8(c2, a2)));
+    _mm_storeu_si128(o + 1,
+                     _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, b0), _mm_shuffle_epi8(c1, b1)),
+                                  _mm_shuffle_epi8(c2, b2)));
+    _mm_storeu_si128(o + 2,
+                     _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(c0, d0), _mm_shuffle_epi8(c1, d1)),
+                                  _mm_shuffle_epi8(c2, d2)));
 }
 
 // 64 bytes c0 c1 c2 c3 ... from four 16-byte channel vectors.
@@ -66,8 +72,10 @@ inline __m128i luma16(const uint32_t w[3], __m128i r, __m128i g, __m128i b) {
         s = _mm_add_epi16(_mm_add_epi16(s, _mm_mullo_epi16(b16, wb)), half);
         return _mm_srli_epi16(s, 8);
     };
-    const __m128i lo = sum(_mm_unpacklo_epi8(r, zero), _mm_unpacklo_epi8(g, zero), _mm_unpacklo_epi8(b, zero));
-    const __m128i hi = sum(_mm_unpackhi_epi8(r, zero), _mm_unpackhi_epi8(g, zero), _mm_unpackhi_epi8(b, zero));
+    const __m128i lo =
+        sum(_mm_unpacklo_epi8(r, zero), _mm_unpacklo_epi8(g, zero), _mm_unpacklo_epi8(b, zero));
+    const __m128i hi =
+        sum(_mm_unpackhi_epi8(r, zero), _mm_unpackhi_epi8(g, zero), _mm_unpackhi_epi8(b, zero));
     return _mm_packus_epi16(lo, hi);
 }
 
@@ -148,7 +156,9 @@ struct Mono8Writer {
     int32_t width;
     const uint32_t* weights;
 
-    void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const { row[x] = luma(weights, r, g, b); }
+    void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
+        row[x] = luma(weights, r, g, b);
+    }
     void put16(int32_t x, __m128i r, __m128i g, __m128i b) const {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(row + x), luma16(weights, r, g, b));
     }
