@@ -160,7 +160,6 @@ void demosaicFile(const Job& job, Context8& context, const std::string& input,
                       job.source->name + " frame with pitch " + std::to_string(job.pitch) +
                       " needs " + std::to_string(need));
     }
-    const size_t pixels = size_t(job.width) * job.height;
     // Room for BMP rows padded in place to 4 bytes.
     const size_t rowOut = size_t(job.width) * 6 + 3;
     std::vector<uint8_t> out(rowOut * job.height);
@@ -169,7 +168,7 @@ void demosaicFile(const Job& job, Context8& context, const std::string& input,
     if (fullDepth(job)) {
 #if TAV_TOOL_U16
         // the 16-bit entry reads compact rows; copy out of a wider pitch
-        std::vector<uint16_t> compact(pixels);
+        std::vector<uint16_t> compact(size_t(job.width) * job.height);
         for (int32_t y = 0; y < job.height; ++y) {
             std::memcpy(compact.data() + size_t(y) * job.width, file.data() + size_t(y) * job.pitch,
                         size_t(job.width) * 2);
@@ -191,7 +190,6 @@ void demosaicFile(const Job& job, Context8& context, const std::string& input,
         TavImage src{job.height, job.width, job.source->code, file.data(), job.pitch};
         rc = context.run(src, job.method, job.target->code, out.data(), printed);
     }
-    (void)pixels;
     if (rc != TAV_OK) {
         throw Failure(input + ": the library refused " + job.source->name + " to " +
                       job.target->name + " by " + methodName(job.method) + ": " +

@@ -1,6 +1,7 @@
 // The tav program end to end: it is run as a user runs it, on small files in
 // a scratch folder, and its files, messages and exit codes are checked.
 #include <dirent.h>
+#include <sys/stat.h>
 #include <ftw.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -236,6 +237,10 @@ struct ErrorCase {
     const char* message;
 };
 
+void PrintTo(const ErrorCase& c, std::ostream* os) {
+    *os << c.name;
+}
+
 class CliErrors : public Cli, public testing::WithParamInterface<ErrorCase> {};
 
 TEST_P(CliErrors, OneLineNoOutput) {
@@ -294,6 +299,8 @@ const ErrorCase kErrors[] = {
      "convert --format Mono8 --width 16 --height 16 --to YUV422_8 -o x.png "
      "in.raw",
      2, "a PNG cannot hold YUV422_8"},
+    {"FolderMissing", "demosaic --format Mono8 --width 16 --height 16 -o none/x.png in.raw", 1,
+     "cannot write none/x.png"},
     {"UnknownCommand", "develop in.raw", 2, "unknown command 'develop'"},
     {"DemoOddSize", "demo --size 63x48 -o d", 2, "--size must be even"},
     {"DemoBadSize", "demo --size big -o d", 2, "size must look like 1920x1080"},
@@ -310,6 +317,18 @@ TEST_F(Cli, BrokenPngIsRefusedWithoutOutput) {
     EXPECT_EQ(lineCount(o.err), 1) << o.err;
     EXPECT_NE(o.err.find("cannot read PNG bad.png"), std::string::npos) << o.err;
     EXPECT_FALSE(exists(path("out.raw")));
+}
+
+// A write that fails at the end (here: the name is taken by a folder) removes
+// its temporary file.
+TEST_F(Cli, FailedRenameLeavesNoTemporary) {
+    write("in.raw", randomBytes(8 * 8, 6));
+    ASSERT_EQ(::mkdir(path("taken.png").c_str(), 0755), 0);
+    const std::vector<std::string> before = files();
+    const Outcome o = tav("convert --format Mono8 --width 8 --height 8 -o taken.png in.raw");
+    EXPECT_EQ(o.status, 1);
+    EXPECT_NE(o.err.find("cannot write taken.png"), std::string::npos) << o.err;
+    EXPECT_EQ(files(), before);
 }
 
 // Pixel conversion goes through the library when it has the entry; either way
@@ -334,6 +353,10 @@ struct BayerCase {
     int phase;  // index of the red site in the 2x2 cell: 0 RG, 1 GR, 2 GB, 3 BG
     bool packed;
 };
+
+void PrintTo(const BayerCase& c, std::ostream* os) {
+    *os << c.format;
+}
 
 class CliBayer : public Cli,
                  public testing::WithParamInterface<std::tuple<BayerCase, const char*>> {};
@@ -485,6 +508,47 @@ TEST_F(Cli, BmpRowsArePaddedToFourBytes) {
         for (int x = 0; x < 5; ++x) EXPECT_EQ(bmp[54 + y * 16 + 3 * x], raw[y * 5 + x]);
         EXPECT_EQ(bmp[54 + y * 16 + 15], 0);
     }
+}
+#endif
+
+#if TAV_TOOL_CONVERT
+TEST_F(Cli, RgbPngBecomesBgrRawThroughTheLibrary) {
+    tavcli::Raster rgb = tavcli::makeRgbRaster(7, 3);
+    rgb.data = randomBytes(7 * 3 * 3, 12);
+    tavcli::writePng(path("in.png"), rgb);
+    const Outcome o = tav("convert in.png --to BGR8 -o out.raw");
+    ASSERT_EQ(o.status, 0) << o.err;
+    const auto bgr = bytesOf(path("out.raw"));
+    ASSERT_EQ(bgr.size(), rgb.data.size());
+    for (size_t i = 0; i < bgr.size(); i += 3) {
+        EXPECT_EQ(bgr[i], rgb.data[i + 2]);
+        EXPECT_EQ(bgr[i + 1], rgb.data[i + 1]);
+        EXPECT_EQ(bgr[i + 2], rgb.data[i]);
+    }
+}
+#endif
+
+#if TAV_TOOL_LSC
+// A flat field gives unit gains: applying them leaves any frame as it was.
+TEST_F(Cli, LscFromAFlatFieldChangesNothing) {
+    write("flat.raw", std::vector<uint8_t>(64 * 32, 100));
+    const auto frame = randomBytes(64 * 32, 13);
+    write("frame.raw", frame);
+    Outcome o = tav("lsc estimate --format Mono8 --width 64 --height 32 --grey flat.raw -o k.lsc");
+    ASSERT_EQ(o.status, 0) << o.err;
+    o =
+        tav("lsc apply --coefficients k.lsc --format Mono8 --width 64 --height 32 -o out.raw "
+            "frame.raw");
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(bytesOf(path("out.raw")), frame);
+
+    o =
+        tav("lsc apply --coefficients k.lsc --format Mono8 --width 32 --height 64 -o bad.raw "
+            "frame.raw");
+    EXPECT_EQ(o.status, 1);
+    EXPECT_NE(o.err.find("holds coefficients for 64x32 frames, not 32x64"), std::string::npos)
+        << o.err;
+    EXPECT_FALSE(exists(path("bad.raw")));
 }
 #endif
 
