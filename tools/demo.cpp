@@ -61,11 +61,11 @@ std::string formatPsnr(double db) {
 
 void printResult(const Result& r, double megapixels) {
     if (!r.ok) {
-        std::printf("  %-12s %-22s unavailable: %s\n", r.name.c_str(), r.path.c_str(),
+        std::printf("  %-12s %-24s unavailable: %s\n", r.name.c_str(), r.path.c_str(),
                     r.failure.c_str());
         return;
     }
-    std::printf("  %-12s %-22s %9.3f %9.1f %8s   %s\n", r.name.c_str(), r.path.c_str(),
+    std::printf("  %-12s %-24s %9.3f %9.1f %8s   %s\n", r.name.c_str(), r.path.c_str(),
                 r.timing.msPerFrame, megapixels / (r.timing.msPerFrame / 1000.0),
                 formatPsnr(r.psnr).c_str(), r.file.c_str());
     std::fflush(stdout);
@@ -126,7 +126,7 @@ int runDemo(const std::vector<std::string>& argv) {
     const double megapixels = double(width) * height / 1e6;
     std::printf("tav demo: %s%s, %dx%d, mosaicked to BayerRG12Packed (%zu bytes) -> %s\n",
                 source.c_str(), note.c_str(), width, height, packed.size(), dir.c_str());
-    std::printf("  %-12s %-22s %9s %9s %8s   %s\n", "method", "entry", "ms/frame", "MP/s",
+    std::printf("  %-12s %-24s %9s %9s %8s   %s\n", "method", "entry", "ms/frame", "MP/s",
                 "PSNR dB", "file");
 
     std::vector<Result> results;
@@ -199,7 +199,7 @@ int runDemo(const std::vector<std::string>& argv) {
         }
     }
 #else
-    std::printf("  %-12s %-22s unavailable: this library build has no tavDemosaicingU16\n",
+    std::printf("  %-12s %-24s unavailable: this library build has no tavDemosaicingU16\n",
                 "16-bit", "tavDemosaicingU16");
 #endif
 
