@@ -2,7 +2,7 @@
 # Installs the Debian packages that building and testing tav needs, if missing.
 # Usage: scripts/deps.sh [extra packages...]
 set -euo pipefail
-want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev "$@")
+want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev "$@")
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,0 +1,15 @@
+// The subcommands of the tav program: each takes the arguments after its
+// name, returns the exit status, and throws Failure for errors.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tavcli {
+
+int runDemo(const std::vector<std::string>& argv);
+int runDemosaic(const std::vector<std::string>& argv);
+int runConvert(const std::vector<std::string>& argv);
+int runFormats(const std::vector<std::string>& argv);
+
+}  // namespace tavcli

@@ -1,0 +1,102 @@
+// tav: the command-line face of the library.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+#include "commands.h"
+#include "formats.h"
+#include "tool_features.h"
+
+namespace {
+
+using tavcli::Failure;
+
+struct Command {
+    const char* name;
+    int (*run)(const std::vector<std::string>&);
+    const char* summary;
+    const char* usage;
+};
+
+const Command kCommands[] = {
+    {"demo", tavcli::runDemo, "demosaic a built-in test chart with every method",
+     "tav demo [--input PICTURE.png] [--output DIR] [--size WxH] [--frames N]\n"
+     "  Synthesises a chart (or takes PICTURE.png), mosaics it into a BayerRG12Packed\n"
+     "  frame, demosaics it with every method, and writes the results, a side-by-side\n"
+     "  sheet and summary.csv into DIR (default tav-demo). Prints time per frame,\n"
+     "  megapixels/s and PSNR against the chart. Default size 1920x1080.\n"},
+    {"demosaic", tavcli::runDemosaic, "raw Bayer or mono frames to PNG, BMP, PPM/PGM or raw",
+     "tav demosaic --format FMT --width W --height H [--pitch BYTES]\n"
+     "             [--method nearest|bilinear|edge] [--output png|png16|bmp|ppm|pgm|raw]\n"
+     "             [--target FMT] [-o FILE|DIR] FRAME...\n"
+     "  FMT is a pixel-format name or code (tav formats). --method defaults to bilinear,\n"
+     "  --output to png. png takes --target RGB8 or Mono8; png16 keeps the full depth\n"
+     "  of a 10- to 16-bit source; raw takes any demosaicing output format (default\n"
+     "  BGR8). With several frames -o names a folder; outputs go next to the inputs\n"
+     "  otherwise.\n"},
+    {"convert", tavcli::runConvert, "pixel-format conversion between raw files and PNG",
+     "tav convert [--format FMT --width W --height H] [--to FMT] [-o OUT] INPUT\n"
+     "  INPUT is a raw frame (give its format and size) or a PNG. OUT ending in .png\n"
+     "  writes a PNG, anything else raw bytes (default INPUT.FMT.raw). Without --to\n"
+     "  the format stays and only the container changes.\n"},
+#if TAV_TOOL_LSC
+    {"lsc", tavcli::runLsc, "lens-shading coefficients: estimate and apply",
+     "tav lsc estimate --format FMT --width W --height H --grey FLAT [--dark DARK]\n"
+     "                 [--mode bayer|mono] -o COEFFS\n"
+     "tav lsc apply --coefficients COEFFS --format FMT --width W --height H [-o OUT] FRAME\n"
+     "  FMT: Mono8/10/12 or Bayer 8/10/12 (10 and 12 bits in 16-bit words).\n"},
+#endif
+    {"formats", tavcli::runFormats, "pixel formats, their codes, and what each can become",
+     "tav formats\n"
+     "  Lists every pixel format with its code, and what this library build turns it into.\n"},
+};
+
+void printUsage(FILE* out) {
+    std::fprintf(out, "usage: tav COMMAND [options]   (tav COMMAND --help for its options)\n\n");
+    for (const Command& c : kCommands) std::fprintf(out, "  %-9s %s\n", c.name, c.summary);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h") {
+        if (args.size() >= 2) {
+            for (const Command& c : kCommands) {
+                if (args[1] == c.name) {
+                    std::fputs(c.usage, stdout);
+                    return 0;
+                }
+            }
+        }
+        printUsage(args.empty() ? stderr : stdout);
+        return args.empty() ? 2 : 0;
+    }
+    if (args[0] == "--version") {
+        std::printf("tav %s\n", TAV_TOOL_VERSION);
+        return 0;
+    }
+    for (const Command& c : kCommands) {
+        if (args[0] != c.name) continue;
+        const std::vector<std::string> rest(args.begin() + 1, args.end());
+        for (const std::string& a : rest) {
+            if (a == "--help" || a == "-h") {
+                std::fputs(c.usage, stdout);
+                return 0;
+            }
+        }
+        try {
+            return c.run(rest);
+        } catch (const Failure& e) {
+            std::fprintf(stderr, "tav %s: %s\n", c.name, e.what());
+            return e.usage ? 2 : 1;
+        } catch (const std::bad_alloc&) {
+            std::fprintf(stderr, "tav %s: out of memory\n", c.name);
+            return 1;
+        }
+    }
+    std::fprintf(stderr, "tav: unknown command '%s' (tav --help lists them)\n", args[0].c_str());
+    return 2;
+}
