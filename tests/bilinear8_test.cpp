@@ -224,7 +224,7 @@ TEST_P(BilinearFrames, EntryDemosaicsWideAndPackedSources) {
         const auto raw = tavtest::randomBytes(2 * n, uint32_t(n));
         std::vector<uint8_t> mosaic(n), packedBytes(n / 2 * 3);
         for (size_t i = 0; i < n; ++i) mosaic[i] = raw[2 * i + 1];  // little-endian top byte
-        for (size_t i = 0; i < n; i += 2) {
+        for (size_t i = 0; i + 1 < n; i += 2) {
             packedBytes[i / 2 * 3] = mosaic[i];
             packedBytes[i / 2 * 3 + 1] = raw[i];  // low bits, never read
             packedBytes[i / 2 * 3 + 2] = mosaic[i + 1];

@@ -153,7 +153,8 @@ inline void bandStep(const uint8_t* blue, ptrdiff_t stride, int32_t x, const W& 
                   joinColumns(half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1)))));
 }
 
-// Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns (R0, C0).
+// Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns
+// (R0, C0), where the last-row and last-column passes start.
 template <bool kSwap, typename W>
 uint64_t body(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
     const int32_t r0 = lastStart(height), c0 = lastStart(width);
