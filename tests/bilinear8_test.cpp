@@ -377,6 +377,25 @@ TEST(BilinearPasses, OnlyFlagOneExchanges) {
     }
 }
 
+// The Mono8 kernels weigh the colour of their phase's red sites by the first
+// weight, whatever the weights (within 16-bit sums).
+TEST(BilinearPasses, Mono8TakesAnyWeights) {
+    const uint32_t weights[3] = {200, 50, 6};
+    for (const auto& [h, w] : {std::pair{4, 4}, {7, 33}, {10, 50}}) {
+        const size_t n = size_t(h) * w;
+        const auto mosaic = tavtest::randomBytes(n, uint32_t(n));
+        for (Phase phase : {kRG, kGR}) {
+            const auto ref = reference(mosaic, h, w, phase);
+            std::vector<uint8_t> got(n), want(n);
+            for (size_t i = 0; i < n; ++i) want[i] = lumaOf(ref[i], weights);
+            (phase == kRG ? rg8ToMono8_bilinear : gr8ToMono8_bilinear)(mosaic.data(), h, w, weights,
+                                                                       got.data());
+            EXPECT_TRUE(got == want)
+                << kPhaseNames[phase] << " " << h << "x" << w << ": " << firstDifference(got, want);
+        }
+    }
+}
+
 // ---- opposite phases: the same bytes read as the opposite phase give the same
 // colours with red and blue exchanged
 

@@ -37,21 +37,34 @@ inline int32_t colOf(uint64_t rowCol) {
     return static_cast<int32_t>(rowCol & 0xFFFFFFFFu);
 }
 
+// The passes exchange red and blue themselves: the writers' own exchange stays
+// off, known at compile time, so that no step tests it.
+inline Bgr8Writer native(const Bgr8Writer& w) {
+    return {w.row, w.width, false};
+}
+inline Bgra8Writer native(const Bgra8Writer& w) {
+    return {w.row, w.width, false};
+}
+template <typename W>
+inline const W& native(const W& w) {
+    return w;
+}
+
 template <bool kSwap, typename W>
 inline void emit(const W& w, int32_t x, Rgb c) {
     if constexpr (kSwap) {
-        w.put(x, c.b, c.g, c.r);
+        native(w).put(x, c.b, c.g, c.r);
     } else {
-        w.put(x, c.r, c.g, c.b);
+        native(w).put(x, c.r, c.g, c.b);
     }
 }
 
 template <bool kSwap, typename W>
 inline void emit16(const W& w, int32_t x, __m128i r, __m128i g, __m128i b) {
     if constexpr (kSwap) {
-        w.put16(x, b, g, r);
+        native(w).put16(x, b, g, r);
     } else {
-        w.put16(x, r, g, b);
+        native(w).put16(x, r, g, b);
     }
 }
 
@@ -132,11 +145,45 @@ inline __m128i quarter(__m128i a) {
     return _mm_srli_epi16(a, 2);
 }
 
+// How the body hands 16 pixels, given as values at the columns x+2j and
+// x+1+2j in 16-bit lanes, to a writer: as colour bytes in column order...
+template <bool kSwap, typename W>
+struct LaneOutput {
+    explicit LaneOutput(const W&) {}
+    void operator()(const W& w, int32_t x, __m128i rOdd, __m128i rEven, __m128i gOdd, __m128i gEven,
+                    __m128i bOdd, __m128i bEven) const {
+        emit16<kSwap>(w, x, joinColumns(rOdd, rEven), joinColumns(gOdd, gEven),
+                      joinColumns(bOdd, bEven));
+    }
+};
+
+// ... except Mono8, weighed in the lanes before they are packed, with the
+// weights kept in registers: the same bytes as the writer's luma.
+template <bool kSwap>
+struct LaneOutput<kSwap, Mono8Writer> {
+    __m128i wr, wg, wb;
+
+    explicit LaneOutput(const Mono8Writer& w)
+        : wr(_mm_set1_epi16(static_cast<int16_t>(w.weights[kSwap ? 2 : 0]))),
+          wg(_mm_set1_epi16(static_cast<int16_t>(w.weights[1]))),
+          wb(_mm_set1_epi16(static_cast<int16_t>(w.weights[kSwap ? 0 : 2]))) {}
+    __m128i luma(__m128i r, __m128i g, __m128i b) const {
+        const __m128i s = add(add(_mm_mullo_epi16(r, wr), _mm_mullo_epi16(g, wg)),
+                              add(_mm_mullo_epi16(b, wb), _mm_set1_epi16(128)));
+        return _mm_srli_epi16(s, 8);
+    }
+    void operator()(const Mono8Writer& w, int32_t x, __m128i rOdd, __m128i rEven, __m128i gOdd,
+                    __m128i gEven, __m128i bOdd, __m128i bEven) const {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(w.row + x),
+                         joinColumns(luma(rOdd, gOdd, bOdd), luma(rEven, gEven, bEven)));
+    }
+};
+
 // Columns x..x+15 (x odd) of a band: the blue row `blue` (B sites at odd
 // columns) and the red row below it (R sites at even columns).
-template <bool kSwap, typename W>
-inline void bandStep(const uint8_t* blue, ptrdiff_t stride, int32_t x, const W& wBlue,
-                     const W& wRed) {
+template <typename Out, typename W>
+inline void bandStep(const Out& out, const uint8_t* blue, ptrdiff_t stride, int32_t x,
+                     const W& wBlue, const W& wRed) {
     const Columns a = columnsAround(blue - stride, x);
     const Columns b = columnsAround(blue, x);
     const Columns r = columnsAround(blue + stride, x);
@@ -144,13 +191,10 @@ inline void bandStep(const uint8_t* blue, ptrdiff_t stride, int32_t x, const W& 
 
     const __m128i verticalE1 = add(a.e1, r.e1);
     const __m128i horizontalO = add(b.o0, b.o1);
-    emit16<kSwap>(wBlue, x,
-                  joinColumns(quarter(add(add(a.e0, r.e0), verticalE1)), half(verticalE1)),
-                  joinColumns(quarter(add(add(a.o0, r.o0), add(b.e0, b.e1))), b.e1),
-                  joinColumns(b.o0, half(horizontalO)));
-    emit16<kSwap>(wRed, x, joinColumns(half(add(r.e0, r.e1)), r.e1),
-                  joinColumns(r.o0, quarter(add(add(b.e1, n.e1), add(r.o0, r.o1)))),
-                  joinColumns(half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1)))));
+    out(wBlue, x, quarter(add(add(a.e0, r.e0), verticalE1)), half(verticalE1),
+        quarter(add(add(a.o0, r.o0), add(b.e0, b.e1))), b.e1, b.o0, half(horizontalO));
+    out(wRed, x, half(add(r.e0, r.e1)), r.e1, r.o0, quarter(add(add(b.e1, n.e1), add(r.o0, r.o1))),
+        half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1))));
 }
 
 // Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns
@@ -160,11 +204,12 @@ uint64_t body(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, i
     const int32_t r0 = lastStart(height), c0 = lastStart(width);
     const InnerSamples s{src, width};
     const ptrdiff_t stride = width;
+    const LaneOutput<kSwap, W> out(w);
     for (int32_t y = 1; y < r0; y += 2) {
         const uint8_t* blue = src + y * stride;
         const W wBlue = w.next(y), wRed = w.next(y + 1);
         int32_t x = 1;
-        for (; x < width - 16; x += 16) bandStep<kSwap>(blue, stride, x, wBlue, wRed);
+        for (; x < width - 16; x += 16) bandStep(out, blue, stride, x, wBlue, wRed);
         for (; x < c0; x += 2) {
             emit<kSwap>(wBlue, x, atBlue(s, y, x));
             emit<kSwap>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
