@@ -165,6 +165,90 @@ TAV_API void u16Tou8_old(const uint16_t* src, int32_t height, int32_t width, int
 
 /* ---------------------------------------------------------------- 8-bit bilinear */
 
+/* Bilinear demosaicing of a compact 8-bit mosaic, height and width at least 4.
+ * Wrappers name the source phase; BGR8/BGRa8 write blue first (alpha 0),
+ * planar kernels write the colour of the phase's red sites to `first`, green to
+ * `second`, the blue-site colour to `third`; Mono8 weighs them by
+ * weights[0..2] (luma = (w0 R + w1 G + w2 B + 128) >> 8). */
+TAV_API int32_t rg8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+TAV_API int32_t gr8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+TAV_API int32_t gb8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+TAV_API int32_t bg8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+TAV_API int32_t rg8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* dst);
+TAV_API int32_t gr8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* dst);
+TAV_API int32_t gb8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* dst);
+TAV_API int32_t bg8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* dst);
+TAV_API int32_t rg8ToBgr8P_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* first, uint8_t* second, uint8_t* third);
+TAV_API int32_t gr8ToBgr8P_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    uint8_t* first, uint8_t* second, uint8_t* third);
+TAV_API int32_t rg8ToMono8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    const uint32_t* weights, uint8_t* dst);
+TAV_API int32_t gr8ToMono8_bilinear(const uint8_t* src, int32_t height, int32_t width,
+                                    const uint32_t* weights, uint8_t* dst);
+
+/* Passes of an RG mosaic. firstRows: row 0 (the gr8 forms: rows 0 and 1 of a GB
+ * mosaic, or of a GR one with flag 1); firstCols: column 0 of rows 1..; body:
+ * rows 1..R0-1 and columns 1..C0-1, returning R0 << 32 | C0 (R0, C0: the size
+ * less 1 when even, less 2 when odd); lastRows: rows R0.. (R0, the high half of
+ * `start`, a G B row), columns 1..C0-1; lastCols: columns C0.. of rows 1...
+ * A flag of 1 exchanges red and blue (bytes, planes or weights); any other
+ * value keeps the native order. */
+TAV_API void rg8ToBgr8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag);
+TAV_API void gr8ToBgr8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag);
+TAV_API void rg8ToBgr8_bilinear_firstCols(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag);
+TAV_API uint64_t rg8ToBgr8_bilinear_body(const uint8_t* src, uint8_t* dst, int32_t height,
+                                         int32_t width, uint32_t flag);
+TAV_API void rg8ToBgr8_bilinear_lastRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                         int32_t width, uint32_t flag, uint64_t start);
+TAV_API void rg8ToBgr8_bilinear_lastCols(const uint8_t* src, uint8_t* dst, int32_t height,
+                                         int32_t width, uint32_t flag, uint64_t start);
+
+TAV_API void rg8ToBgra8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                           int32_t width, uint32_t flag);
+TAV_API void gr8ToBgra8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                           int32_t width, uint32_t flag);
+TAV_API void rg8ToBgra8_bilinear_firstCols(const uint8_t* src, uint8_t* dst, int32_t height,
+                                           int32_t width, uint32_t flag);
+TAV_API uint64_t rg8ToBgra8_bilinear_body(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag);
+TAV_API void rg8ToBgra8_bilinear_lastRows(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag, uint64_t start);
+TAV_API void rg8ToBgra8_bilinear_lastCols(const uint8_t* src, uint8_t* dst, int32_t height,
+                                          int32_t width, uint32_t flag, uint64_t start);
+
+TAV_API void rg8ToBgr8P_bilinear_firstCols(const uint8_t* src, uint8_t* first, uint8_t* second,
+                                           uint8_t* third, int32_t height, int32_t width,
+                                           uint32_t flag);
+TAV_API uint64_t rg8ToBgr8P_bilinear_body(const uint8_t* src, uint8_t* first, uint8_t* second,
+                                          uint8_t* third, int32_t height, int32_t width,
+                                          uint32_t flag);
+TAV_API void rg8ToBgr8P_bilinear_lastRows(const uint8_t* src, uint8_t* first, uint8_t* second,
+                                          uint8_t* third, int32_t height, int32_t width,
+                                          uint32_t flag, uint64_t start);
+TAV_API void rg8ToBgr8P_bilinear_lastCols(const uint8_t* src, uint8_t* first, uint8_t* second,
+                                          uint8_t* third, int32_t height, int32_t width,
+                                          uint32_t flag, uint64_t start);
+
+TAV_API void rg8ToMono8_bilinear_firstCols(const uint8_t* src, const uint32_t* weights,
+                                           uint8_t* dst, int32_t height, int32_t width,
+                                           uint32_t flag);
+TAV_API uint64_t rg8ToMono8_bilinear_body(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
+                                          int32_t height, int32_t width, uint32_t flag);
+TAV_API void rg8ToMono8_bilinear_lastRows(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
+                                          int32_t height, int32_t width, uint32_t flag,
+                                          uint64_t start);
+TAV_API void rg8ToMono8_bilinear_lastCols(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
+                                          int32_t height, int32_t width, uint32_t flag,
+                                          uint64_t start);
+
 /* ---------------------------------------------------------------- 8-bit nearest */
 
 /* ---------------------------------------------------------------- 8-bit edge-directed */
