@@ -253,6 +253,67 @@ TAV_API void rg8ToMono8_bilinear_lastCols(const uint8_t* src, const uint32_t* we
 
 /* ---------------------------------------------------------------- 8-bit edge-directed */
 
+/* Green is estimated along the smaller of the horizontal and vertical
+ * gradients, red and blue by interpolating colour differences. rg8 kernels
+ * take frames whose row 0 starts with a red site, gb8 kernels frames whose row
+ * 0 is a green/blue row and row 1 a red row; BG and GR frames use them with the
+ * exchange flag. Flag 0 writes the colour of the red sites as red (byte 2,
+ * luma weight 77), non-zero as blue (byte 0, weight 29). Planar kernels write
+ * the red-site colour, green and the blue-site colour to the three planes.
+ * `line` is a work line of `width` bytes. Frames need width and height >= 6;
+ * smaller ones are refused with TAV_E_IMAGE_SIZE. The 4-byte form writes alpha
+ * 0 only where its vector body runs and otherwise leaves the alpha byte as it
+ * was. */
+TAV_API int32_t rg8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange, uint8_t* line);
+TAV_API int32_t gb8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange, uint8_t* line);
+TAV_API int32_t rg8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                               uint32_t exchange, uint8_t* line);
+TAV_API int32_t gb8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                               uint32_t exchange, uint8_t* line);
+TAV_API int32_t rg8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange, uint8_t* line);
+TAV_API int32_t gb8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange, uint8_t* line);
+TAV_API int32_t rg8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                                uint8_t* second, uint8_t* third, uint8_t* line);
+TAV_API int32_t gb8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                                uint8_t* second, uint8_t* third, uint8_t* line);
+
+/* Passes of a red-first frame. `rows` are source rows r-2 .. r+3, r a red
+ * row; `line` holds the green estimates of rows r-2 (even entries) and r-1
+ * (odd entries) and is left holding those of rows r and r+1. The output
+ * pointers address row r. A body pass writes rows r-1 and r; last2Rows (row
+ * r+1 is the last) writes rows r-1 .. r+1; last3Rows (row r+2 is the last)
+ * writes rows r-1 .. r+2. All return 0. */
+TAV_API int32_t rg8ToMono8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                     uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgr8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                    uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgra8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                     uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgr8P_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* first,
+                                     uint8_t* second, uint8_t* third, uint8_t* line);
+TAV_API int32_t rg8ToMono8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                          uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToMono8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                          uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgr8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                         uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgr8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                         uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgra8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                          uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgra8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                          uint8_t* line, uint32_t exchange);
+TAV_API int32_t rg8ToBgr8P_edge_last2Rows(const uint8_t* const rows[6], int32_t width,
+                                          uint8_t* first, uint8_t* second, uint8_t* third,
+                                          uint8_t* line);
+TAV_API int32_t rg8ToBgr8P_edge_last3Rows(const uint8_t* const rows[6], int32_t width,
+                                          uint8_t* first, uint8_t* second, uint8_t* third,
+                                          uint8_t* line);
+
 /* ---------------------------------------------------------------- 16-bit entry */
 
 /* ---------------------------------------------------------------- 16-bit bilinear */

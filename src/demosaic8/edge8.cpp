@@ -1,0 +1,199 @@
+// Edge-directed 8-bit demosaicing kernels: the frame walk (top pass, body
+// passes, bottom pass) for both phases, and the exported entries and passes.
+#include "edge8.h"
+
+#include "report.h"
+#include "tav.h"
+
+namespace tav::d8::edge {
+namespace {
+
+// Luma weights of the red-site colour, green and the blue-site colour.
+constexpr uint32_t kLuma[2][3] = {{77, 150, 29}, {29, 150, 77}};
+
+Mono8Writer mono(uint8_t* row, int32_t width, uint32_t exchange) {
+    return {row, width, kLuma[exchange != 0]};
+}
+Bgr8Writer bgr(uint8_t* row, int32_t width, uint32_t exchange) {
+    return {row, width, exchange != 0};
+}
+Bgra8KeepAlphaWriter bgra(uint8_t* row, int32_t width, uint32_t exchange) {
+    return {{row, width, exchange != 0}};
+}
+PlanarWriter planes(uint8_t* first, uint8_t* second, uint8_t* third, int32_t width) {
+    return {first, second, third, width};
+}
+
+// `out` writes output row 0. Green-first frames start with a blue row; their
+// row pairs start one row lower, so the same passes see a red row at r.
+template <class Writer>
+void convert(const uint8_t* src, int height, int width, const Writer& out, uint8_t* line,
+             bool greenFirst) {
+    int r = 2;
+    if (greenFirst) {
+        topGreenFirst(src, width, out.next(1), line);
+        r = 3;
+    } else {
+        topRedFirst(src, width, out, line);
+    }
+    const uint8_t* rows[6];
+    for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(r - 2 + i) * width;
+    Writer lo = out.next(r);
+    for (; r < height - 3; r += 2) {
+        bodyPass(rows, width, lo, line);
+        for (const uint8_t*& p : rows) p += 2 * static_cast<ptrdiff_t>(width);
+        lo = lo.next(2);
+    }
+    if (r == height - 2) {
+        last2Rows(rows, width, lo, line);
+    } else {
+        last3Rows(rows, width, lo, line);
+    }
+}
+
+bool tooSmall(int32_t height, int32_t width) {
+    return width < 6 || height < 6;
+}
+
+}  // namespace
+}  // namespace tav::d8::edge
+
+using namespace tav::d8::edge;
+
+extern "C" {
+
+// ---- entries
+
+int32_t rg8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                        uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(13056, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, mono(dst, width, exchange), line, false);
+    return TAV_OK;
+}
+
+int32_t gb8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                        uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(13007, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, mono(dst, width, exchange), line, true);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                       uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(5672, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, bgr(dst, width, exchange), line, false);
+    return TAV_OK;
+}
+
+int32_t gb8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                       uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(5617, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, bgr(dst, width, exchange), line, true);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                        uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(9463, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, bgra(dst, width, exchange), line, false);
+    return TAV_OK;
+}
+
+int32_t gb8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                        uint32_t exchange, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(9413, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, bgra(dst, width, exchange), line, true);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                        uint8_t* second, uint8_t* third, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(11269, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, planes(first, second, third, width), line, false);
+    return TAV_OK;
+}
+
+int32_t gb8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                        uint8_t* second, uint8_t* third, uint8_t* line) {
+    if (tooSmall(height, width)) return tav::fail(11216, TAV_E_IMAGE_SIZE);
+    convert(src, height, width, planes(first, second, third, width), line, true);
+    return TAV_OK;
+}
+
+// ---- body passes
+
+int32_t rg8ToMono8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                             uint8_t* line, uint32_t exchange) {
+    bodyPass(rows, width, mono(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                            uint8_t* line, uint32_t exchange) {
+    bodyPass(rows, width, bgr(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgra8_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                             uint8_t* line, uint32_t exchange) {
+    bodyPass(rows, width, bgra(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8P_edge_body(const uint8_t* const rows[6], int32_t width, uint8_t* first,
+                             uint8_t* second, uint8_t* third, uint8_t* line) {
+    bodyPass(rows, width, planes(first, second, third, width), line);
+    return TAV_OK;
+}
+
+// ---- bottom passes
+
+int32_t rg8ToMono8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                  uint8_t* line, uint32_t exchange) {
+    last2Rows(rows, width, mono(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToMono8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                  uint8_t* line, uint32_t exchange) {
+    last3Rows(rows, width, mono(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                 uint8_t* line, uint32_t exchange) {
+    last2Rows(rows, width, bgr(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                 uint8_t* line, uint32_t exchange) {
+    last3Rows(rows, width, bgr(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgra8_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                  uint8_t* line, uint32_t exchange) {
+    last2Rows(rows, width, bgra(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgra8_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* dst,
+                                  uint8_t* line, uint32_t exchange) {
+    last3Rows(rows, width, bgra(dst, width, exchange), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8P_edge_last2Rows(const uint8_t* const rows[6], int32_t width, uint8_t* first,
+                                  uint8_t* second, uint8_t* third, uint8_t* line) {
+    last2Rows(rows, width, planes(first, second, third, width), line);
+    return TAV_OK;
+}
+
+int32_t rg8ToBgr8P_edge_last3Rows(const uint8_t* const rows[6], int32_t width, uint8_t* first,
+                                  uint8_t* second, uint8_t* third, uint8_t* line) {
+    last3Rows(rows, width, planes(first, second, third, width), line);
+    return TAV_OK;
+}
+
+}  // extern "C"
