@@ -171,7 +171,96 @@ TAV_API void u16Tou8_old(const uint16_t* src, int32_t height, int32_t width, int
 
 /* ---------------------------------------------------------------- 16-bit entry */
 
+/* Configuration of tavDemosaicingU16 (no context: the entry needs no scratch). */
+typedef struct TavDemosaicU16Config {
+    int64_t outputFormat; /* low 32 bits read, sign-extended */
+    uint32_t method;      /* 1 bilinear, 2 edge-directed */
+    uint32_t bitDepth;    /* significant bits per sample: 10, 12, 14 or 16 */
+} TavDemosaicU16Config;
+
+/* Keeps the source bit depth; rows are read and written tightly packed and the
+ * destination record is not written. Only RGB16 and Mono16 outputs move the
+ * samples to the top of the word. */
+TAV_API int32_t tavDemosaicingU16(const TavDemosaicU16Config* config, const TavImage* src,
+                                  const TavImage* dst);
+
+/* Per-phase converters: pick a kernel by method and output format. */
+TAV_API int32_t rg16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t gr16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t gb16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t bg16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t mono16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                              int64_t outputFormat, uint32_t bitDepth);
+
+/* Shifts height x width x channels words left by 16 - bitDepth, in place.
+ * Depth 16 leaves them; depths other than 10, 12 and 16 are refused. */
+TAV_API int32_t shiftTo16(uint16_t* words, int32_t height, int32_t width, uint32_t bitDepth,
+                          int32_t channels);
+
 /* ---------------------------------------------------------------- 16-bit bilinear */
+
+/* Interleaved output: b, g, r words a pixel, or r, g, b with exchange 1.
+ * gr16ToBgr16_bilinear leaves the row after its body (the last row for an even
+ * height, the second-last for an odd one) as the buffer held it. */
+TAV_API int32_t rg16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API int32_t gr16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+
+/* RG phase, checked: b, g, r words a pixel, or three planes. */
+TAV_API int32_t tavDemosaicingBilinearU16(const uint16_t* src, int32_t height, int32_t width,
+                                          uint16_t* dst);
+TAV_API int32_t tavDemosaicingBilinearU16P(const uint16_t* src, int32_t height, int32_t width,
+                                           uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API int32_t demosaicingBilinearRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                           uint16_t* dst, uint32_t exchange);
+TAV_API int32_t demosaicingBilinearRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                            uint16_t* blue, uint16_t* green, uint16_t* red);
+
+/* Passes, run in this order: first row; column 0 below it; body, returning
+ * (first row not reached << 32) | first column not reached; the rows from
+ * that row on; the columns from that column on. */
+TAV_API void bilinearFirstRowsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearFirstColsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API uint64_t bilinearBodyRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearLastRowsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstRow);
+TAV_API void bilinearLastColsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstCol);
+TAV_API void bilinearFirstRowsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearFirstColsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API uint64_t bilinearBodyGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearLastRowsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstRow);
+TAV_API void bilinearLastColsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstCol);
+TAV_API void bilinearFirstRowsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API void bilinearFirstColsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API uint64_t bilinearBodyRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API void bilinearLastRowsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red,
+                                      int32_t firstRow);
+TAV_API void bilinearLastColsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red,
+                                      int32_t firstCol);
+
+/* Luma of the RG bilinear colours: (w[0] r + w[1] g + w[2] b + 128) >> 8 in
+ * 32-bit arithmetic, low 16 bits stored. */
+TAV_API int32_t rg16ToMono16_bilinear(const uint16_t* src, uint32_t height, uint32_t width,
+                                      const uint32_t* weights, uint16_t* dst);
 
 /* ---------------------------------------------------------------- 16-bit edge-directed */
 
