@@ -57,6 +57,24 @@ void U16Bilinear_RGB16(benchmark::State& state) {
 }
 TAV_BENCH_SIZES(U16Bilinear_RGB16);
 
+void U16Edge_BGR12(benchmark::State& state) {
+    U16Entry(state, TAV_PF_BGR12, TAV_METHOD_EDGE);
+}
+TAV_BENCH_SIZES(U16Edge_BGR12);
+
+void U16Edge_RGB16(benchmark::State& state) {
+    U16Entry(state, TAV_PF_RGB16, TAV_METHOD_EDGE);
+}
+TAV_BENCH_SIZES(U16Edge_RGB16);
+
+// The exported building blocks (scalar passes).
+void U16EdgeBlocks_GBRG(benchmark::State& state) {
+    Frame16 f(state);
+    againstFloor(state, f.n, f.src.data(), f.srcBytes(), f.dst.data(), f.dstBytes(),
+                 [&] { demosaicingEdgeGBRGU16(f.src.data(), f.h, f.w, f.dst.data()); });
+}
+TAV_BENCH_SIZES(U16EdgeBlocks_GBRG);
+
 void U16Bilinear_Planar(benchmark::State& state) {
     Frame16 f(state);
     uint16_t* b = f.dst.data();
@@ -85,6 +103,16 @@ void OpenCV_U16Bilinear(benchmark::State& state) {
                  [&] { cv::cvtColor(in, out, cv::COLOR_BayerBG2BGR); });
 }
 TAV_BENCH_SIZES(OpenCV_U16Bilinear);
+
+void OpenCV_U16EdgeAware(benchmark::State& state) {
+    cv::setNumThreads(1);
+    Frame16 f(state);
+    const cv::Mat in(f.h, f.w, CV_16UC1, f.src.data());
+    cv::Mat out(f.h, f.w, CV_16UC3, f.dst.data());
+    againstFloor(state, f.n, f.src.data(), f.srcBytes(), f.dst.data(), f.dstBytes(),
+                 [&] { cv::cvtColor(in, out, cv::COLOR_BayerBG2BGR_EA); });
+}
+TAV_BENCH_SIZES(OpenCV_U16EdgeAware);
 #endif
 
 #ifdef TAV_HAVE_DC1394
@@ -96,6 +124,22 @@ void Dc1394_U16Bilinear(benchmark::State& state) {
     });
 }
 TAV_BENCH_SIZES(Dc1394_U16Bilinear);
+
+void Dc1394(benchmark::State& state, dc1394bayer_method_t method) {
+    Frame16 f(state);
+    againstFloor(state, f.n, f.src.data(), f.srcBytes(), f.dst.data(), f.dstBytes(), [&] {
+        dc1394_bayer_decoding_16bit(f.src.data(), f.dst.data(), uint32_t(f.w), uint32_t(f.h),
+                                    DC1394_COLOR_FILTER_RGGB, method, 12);
+    });
+}
+void Dc1394_U16EdgeSense(benchmark::State& state) {
+    Dc1394(state, DC1394_BAYER_METHOD_EDGESENSE);
+}
+TAV_BENCH_SIZES(Dc1394_U16EdgeSense);
+void Dc1394_U16HqLinear(benchmark::State& state) {
+    Dc1394(state, DC1394_BAYER_METHOD_HQLINEAR);
+}
+TAV_BENCH_SIZES(Dc1394_U16HqLinear);
 #endif
 
 }  // namespace

@@ -264,6 +264,60 @@ TAV_API int32_t rg16ToMono16_bilinear(const uint16_t* src, uint32_t height, uint
 
 /* ---------------------------------------------------------------- 16-bit edge-directed */
 
+/* Three words a pixel: b, g, r, or r, g, b with exchange 1 (the red-site sample
+ * first). Values are clamped to 2^bitDepth - 1; in the interior of rows of 20
+ * pixels and more the clamp is a signed 16-bit minimum after unsigned
+ * narrowing, so at depth 16 values under 32768 there come out as 65535.
+ * Frames under 6 x 6 are refused. The last `width` words of the destination
+ * serve as the green line while the frame is processed. */
+TAV_API int32_t rg16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                                 uint32_t exchange, uint32_t bitDepth);
+TAV_API int32_t gb16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                                 uint32_t exchange, uint32_t bitDepth);
+
+/* One row pair: band = six source rows y-2 .. y+3 (row y red-first), out =
+ * output row y-1; finishes rows y-1 and y, updates the green line and uses
+ * output row y+1 as its next line. */
+TAV_API void rg16ToBgr16_edge_body(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                   uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+/* Closing rows: band = rows y-2 .. last (4 or 5 rows), out = output row y-1. */
+TAV_API void rg16ToBgr16_edge_last2Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                        uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+TAV_API void rg16ToBgr16_edge_last3Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                        uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+
+/* Building blocks: b, g, r words a pixel, clamped to `ceiling` (RGGB driver
+ * 4095, the others 65535), greens read back from the destination. Unchecked:
+ * frames must be at least 6 x 6. Start column 2 when the red-first rows begin
+ * with red, 3 when they begin with green. */
+TAV_API int32_t demosaicingEdgeRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeGBRGU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeBGGRU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API void edgeFirstRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t width,
+                                  int32_t startCol, int32_t ceiling);
+TAV_API void edgeFirstRowsGBRGU16(const uint16_t* src, uint16_t* dst, int32_t width,
+                                  int32_t startCol, int32_t ceiling);
+TAV_API void edgeFirstColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                  int32_t width, int32_t ceiling);
+TAV_API void edgeFirstColsGRBGU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                  int32_t width, int32_t ceiling);
+/* src and dst at row 2; returns (rows done << 32) | first column not reached. */
+TAV_API uint64_t edgeSecRGGBU16(const uint16_t* src, uint16_t* dst, int32_t rows, int32_t width,
+                                int32_t startCol, int32_t ceiling);
+/* Finishes rows firstRow-1 .. height-1 (row firstRow red-first) over the
+ * interior's columns. */
+TAV_API void edgeLastRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                 int32_t width, int32_t firstRow, int32_t startCol,
+                                 int32_t ceiling);
+/* Finishes the columns from the one before the interior's end, rows 2 .. height-1. */
+TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                 int32_t width, uint64_t interior, int32_t ceiling);
+
 /* ---------------------------------------------------------------- lens shading */
 
 /* ---------------------------------------------------------------- conversion */

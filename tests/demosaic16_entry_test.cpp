@@ -333,17 +333,3 @@ TEST(ShiftTo16Values, TwelveBitsTimesSixteen) {
     EXPECT_EQ(shiftTo16(v.data(), 0, 5, 12, 3), TAV_OK);  // nothing to do
     EXPECT_EQ(v[1], 16);
 }
-
-// Until the edge-directed kernels exist, method 2 fails before any pixel is
-// written, even with RGB16 whose shift would otherwise report success.
-TEST(Bayer16Convert, EdgeMethodIsRefusedForNow) {
-    for (uint32_t code :
-         {TAV_PF_BAYER_RG12, TAV_PF_BAYER_GR12, TAV_PF_BAYER_GB12, TAV_PF_BAYER_BG12}) {
-        for (uint32_t format : {TAV_PF_RGB16, TAV_PF_BGR12}) {
-            Call16 c(code, 8, 8, 12);
-            c.config.outputFormat = format;
-            c.config.method = TAV_METHOD_EDGE;
-            c.refused(TAV_E_PARAMETER, 0);
-        }
-    }
-}

@@ -30,16 +30,16 @@ constexpr ColourOutput kColourOutputs[] = {
 // The bilinear flags of BG equal those of RG: BG output keeps the colours the
 // RG kernel assigns, as it always has.
 struct BayerConverter {
-    EdgeKernel edge;  // null: the method is not available
+    EdgeKernel edge;
     BilinearKernel bilinear;
     uint32_t edgeFlag[2];
     uint32_t bilinearFlag[2];
 };
 
-constexpr BayerConverter kRG{nullptr, rg16ToBgr16_bilinear, {0, 1}, {0, 1}};
-constexpr BayerConverter kBG{nullptr, rg16ToBgr16_bilinear, {1, 0}, {0, 1}};
-constexpr BayerConverter kGR{nullptr, gr16ToBgr16_bilinear, {1, 0}, {0, 1}};
-constexpr BayerConverter kGB{nullptr, gr16ToBgr16_bilinear, {0, 1}, {1, 0}};
+constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}};
+constexpr BayerConverter kBG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {1, 0}, {0, 1}};
+constexpr BayerConverter kGR{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {1, 0}, {0, 1}};
+constexpr BayerConverter kGB{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {0, 1}, {1, 0}};
 
 const ColourOutput* findColourOutput(int64_t format) {
     for (const ColourOutput& o : kColourOutputs) {
@@ -55,7 +55,6 @@ int32_t bayerConvert(const BayerConverter& c, const uint16_t* src, uint16_t* dst
     const int order = out->redFirst ? 1 : 0;
     int32_t result;
     if (method == TAV_METHOD_EDGE) {
-        if (c.edge == nullptr) return TAV_E_PARAMETER;
         result = c.edge(src, height, width, dst, c.edgeFlag[order], bitDepth);
     } else if (method == TAV_METHOD_BILINEAR) {
         result = c.bilinear(src, height, width, dst, c.bilinearFlag[order]);
