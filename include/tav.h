@@ -316,9 +316,152 @@ TAV_API int32_t rg8ToBgr8P_edge_last3Rows(const uint8_t* const rows[6], int32_t 
 
 /* ---------------------------------------------------------------- 16-bit entry */
 
+/* Configuration of tavDemosaicingU16 (no context: the entry needs no scratch). */
+typedef struct TavDemosaicU16Config {
+    int64_t outputFormat; /* low 32 bits read, sign-extended */
+    uint32_t method;      /* 1 bilinear, 2 edge-directed */
+    uint32_t bitDepth;    /* significant bits per sample: 10, 12, 14 or 16 */
+} TavDemosaicU16Config;
+
+/* Keeps the source bit depth; rows are read and written tightly packed and the
+ * destination record is not written. Only RGB16 and Mono16 outputs move the
+ * samples to the top of the word. */
+TAV_API int32_t tavDemosaicingU16(const TavDemosaicU16Config* config, const TavImage* src,
+                                  const TavImage* dst);
+
+/* Per-phase converters: pick a kernel by method and output format. */
+TAV_API int32_t rg16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t gr16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t gb16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t bg16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                            int64_t outputFormat, uint32_t method, uint32_t bitDepth);
+TAV_API int32_t mono16Convert(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                              int64_t outputFormat, uint32_t bitDepth);
+
+/* Shifts height x width x channels words left by 16 - bitDepth, in place.
+ * Depth 16 leaves them; depths other than 10, 12 and 16 are refused. */
+TAV_API int32_t shiftTo16(uint16_t* words, int32_t height, int32_t width, uint32_t bitDepth,
+                          int32_t channels);
+
 /* ---------------------------------------------------------------- 16-bit bilinear */
 
+/* Interleaved output: b, g, r words a pixel, or r, g, b with exchange 1.
+ * gr16ToBgr16_bilinear leaves the row after its body (the last row for an even
+ * height, the second-last for an odd one) as the buffer held it. */
+TAV_API int32_t rg16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API int32_t gr16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+
+/* RG phase, checked: b, g, r words a pixel, or three planes. */
+TAV_API int32_t tavDemosaicingBilinearU16(const uint16_t* src, int32_t height, int32_t width,
+                                          uint16_t* dst);
+TAV_API int32_t tavDemosaicingBilinearU16P(const uint16_t* src, int32_t height, int32_t width,
+                                           uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API int32_t demosaicingBilinearRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                           uint16_t* dst, uint32_t exchange);
+TAV_API int32_t demosaicingBilinearRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                            uint16_t* blue, uint16_t* green, uint16_t* red);
+
+/* Passes, run in this order: first row; column 0 below it; body, returning
+ * (first row not reached << 32) | first column not reached; the rows from
+ * that row on; the columns from that column on. */
+TAV_API void bilinearFirstRowsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearFirstColsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API uint64_t bilinearBodyRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearLastRowsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstRow);
+TAV_API void bilinearLastColsRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstCol);
+TAV_API void bilinearFirstRowsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearFirstColsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* dst, uint32_t exchange);
+TAV_API uint64_t bilinearBodyGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange);
+TAV_API void bilinearLastRowsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstRow);
+TAV_API void bilinearLastColsGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                     uint16_t* dst, uint32_t exchange, int32_t firstCol);
+TAV_API void bilinearFirstRowsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API void bilinearFirstColsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API uint64_t bilinearBodyRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red);
+TAV_API void bilinearLastRowsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red,
+                                      int32_t firstRow);
+TAV_API void bilinearLastColsRGGBU16P(const uint16_t* src, int32_t height, int32_t width,
+                                      uint16_t* blue, uint16_t* green, uint16_t* red,
+                                      int32_t firstCol);
+
+/* Luma of the RG bilinear colours: (w[0] r + w[1] g + w[2] b + 128) >> 8 in
+ * 32-bit arithmetic, low 16 bits stored. */
+TAV_API int32_t rg16ToMono16_bilinear(const uint16_t* src, uint32_t height, uint32_t width,
+                                      const uint32_t* weights, uint16_t* dst);
+
 /* ---------------------------------------------------------------- 16-bit edge-directed */
+
+/* Three words a pixel: b, g, r, or r, g, b with exchange 1 (the red-site sample
+ * first). Values are clamped to 2^bitDepth - 1; in the interior of rows of 20
+ * pixels and more the clamp is a signed 16-bit minimum after unsigned
+ * narrowing, so at depth 16 values under 32768 there come out as 65535.
+ * Frames under 6 x 6 are refused. The last `width` words of the destination
+ * serve as the green line while the frame is processed. */
+TAV_API int32_t rg16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                                 uint32_t exchange, uint32_t bitDepth);
+TAV_API int32_t gb16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                                 uint32_t exchange, uint32_t bitDepth);
+
+/* One row pair: band = six source rows y-2 .. y+3 (row y red-first), out =
+ * output row y-1; finishes rows y-1 and y, updates the green line and uses
+ * output row y+1 as its next line. */
+TAV_API void rg16ToBgr16_edge_body(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                   uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+/* Closing rows: band = rows y-2 .. last (4 or 5 rows), out = output row y-1. */
+TAV_API void rg16ToBgr16_edge_last2Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                        uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+TAV_API void rg16ToBgr16_edge_last3Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                        uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth);
+
+/* Building blocks: b, g, r words a pixel, clamped to `ceiling` (RGGB driver
+ * 4095, the others 65535), greens read back from the destination. Unchecked:
+ * frames must be at least 6 x 6. Start column 2 when the red-first rows begin
+ * with red, 3 when they begin with green. */
+TAV_API int32_t demosaicingEdgeRGGBU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeGRBGU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeGBRGU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API int32_t demosaicingEdgeBGGRU16(const uint16_t* src, int32_t height, int32_t width,
+                                       uint16_t* dst);
+TAV_API void edgeFirstRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t width,
+                                  int32_t startCol, int32_t ceiling);
+TAV_API void edgeFirstRowsGBRGU16(const uint16_t* src, uint16_t* dst, int32_t width,
+                                  int32_t startCol, int32_t ceiling);
+TAV_API void edgeFirstColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                  int32_t width, int32_t ceiling);
+TAV_API void edgeFirstColsGRBGU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                  int32_t width, int32_t ceiling);
+/* src and dst at row 2; returns (rows done << 32) | first column not reached. */
+TAV_API uint64_t edgeSecRGGBU16(const uint16_t* src, uint16_t* dst, int32_t rows, int32_t width,
+                                int32_t startCol, int32_t ceiling);
+/* Finishes rows firstRow-1 .. height-1 (row firstRow red-first) over the
+ * interior's columns. */
+TAV_API void edgeLastRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                 int32_t width, int32_t firstRow, int32_t startCol,
+                                 int32_t ceiling);
+/* Finishes the columns from the one before the interior's end, rows 2 .. height-1. */
+TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
+                                 int32_t width, uint64_t interior, int32_t ceiling);
 
 /* ---------------------------------------------------------------- lens shading */
 

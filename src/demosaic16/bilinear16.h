@@ -1,0 +1,225 @@
+// Bilinear demosaicing of 16-bit Bayer samples.
+//
+// Every pixel of a row is one of two kinds. At a colour site (red or blue:
+// call its colour X, the opposite colour Y) X is the sample itself, green the
+// mean of the four cross neighbours and Y the mean of the four diagonal ones.
+// At a green site X is the mean of the horizontal pair (X shares the row) and
+// Y the mean of the vertical pair. Means truncate. Neighbours outside the
+// frame are read from their mirror position, the edge not repeated (row -1
+// reads row 1, row H reads row H-2), which gives every border formula.
+//
+// A frame is walked row by row: the row above and below are mirrored by
+// pointer, the two edge columns by index, and the columns in between run 8 at
+// a time with the same arithmetic (four samples widened to 32 bits before
+// they are added).
+#pragma once
+
+#include <cstdint>
+
+#include "words.h"
+
+namespace tav::d16 {
+
+inline int32_t mirrorIndex(int32_t i, int32_t n) {
+    return i < 0 ? -i : (i >= n ? 2 * n - 2 - i : i);
+}
+
+// One row of a mosaic with its mirrored neighbour rows. X sites sit at the
+// columns whose parity is `xParity`; X is red on rows where `xIsRed`.
+struct BayerRow {
+    const uint16_t* up;
+    const uint16_t* mid;
+    const uint16_t* down;
+    int32_t width;
+    int32_t xParity;
+    bool xIsRed;
+};
+
+inline BayerRow bayerRow(const uint16_t* src, int32_t height, int32_t width, int32_t y,
+                         int32_t phaseCol) {
+    auto rowAt = [&](int32_t i) {
+        return src + static_cast<intptr_t>(mirrorIndex(i, height)) * width;
+    };
+    return {rowAt(y - 1), rowAt(y), rowAt(y + 1), width, (phaseCol + y) & 1, (y & 1) == 0};
+}
+
+// ---- site formulas
+
+struct Site {
+    uint32_t x, g, y;  // X colour, green, Y colour
+};
+
+inline Site bilinearSite(const BayerRow& r, int32_t x) {
+    const int32_t l = mirrorIndex(x - 1, r.width), rr = mirrorIndex(x + 1, r.width);
+    const uint32_t own = r.mid[x];
+    if ((x & 1) == r.xParity) {
+        const uint32_t cross = uint32_t{r.up[x]} + r.down[x] + r.mid[l] + r.mid[rr];
+        const uint32_t diag = uint32_t{r.up[l]} + r.up[rr] + r.down[l] + r.down[rr];
+        return {own, cross >> 2, diag >> 2};
+    }
+    const uint32_t across = uint32_t{r.mid[l]} + r.mid[rr];
+    const uint32_t along = uint32_t{r.up[x]} + r.down[x];
+    return {across >> 1, own, along >> 1};
+}
+
+template <typename RowWriter>
+inline void putSite(const RowWriter& out, const BayerRow& r, int32_t x) {
+    const Site s = bilinearSite(r, x);
+    if (r.xIsRed) {
+        out.put(x, s.x, s.g, s.y);
+    } else {
+        out.put(x, s.y, s.g, s.x);
+    }
+}
+
+// ---- 8 sites at once
+
+// The 16-bit lanes of the X sites, zero-extended into 32-bit lanes.
+template <bool kXOdd>
+inline __m128i xLanes(__m128i v) {
+    if constexpr (kXOdd) {
+        return _mm_srli_epi32(v, 16);
+    } else {
+        return _mm_and_si128(v, _mm_set1_epi32(0xFFFF));
+    }
+}
+
+// (a + b + c + d) >> 2 at the X lanes, placed back into those 16-bit lanes.
+template <bool kXOdd>
+inline __m128i meanOf4(__m128i a, __m128i b, __m128i c, __m128i d) {
+    const __m128i s = _mm_add_epi32(_mm_add_epi32(xLanes<kXOdd>(a), xLanes<kXOdd>(b)),
+                                    _mm_add_epi32(xLanes<kXOdd>(c), xLanes<kXOdd>(d)));
+    const __m128i m = _mm_srli_epi32(s, 2);
+    return kXOdd ? _mm_slli_epi32(m, 16) : m;
+}
+
+// Lanes of `atX` at the X sites, of `atGreen` elsewhere.
+template <bool kXOdd>
+inline __m128i pickX(__m128i atGreen, __m128i atX) {
+    return _mm_blend_epi16(atGreen, atX, kXOdd ? 0xAA : 0x55);
+}
+
+// Sites x .. x+7; needs columns x-1 .. x+8 inside the row.
+template <bool kXOdd, typename RowWriter>
+inline void putSites8(const RowWriter& out, const BayerRow& r, int32_t x) {
+    const __m128i a0 = loadWords(r.up + x - 1), a1 = loadWords(r.up + x),
+                  a2 = loadWords(r.up + x + 1);
+    const __m128i c0 = loadWords(r.mid + x - 1), c1 = loadWords(r.mid + x),
+                  c2 = loadWords(r.mid + x + 1);
+    const __m128i b0 = loadWords(r.down + x - 1), b1 = loadWords(r.down + x),
+                  b2 = loadWords(r.down + x + 1);
+    const __m128i xc = pickX<kXOdd>(averageDown(c0, c2), c1);
+    const __m128i g = pickX<kXOdd>(c1, meanOf4<kXOdd>(a1, b1, c0, c2));
+    const __m128i yc = pickX<kXOdd>(averageDown(a1, b1), meanOf4<kXOdd>(a0, a2, b0, b2));
+    if (r.xIsRed) {
+        out.put8(x, xc, g, yc);
+    } else {
+        out.put8(x, yc, g, xc);
+    }
+}
+
+// Columns [x0, x1) of one row; kVector false keeps every site scalar.
+template <bool kVector = true, typename RowWriter>
+inline void bilinearRow(const RowWriter& out, const BayerRow& r, int32_t x0, int32_t x1) {
+    int32_t x = x0;
+    if (x == 0 && x < x1) putSite(out, r, x++);
+    if constexpr (kVector) {
+        const int32_t vectorEnd = x1 < r.width - 1 ? x1 : r.width - 1;  // keeps x + 8 inside
+        if (((x ^ r.xParity) & 1) != 0) {
+            for (; x + 8 <= vectorEnd; x += 8) putSites8<true>(out, r, x);
+        } else {
+            for (; x + 8 <= vectorEnd; x += 8) putSites8<false>(out, r, x);
+        }
+    }
+    for (; x < x1; ++x) putSite(out, r, x);
+}
+
+// Rows [y0, y1) x columns [x0, x1) of a mosaic whose row 0 has its red sites
+// at columns of parity `phaseCol`.
+template <bool kVector = true, typename Writer>
+inline void bilinearRegion(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+                           int32_t phaseCol, int32_t y0, int32_t y1, int32_t x0, int32_t x1) {
+    for (int32_t y = y0; y < y1; ++y) {
+        bilinearRow<kVector>(out.row(y), bayerRow(src, height, width, y, phaseCol), x0, x1);
+    }
+}
+
+// ---- the frame's regions
+
+// First row and first column the body does not reach: it covers rows
+// 1 .. bodyRowEnd-1 and columns 1 .. bodyColEnd-1, two at a time.
+inline int32_t bodyRowEnd(int32_t height) {
+    return height - 1 - (height & 1);
+}
+inline int32_t bodyColEnd(int32_t width) {
+    return ((width - 4) & ~1) + 3;
+}
+
+inline uint64_t packBodyEnd(int32_t row, int32_t col) {
+    return (uint64_t{static_cast<uint32_t>(row)} << 32) | static_cast<uint32_t>(col);
+}
+
+// Red sites at even columns of row 0 (RG) or at odd ones (GR). The GR kernels
+// leave the row after the body untouched in every pass, as they always have.
+enum PhaseCol : int32_t { kRG = 0, kGR = 1 };
+
+inline bool skipsRowAfterBody(int32_t phaseCol) {
+    return phaseCol == kGR;
+}
+
+template <typename Writer>
+void firstRows(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+               int32_t phaseCol) {
+    bilinearRegion(out, src, height, width, phaseCol, 0, 1, 0, width);
+}
+
+// Column 0 below row 0; the GR kernel skips the row after the body.
+template <typename Writer>
+void firstCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+               int32_t phaseCol) {
+    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyRowEnd(height) : -1;
+    for (int32_t y = 1; y < height; ++y) {
+        if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, 0, 1);
+    }
+}
+
+template <typename Writer>
+uint64_t body(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+              int32_t phaseCol) {
+    const int32_t rowEnd = bodyRowEnd(height), colEnd = bodyColEnd(width);
+    bilinearRegion(out, src, height, width, phaseCol, 1, rowEnd, 1, colEnd);
+    return packBodyEnd(rowEnd, colEnd);
+}
+
+// Rows firstRow .. height-1 over the body's columns.
+template <typename Writer>
+void lastRows(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+              int32_t phaseCol, int32_t firstRow) {
+    bilinearRegion(out, src, height, width, phaseCol, firstRow < 0 ? 0 : firstRow, height, 1,
+                   bodyColEnd(width));
+}
+
+// Columns firstCol .. width-1 below row 0; the GR kernel skips the row after the body.
+template <typename Writer>
+void lastCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+              int32_t phaseCol, int32_t firstCol) {
+    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyRowEnd(height) : -1;
+    const int32_t x0 = firstCol < 0 ? 0 : firstCol;
+    for (int32_t y = 1; y < height; ++y) {
+        if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, x0, width);
+    }
+}
+
+// The whole frame, pass by pass.
+template <typename Writer>
+void bilinearFrame(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
+                   int32_t phaseCol) {
+    firstRows(out, src, height, width, phaseCol);
+    firstCols(out, src, height, width, phaseCol);
+    const uint64_t end = body(out, src, height, width, phaseCol);
+    const int32_t rowEnd = static_cast<int32_t>(end >> 32), colEnd = static_cast<int32_t>(end);
+    lastRows(out, src, height, width, phaseCol, rowEnd + (skipsRowAfterBody(phaseCol) ? 1 : 0));
+    lastCols(out, src, height, width, phaseCol, colEnd);
+}
+
+}  // namespace tav::d16

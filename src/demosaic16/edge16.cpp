@@ -1,0 +1,267 @@
+// Edge-directed 16-bit kernels with a green line: the wrappers seed the first
+// rows, the body finishes one row pair per call (eight columns at a time in
+// the interior), the closing kernels finish the last two or three rows.
+//
+// Working memory is the destination itself: the green line (G^ of the red
+// sites two rows up at even columns, of the blue sites one row up at odd
+// columns) lives in the last `width` words of the destination, and the body
+// builds the next line in the output row below its pair, which the next call
+// overwrites.
+#include <cstring>
+
+#include "edge16.h"
+#include "report.h"
+#include "tav.h"
+
+namespace {
+
+using namespace tav::d16;
+
+// Row r of a writer whose row `first` is the pointer it was built on.
+template <typename Writer>
+struct RowsFrom {
+    Writer w;
+    int32_t first;
+    auto row(int32_t r) const { return w.row(r - first); }
+};
+
+// Greens of a row pair in the body: rows 0 and 1 of the band from the line,
+// rows 2 and 3 from the next line.
+struct LineGreens {
+    const uint16_t* line;
+    const uint16_t* next;
+    int32_t width;
+    uint16_t operator()(int32_t r, int32_t c) const {
+        return (r < 2 ? line : next)[mirrorIndex(c, width)];
+    }
+};
+
+// Greens of the closing rows: the two rows above from the line, the rest
+// recomputed (the destination rows they would live in are being written).
+struct ClosingGreens {
+    BandRows rows;
+    const uint16_t* line;
+    int32_t width;
+    Clamp clamp;
+    uint16_t operator()(int32_t r, int32_t c) const {
+        const int32_t mc = mirrorIndex(c, width);
+        if (r < 2) return line[mc];
+        const int32_t mr = r < rows.count ? r : 2 * rows.count - 2 - r;
+        return clamp(greenEstimate(rows, width, mr, mc));
+    }
+};
+
+// ---- the vector body
+
+// Samples at even and odd columns of 8 words from p, zero-extended to 32 bits.
+struct EvenOdd {
+    __m128i even, odd;
+};
+inline EvenOdd split(const uint16_t* p) {
+    const __m128i v = loadWords(p);
+    return {_mm_and_si128(v, _mm_set1_epi32(0xFFFF)), _mm_srli_epi32(v, 16)};
+}
+
+// G^ of four colour sites from their neighbours, before clamping.
+inline __m128i greenEstimate4(__m128i c, __m128i cl, __m128i cr, __m128i gl, __m128i gr, __m128i cu,
+                              __m128i cd, __m128i gu, __m128i gd) {
+    const __m128i twice = _mm_add_epi32(c, c);
+    const __m128i hd = _mm_sub_epi32(_mm_sub_epi32(twice, cl), cr);
+    const __m128i vd = _mm_sub_epi32(_mm_sub_epi32(twice, cu), cd);
+    const __m128i h = _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(gl, gr)), _mm_abs_epi32(hd));
+    const __m128i v = _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(gu, gd)), _mm_abs_epi32(vd));
+    const __m128i across =
+        _mm_add_epi32(_mm_srli_epi32(_mm_add_epi32(gl, gr), 1), _mm_srai_epi32(hd, 2));
+    const __m128i along =
+        _mm_add_epi32(_mm_srli_epi32(_mm_add_epi32(gu, gd), 1), _mm_srai_epi32(vd, 2));
+    return _mm_blendv_epi8(along, across, _mm_cmpgt_epi32(v, h));
+}
+
+// Narrows with unsigned saturation, takes the signed minimum with the
+// ceiling, and interleaves: words even0 odd0 even1 odd1 ...
+inline __m128i clampMerge(__m128i even, __m128i odd, __m128i ceiling) {
+    const __m128i v = _mm_min_epi16(_mm_packus_epi32(even, odd), ceiling);
+    return _mm_unpacklo_epi16(v, _mm_unpackhi_epi64(v, v));
+}
+
+// G^ of the red sites of band row 2 (even columns) and the blue sites of
+// band row 3 (odd columns), columns b .. b+7, into next[b ..].
+inline void nextLine8(const uint16_t* const* s, int32_t b, uint16_t* next, __m128i ceiling) {
+    const EvenOdd r2l = split(s[2] + b - 2), r2 = split(s[2] + b), r2r = split(s[2] + b + 2);
+    const EvenOdd r3l = split(s[3] + b - 2), r3 = split(s[3] + b), r3r = split(s[3] + b + 2);
+    const EvenOdd r0 = split(s[0] + b), r1 = split(s[1] + b), r4 = split(s[4] + b),
+                  r5 = split(s[5] + b);
+    const __m128i red = greenEstimate4(r2.even, r2l.even, r2r.even, r2l.odd, r2.odd, r0.even,
+                                       r4.even, r1.even, r3.even);
+    const __m128i blue =
+        greenEstimate4(r3.odd, r3l.odd, r3r.odd, r3.even, r3r.even, r1.odd, r5.odd, r2.odd, r4.odd);
+    storeWords(next + b, clampMerge(red, blue, ceiling));
+}
+
+// Finishes band rows 1 (green-blue) and 2 (red-green), columns b .. b+7.
+template <typename Writer>
+inline void finish8(const uint16_t* const* s, const uint16_t* line, const uint16_t* next, int32_t b,
+                    const Writer& out, __m128i ceiling) {
+    const EvenOdd s0 = split(s[0] + b), s0r = split(s[0] + b + 2);
+    const EvenOdd s1l = split(s[1] + b - 2), s1 = split(s[1] + b);
+    const EvenOdd s2 = split(s[2] + b), s2r = split(s[2] + b + 2);
+    const EvenOdd s3l = split(s[3] + b - 2), s3 = split(s[3] + b);
+    const EvenOdd ll = split(line + b - 2), lm = split(line + b), lr = split(line + b + 2);
+    const EvenOdd nl = split(next + b - 2), nm = split(next + b), nr = split(next + b + 2);
+
+    // Colour differences: red sites of rows 0 and 2 at columns x and x+2
+    // (x even), blue sites of rows 1 and 3 at columns x-1 and x+1.
+    const __m128i dr0 = _mm_sub_epi32(s0.even, lm.even), dr0r = _mm_sub_epi32(s0r.even, lr.even);
+    const __m128i dr2 = _mm_sub_epi32(s2.even, nm.even), dr2r = _mm_sub_epi32(s2r.even, nr.even);
+    const __m128i db1l = _mm_sub_epi32(s1l.odd, ll.odd), db1 = _mm_sub_epi32(s1.odd, lm.odd);
+    const __m128i db3l = _mm_sub_epi32(s3l.odd, nl.odd), db3 = _mm_sub_epi32(s3.odd, nm.odd);
+
+    const __m128i redPairs = _mm_add_epi32(dr0, dr2);  // column x, rows 0 and 2
+    const __m128i redDiag = _mm_add_epi32(redPairs, _mm_add_epi32(dr0r, dr2r));  // around (1, x+1)
+    const __m128i blue1 = _mm_add_epi32(db1l, db1);                           // row 1, x-1 and x+1
+    const __m128i blueDiag = _mm_add_epi32(blue1, _mm_add_epi32(db3l, db3));  // around (2, x)
+
+    // Row 1: green sites at even columns, blue sites at odd ones.
+    const __m128i r1even = _mm_add_epi32(s1.even, _mm_srai_epi32(redPairs, 1));
+    const __m128i b1even = _mm_add_epi32(s1.even, _mm_srai_epi32(blue1, 1));
+    const __m128i r1odd = _mm_add_epi32(lm.odd, _mm_srai_epi32(redDiag, 2));
+    // Row 2: red sites at even columns, green sites at odd ones.
+    const __m128i b2even = _mm_add_epi32(nm.even, _mm_srai_epi32(blueDiag, 2));
+    const __m128i r2odd = _mm_add_epi32(s2.odd, _mm_srai_epi32(_mm_add_epi32(dr2, dr2r), 1));
+    const __m128i b2odd = _mm_add_epi32(s2.odd, _mm_srai_epi32(_mm_add_epi32(db1, db3), 1));
+
+    const __m128i raw1 = loadWords(s[1] + b), raw2 = loadWords(s[2] + b);
+    const __m128i line8 = loadWords(line + b), next8 = loadWords(next + b);
+    const __m128i mixed = clampMerge(b1even, r2odd, ceiling);  // b1 at even words, r2 at odd
+    const __m128i red1 = clampMerge(r1even, r1odd, ceiling);
+    const __m128i green1 = _mm_blend_epi16(raw1, line8, 0xAA);
+    const __m128i blue1w = _mm_blend_epi16(mixed, raw1, 0xAA);
+    const __m128i red2 = _mm_blend_epi16(raw2, mixed, 0xAA);
+    const __m128i green2 = _mm_blend_epi16(next8, raw2, 0xAA);
+    const __m128i blue2 = clampMerge(b2even, b2odd, ceiling);
+    out.row(1).put8(b, red1, green1, blue1w);
+    out.row(2).put8(b, red2, green2, blue2);
+}
+
+// One row pair: band = rows y-2 .. y+3 (row y red-first), out = output row y-1.
+void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
+              bool exchange, uint32_t bitDepth) {
+    const int32_t ceiling = ceilingOf(bitDepth);
+    uint16_t* next = out + 6 * static_cast<intptr_t>(width);
+    const bool wide = width >= 20;
+    // The vector body owns the blocks of 8 from column 2 that start below width - 8.
+    const int32_t vectorEnd = wide ? 2 + 8 * ((width - 3) / 8) : 2;
+    const int32_t safeEnd = width - 9;  // a block from b reads columns b-2 .. b+9
+    auto clampAt = [&](int32_t c) { return Clamp{ceiling, c >= 2 && c < vectorEnd}; };
+    const __m128i ceiling16 = _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(ceiling)));
+    const BandRows rows{band, 6};
+    const BayerLayout m{0, 0};
+    const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
+    const LineGreens greens{line, next, width};
+
+    auto nextScalar = [&](int32_t c0, int32_t c1) {
+        for (int32_t c = c0; c < c1; ++c)
+            next[c] = clampAt(c)(greenEstimate(rows, width, 2 + (c & 1), c));
+    };
+    auto finishScalar = [&](int32_t c0, int32_t c1) {
+        for (int32_t c = c0; c < c1; ++c)
+            finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
+    };
+
+    int32_t b = 2;
+    nextScalar(0, 2);
+    if (wide) {
+        for (; b < vectorEnd && b < safeEnd; b += 8) nextLine8(band, b, next, ceiling16);
+    }
+    nextScalar(b, width);
+
+    b = 2;
+    finishScalar(0, 2);
+    if (wide) {
+        for (; b < vectorEnd && b < safeEnd; b += 8)
+            finish8(band, line, next, b, writer, ceiling16);
+    }
+    finishScalar(b, width);
+
+    std::memcpy(line, next, sizeof(uint16_t) * width);
+}
+
+// The last rows: band = rows y-2 .. last (4 or 5 rows), out = output row y-1.
+void edgeClose(const uint16_t* const* band, int32_t count, int32_t width, uint16_t* out,
+               const uint16_t* line, bool exchange, uint32_t bitDepth) {
+    const Clamp plain{ceilingOf(bitDepth), false};
+    const BandRows rows{band, count};
+    const BayerLayout m{0, 0};
+    const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
+    const ClosingGreens greens{rows, line, width, plain};
+    // Rows y-1 and y are the line's last readers; the last row is written over it.
+    finishPixels(rows, greens, m, width, writer, 1, 3, 0, width, plain);
+    finishPixels(rows, greens, m, width, writer, 3, count, 0, width, plain);
+}
+
+// A frame whose red-first rows have the parity of `redRow`: seed rows, body
+// pairs, closing rows.
+int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst, bool exchange,
+                  uint32_t bitDepth, int32_t redRow) {
+    const Clamp plain{ceilingOf(bitDepth), false};
+    const FrameRows rows{src, height, width};
+    const BayerLayout m{redRow, 0};
+    const Bgr16Writer out{dst, width, exchange};
+    const intptr_t rowWords = 3 * static_cast<intptr_t>(width);
+
+    // Seed: G^ of the first two (GB: three) rows, the rows above the first pair finished.
+    const int32_t first = 2 + redRow;  // first body row y
+    greensToDest(rows, m, dst, width, 0, first, 0, width, plain);
+    finishPixels(rows, DestGreens{dst, height, width}, m, width, out, 0, first - 1, 0, width,
+                 plain);
+    uint16_t* line = dst + rowWords * height - width;
+    for (int32_t c = 0; c < width; ++c) {
+        const int32_t r = first - 2 + (c & 1);
+        line[c] = dst[rowWords * r + 3 * c + 1];
+    }
+
+    int32_t y = first;
+    for (; y < height - 3; y += 2) {
+        const uint16_t* band[6];
+        for (int i = 0; i < 6; ++i) band[i] = src + (y - 2 + i) * static_cast<intptr_t>(width);
+        edgeBody(band, width, dst + rowWords * (y - 1), line, exchange, bitDepth);
+    }
+    const int32_t count = height - y + 2;  // rows y-2 .. last
+    const uint16_t* band[5];
+    for (int i = 0; i < count; ++i) band[i] = src + (y - 2 + i) * static_cast<intptr_t>(width);
+    edgeClose(band, count, width, dst + rowWords * (y - 1), line, exchange, bitDepth);
+    return TAV_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t rg16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                         uint32_t exchange, uint32_t bitDepth) {
+    if (width < 6 || height < 6) return tav::fail(7569, TAV_E_IMAGE_SIZE);
+    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 0);
+}
+
+int32_t gb16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                         uint32_t exchange, uint32_t bitDepth) {
+    if (width < 6 || height < 6) return tav::fail(7514, TAV_E_IMAGE_SIZE);
+    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 1);
+}
+
+void rg16ToBgr16_edge_body(const uint16_t* const* band, int32_t width, uint16_t* out,
+                           uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth) {
+    edgeBody(band, width, out, greenLine, exchange != 0, bitDepth);
+}
+
+void rg16ToBgr16_edge_last2Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth) {
+    edgeClose(band, 4, width, out, greenLine, exchange != 0, bitDepth);
+}
+
+void rg16ToBgr16_edge_last3Rows(const uint16_t* const* band, int32_t width, uint16_t* out,
+                                uint16_t* greenLine, uint32_t exchange, uint32_t bitDepth) {
+    edgeClose(band, 5, width, out, greenLine, exchange != 0, bitDepth);
+}
+
+}  // extern "C"

@@ -1,0 +1,146 @@
+// Vector helpers and output forms of the 16-bit demosaicing kernels. A kernel
+// computes, per pixel, the colour found at the red sites of its phase (r),
+// green (g) and the colour found at the blue sites (b); a writer puts them into
+// the output. Kernels are templates over the writer.
+//
+// Every writer has
+//   row(y)                    the writer of output row y
+// and a row writer has
+//   put(x, r, g, b)           one pixel, values 0..65535
+//   put8(x, r, g, b)          8 pixels from x on, one word per pixel in each vector
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+namespace tav::d16 {
+
+inline __m128i loadWords(const uint16_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline void storeWords(uint16_t* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
+// floor((a + b) / 2) per 16-bit lane without leaving 16 bits.
+inline __m128i averageDown(__m128i a, __m128i b) {
+    return _mm_add_epi16(_mm_and_si128(a, b), _mm_srli_epi16(_mm_xor_si128(a, b), 1));
+}
+
+// 24 words c0 c1 c2 c0 c1 c2 ... from three vectors of 8 words.
+inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint16_t* out) {
+    // Byte indices per output vector; -1 selects zero.
+    const __m128i a0 = _mm_setr_epi8(0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1, 4, 5, -1, -1);
+    const __m128i a1 = _mm_setr_epi8(-1, -1, 0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1, 4, 5);
+    const __m128i a2 = _mm_setr_epi8(-1, -1, -1, -1, 0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1);
+    const __m128i b0 = _mm_setr_epi8(-1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1, -1, -1, 10, 11);
+    const __m128i b1 = _mm_setr_epi8(-1, -1, -1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1, -1, -1);
+    const __m128i b2 = _mm_setr_epi8(4, 5, -1, -1, -1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1);
+    const __m128i d0 =
+        _mm_setr_epi8(-1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15, -1, -1, -1, -1);
+    const __m128i d1 =
+        _mm_setr_epi8(10, 11, -1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15, -1, -1);
+    const __m128i d2 =
+        _mm_setr_epi8(-1, -1, 10, 11, -1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15);
+    auto mix = [](__m128i x, __m128i y, __m128i z, __m128i mx, __m128i my, __m128i mz) {
+        return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(x, mx), _mm_shuffle_epi8(y, my)),
+                            _mm_shuffle_epi8(z, mz));
+    };
+    storeWords(out, mix(c0, c1, c2, a0, a1, a2));
+    storeWords(out + 8, mix(c0, c1, c2, b0, b1, b2));
+    storeWords(out + 16, mix(c0, c1, c2, d0, d1, d2));
+}
+
+// ---- writers
+
+// Three words a pixel: b, g, r; exchanged: r, g, b.
+struct Bgr16Writer {
+    uint16_t* dst;
+    int32_t width;
+    bool exchange;
+
+    struct Row {
+        uint16_t* p;
+        bool exchange;
+        void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
+            uint16_t* q = p + 3 * x;
+            q[0] = static_cast<uint16_t>(exchange ? r : b);
+            q[1] = static_cast<uint16_t>(g);
+            q[2] = static_cast<uint16_t>(exchange ? b : r);
+        }
+        void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
+            if (exchange) {
+                interleave3(r, g, b, p + 3 * x);
+            } else {
+                interleave3(b, g, r, p + 3 * x);
+            }
+        }
+    };
+    Row row(int32_t y) const { return {dst + 3 * static_cast<intptr_t>(y) * width, exchange}; }
+};
+
+// Three planes, blue-site colour first.
+struct Planar16Writer {
+    uint16_t* blue;
+    uint16_t* green;
+    uint16_t* red;
+    int32_t width;
+
+    struct Row {
+        uint16_t* b;
+        uint16_t* g;
+        uint16_t* r;
+        void put(int32_t x, uint32_t rv, uint32_t gv, uint32_t bv) const {
+            b[x] = static_cast<uint16_t>(bv);
+            g[x] = static_cast<uint16_t>(gv);
+            r[x] = static_cast<uint16_t>(rv);
+        }
+        void put8(int32_t x, __m128i rv, __m128i gv, __m128i bv) const {
+            storeWords(b + x, bv);
+            storeWords(g + x, gv);
+            storeWords(r + x, rv);
+        }
+    };
+    Row row(int32_t y) const {
+        const intptr_t d = static_cast<intptr_t>(y) * width;
+        return {blue + d, green + d, red + d};
+    }
+};
+
+// One word a pixel: (w0 r + w1 g + w2 b + 128) >> 8 in 32-bit arithmetic, low
+// 16 bits kept. Weights are in 1/256; nothing guards sums above 256.
+struct Mono16Writer {
+    uint16_t* dst;
+    int32_t width;
+    const uint32_t* weights;
+
+    struct Row {
+        uint16_t* p;
+        const uint32_t* w;
+        void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
+            p[x] = static_cast<uint16_t>((r * w[0] + g * w[1] + b * w[2] + 128) >> 8);
+        }
+        void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
+            const __m128i zero = _mm_setzero_si128();
+            const __m128i wr = _mm_set1_epi32(static_cast<int32_t>(w[0]));
+            const __m128i wg = _mm_set1_epi32(static_cast<int32_t>(w[1]));
+            const __m128i wb = _mm_set1_epi32(static_cast<int32_t>(w[2]));
+            const __m128i half = _mm_set1_epi32(128);
+            const __m128i low16 = _mm_set1_epi32(0xFFFF);
+            auto luma4 = [&](__m128i r32, __m128i g32, __m128i b32) {
+                __m128i s = _mm_add_epi32(_mm_mullo_epi32(r32, wr), _mm_mullo_epi32(g32, wg));
+                s = _mm_add_epi32(_mm_add_epi32(s, _mm_mullo_epi32(b32, wb)), half);
+                return _mm_and_si128(_mm_srli_epi32(s, 8), low16);
+            };
+            const __m128i lo = luma4(_mm_unpacklo_epi16(r, zero), _mm_unpacklo_epi16(g, zero),
+                                     _mm_unpacklo_epi16(b, zero));
+            const __m128i hi = luma4(_mm_unpackhi_epi16(r, zero), _mm_unpackhi_epi16(g, zero),
+                                     _mm_unpackhi_epi16(b, zero));
+            storeWords(p + x, _mm_packus_epi32(lo, hi));
+        }
+    };
+    Row row(int32_t y) const { return {dst + static_cast<intptr_t>(y) * width, weights}; }
+};
+
+}  // namespace tav::d16
