@@ -158,7 +158,7 @@ TEST(BilinearRows, VectorEqualsScalar) {
 }
 
 // A few values worked by hand, so the rule itself is pinned.
-TEST(BilinearValues, WorkedByHand) {
+TEST(Bilinear16Values, WorkedByHand) {
     // RG mosaic, 4x4:
     //   R  G  R  G       10  21  30  41
     //   G  B  G  B       50  61  70  81
@@ -181,7 +181,7 @@ TEST(BilinearValues, WorkedByHand) {
     EXPECT_EQ(px(3, 1), (std::vector<uint16_t>{141, (130 + 150 + 2 * 101) / 4, (90 + 110) / 2}));
 }
 
-TEST(BilinearValues, FlatFieldStaysFlat) {
+TEST(Bilinear16Values, FlatFieldStaysFlat) {
     for (const Kernel& k : kKernels) {
         const int32_t h = 9, w = 21;
         const std::vector<uint16_t> src(size_t(h) * w, 1000);

@@ -346,10 +346,10 @@ void PrintTo(const EdgeSource& s, std::ostream* os) {
 
 }  // namespace
 
-class EdgeEntry : public testing::TestWithParam<EdgeSource> {};
+class Edge16Entry : public testing::TestWithParam<EdgeSource> {};
 
 // Every phase comes out in the order its format names, RGB16 shifted.
-TEST_P(EdgeEntry, WordOrderFollowsTheFormat) {
+TEST_P(Edge16Entry, WordOrderFollowsTheFormat) {
     const EdgeSource& s = GetParam();
     for (uint32_t format : {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) {
         for (auto [h, w] : {std::pair{8, 12}, {9, 25}, {6, 6}}) {
@@ -371,10 +371,10 @@ TEST_P(EdgeEntry, WordOrderFollowsTheFormat) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, EdgeEntry, testing::ValuesIn(kEdgeSources),
+INSTANTIATE_TEST_SUITE_P(All, Edge16Entry, testing::ValuesIn(kEdgeSources),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(EdgeEntryResults, KernelSizeErrorsPassThroughExceptWithRgb16) {
+TEST(Edge16EntryResults, KernelSizeErrorsPassThroughExceptWithRgb16) {
     const int32_t h = 5, w = 40;
     const std::vector<uint16_t> src(size_t(h) * w, 100);
     for (auto [code, site] : {std::pair{TAV_PF_BAYER_RG12, 7569}, {TAV_PF_BAYER_GR12, 7514}}) {
