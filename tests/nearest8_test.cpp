@@ -12,7 +12,7 @@ namespace {
 
 using tav::d8::Rgb;
 
-using Form = tav::d8::NearestOut;
+enum class Form { Bgr8, Bgra8, Mono8, Planar };
 enum Phase { RG, GR, GB, BG };
 
 int bytesPerPixel(Form f) {
@@ -247,33 +247,6 @@ TEST_P(NearestBand, BandAndLastRowWriteOnlyTheirRows) {
                 std::copy(all.begin() + from, all.begin() + to, want.begin() + from);
             }
             expectWritten(got, want, "width " + std::to_string(w));
-        }
-    }
-}
-
-// Streamed stores (normally for outputs of many megabytes) on small frames:
-// rows that start 16-byte aligned take steps from column 16; a destination
-// that is not aligned must fall back to ordinary stores.
-TEST_P(NearestKernel, StreamedFramesMatchTheReference) {
-    const auto [form, gb] = GetParam();
-    for (int32_t w : {16, 32, 48, 64, 80, 160, 20, 36}) {
-        for (int32_t h : {4, 5, 6, 7, 10}) {
-            const Frame f = randomFrame(h, w, uint32_t(h * 31 + w));
-            const auto ref = reference(f, gb);
-            for (uint32_t flag : {0u, 3u}) {
-                const auto want = expectedBytes(ref, form, flag != 0);
-                for (size_t offset : {0, 1}) {
-                    std::vector<uint8_t> buf(want.size() + kGuard + offset, kFill);
-                    ASSERT_TRUE(tav::simd::aligned16(buf.data()));
-                    uint8_t* d = buf.data() + offset;
-                    const size_t n = size_t(h) * w;
-                    ASSERT_EQ(tav::d8::nearestFrame8(form, gb, f.s.data(), h, w, d, d + n,
-                                                     d + 2 * n, flag, 0),
-                              TAV_OK);
-                    buf.erase(buf.begin(), buf.begin() + offset);
-                    expectWritten(buf, want, sizeText(h, w) + " offset " + std::to_string(offset));
-                }
-            }
         }
     }
 }

@@ -5,10 +5,7 @@
 // reference all use these functions.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-
-#include "simd.h"
 
 namespace tav::d8 {
 
@@ -46,15 +43,5 @@ inline Rgb nearestPixel(const uint8_t* top, const uint8_t* bottom, int redRow, i
     const int32_t cx = x > 0 ? x - 1 : 0;
     return pickInCell(top + cx, bottom + cx, redRow, cx & 1, dy, x - cx);
 }
-
-enum class NearestOut { Bgr8, Bgra8, Mono8, Planar };
-
-// One frame of an RG (or, with `gb`, GB) mosaic; `second` and `third` are used
-// by the planar form only. Outputs of at least `streamFrom` bytes whose rows
-// all start 16-byte aligned are written with non-temporal stores; tests lower
-// the threshold to reach that path on small frames.
-int32_t nearestFrame8(NearestOut out, bool gb, const uint8_t* src, int32_t height, int32_t width,
-                      uint8_t* first, uint8_t* second, uint8_t* third, uint32_t flag,
-                      size_t streamFrom = simd::kStreamBytes);
 
 }  // namespace tav::d8
