@@ -251,6 +251,53 @@ TAV_API void rg8ToMono8_bilinear_lastCols(const uint8_t* src, const uint32_t* we
 
 /* ---------------------------------------------------------------- 8-bit nearest */
 
+/* Nearest neighbour, RG and GB mosaics; BG and GR are served by exchanging red
+ * and blue (any non-zero flag) or the first and third planes. The Mono8
+ * kernels weigh red 77, green 150, blue 29; the flag exchanges the red and
+ * blue weights. Frames are at least 4 x 4. */
+TAV_API int32_t rg8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                  uint32_t flag);
+TAV_API int32_t gb8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                  uint32_t flag);
+TAV_API int32_t rg8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                   uint32_t flag);
+TAV_API int32_t gb8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                   uint32_t flag);
+TAV_API int32_t rg8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                   uint32_t flag);
+TAV_API int32_t gb8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                   uint32_t flag);
+TAV_API int32_t rg8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width,
+                                   uint8_t* first, uint8_t* second, uint8_t* third);
+TAV_API int32_t gb8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width,
+                                   uint8_t* first, uint8_t* second, uint8_t* third);
+
+/* Two output rows from a row with blue sites (`upper`, G B G B ...), the row
+ * below it (`lower`, R G R G ...) and the row above it; the second output row
+ * follows the first. */
+TAV_API void rg8ToBgr8_nearest_body(const uint8_t* above, const uint8_t* upper,
+                                    const uint8_t* lower, int32_t width, uint8_t* dst,
+                                    uint32_t flag);
+TAV_API void rg8ToBgra8_nearest_body(const uint8_t* above, const uint8_t* upper,
+                                     const uint8_t* lower, int32_t width, uint8_t* dst,
+                                     uint32_t flag);
+TAV_API void rg8ToBgr8P_nearest_body(const uint8_t* above, const uint8_t* upper,
+                                     const uint8_t* lower, int32_t width, uint8_t* first,
+                                     uint8_t* second, uint8_t* third);
+TAV_API void rg8ToMono8_nearest_body(const uint8_t* above, const uint8_t* upper,
+                                     const uint8_t* lower, int32_t width, uint8_t* dst,
+                                     uint32_t flag);
+
+/* The one row left below the bands: a row with blue sites under a row with red sites. */
+TAV_API void rg8ToBgr8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
+                                        uint8_t* dst, uint32_t flag);
+TAV_API void rg8ToBgra8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
+                                         uint8_t* dst, uint32_t flag);
+TAV_API void rg8ToBgr8P_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
+                                         uint8_t* first, uint8_t* second, uint8_t* third);
+TAV_API void rg8ToMono8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
+                                         uint8_t* dst, uint32_t flag);
+
 /* ---------------------------------------------------------------- 8-bit edge-directed */
 
 /* Green is estimated along the smaller of the horizontal and vertical
