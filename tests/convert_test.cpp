@@ -481,6 +481,13 @@ std::vector<uint8_t> record(uint8_t value, int row1, int column1) {
             uint8_t(column1)};
 }
 
+// One record and the terminator.
+std::vector<uint8_t> single(uint8_t value, int row1, int column1) {
+    auto r = record(value, row1, column1);
+    r.insert(r.end(), {0, 0, 0, 0});
+    return r;
+}
+
 TEST(MonoConverters, PointListPlacesRecordsUntilTheTerminator) {
     std::vector<uint8_t> list;
     for (auto r : {record(7, 1, 1), record(9, 3, 5), record(200, 20, 300)})
