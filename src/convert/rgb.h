@@ -85,7 +85,7 @@ struct Src3 {
 
 // Weights of one pmaddubsw: first and second byte of each pair.
 inline __m128i w2(int w0, int w1) {
-    return _mm_set1_epi16(static_cast<int16_t>((w1 << 8) | (w0 & 0xFF)));
+    return _mm_set1_epi16(static_cast<int16_t>(((w1 & 0xFF) << 8) | (w0 & 0xFF)));
 }
 
 inline __m128i dot(__m128i rg, __m128i gb, __m128i wRg, __m128i wGb) {

@@ -139,8 +139,9 @@ struct Studio {
 
   private:
     static __m128i weights(int16_t wu, int16_t wv) {
-        return _mm_set1_epi32(static_cast<int32_t>(static_cast<uint16_t>(wu)) |
-                              (static_cast<int32_t>(wv) << 16));
+        return _mm_set1_epi32(
+            static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(wu)) |
+                                 static_cast<uint32_t>(static_cast<uint16_t>(wv)) << 16));
     }
     // C = wu du + wv dv in 32 bits, split into q = C >> 8 and r = C & 255.
     static void split(__m128i lo, __m128i hi, __m128i w, __m128i& q, __m128i& r) {
