@@ -165,13 +165,13 @@ void Libyuv(benchmark::State& state, Yuv k, bool ssse3) {
             op = [=] { libyuv::RGB24ToJ400(s, 3 * w, d, w, w, h); };
             break;
     }
-    againstFloor(state, n, src.data(), src.size(), dst.data(), dst.size(), op);
+    againstFloor(state, n, src.data(), src.size(), dst.data(), dst.size(), [&] { op(); });
     libyuv::MaskCpuFlags(-1);
 }
 
-#define TAV_LIBYUV_BENCH(k)                         \
-    TAV_CONVERT_BENCH(Libyuv, k, Yuv::k##k, false); \
-    TAV_CONVERT_BENCH(Libyuv, k##_ssse3, Yuv::k##k, true)
+#define TAV_LIBYUV_BENCH(fn)                         \
+    TAV_CONVERT_BENCH(Libyuv, fn, Yuv::k##fn, false); \
+    TAV_CONVERT_BENCH(Libyuv, fn##_ssse3, Yuv::k##fn, true)
 
 TAV_LIBYUV_BENCH(UYVYToARGB);
 TAV_LIBYUV_BENCH(YUY2ToARGB);

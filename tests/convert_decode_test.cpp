@@ -150,40 +150,55 @@ TEST(DecodeExhaustive, FullRangeSetsMatchTheFormulasForEveryChromaAndLuma) {
     }
 }
 
-// Studio range through planar 4:2:0: each 2x2 block has its own (U, V) pair
-// and four lumas from the test set.
+// Studio range through planar 4:2:0 (512 x 256 frames, one chroma pair per
+// 2x2 block): every (U, V) pair at four lumas, then every luma at each pair
+// of the chroma set (one block row per pair).
+void expectStudioFrame(const std::vector<uint8_t>& src, int32_t h, int32_t w) {
+    const uint8_t* up = src.data() + w * h;
+    const uint8_t* vp = up + w * h / 4;
+    const auto out = runGuarded(size_t(w) * h * 3, [&](uint8_t* d) {
+        return YUV420PToRGB8(src.data(), d, h, w, TAV_PF_RGB8);
+    });
+    for (int r = 0; r < h; ++r) {
+        for (int x = 0; x < w; ++x) {
+            const int c = (r / 2) * (w / 2) + x / 2;
+            uint8_t ref[3];
+            putRef(ref, 3, false, studioPixel(src[r * w + x], up[c], vp[c]));
+            ASSERT_EQ(0, std::memcmp(&out[(size_t(r) * w + x) * 3], ref, 3))
+                << "Y=" << int(src[r * w + x]) << " U=" << int(up[c]) << " V=" << int(vp[c]);
+        }
+    }
+}
+
 TEST(DecodeExhaustive, StudioRangeMatchesTheFormulaForEveryChromaAndLuma) {
-    const int32_t w = 512, h = 256;  // 256 x 128 blocks: half of all pairs per frame
-    std::vector<int> lumas = kLumas;
-    for (int y = 0; y < 256; y += 3) lumas.push_back(y);
-    for (int frame = 0; frame < 2; ++frame) {
+    const int32_t w = 512;
+    auto frame = [&](int32_t h, auto uvOf, auto yOf) {
         std::vector<uint8_t> src(size_t(w) * h * 3 / 2);
         uint8_t* up = src.data() + w * h;
         uint8_t* vp = up + w * h / 4;
         for (int j = 0; j < h / 2; ++j) {
             for (int i = 0; i < w / 2; ++i) {
-                const int pair = frame * 32768 + j * (w / 2) + i;
-                up[j * (w / 2) + i] = uint8_t(pair >> 8);
-                vp[j * (w / 2) + i] = uint8_t(pair);
-                for (int k = 0; k < 4; ++k) {
-                    src[(2 * j + k / 2) * w + 2 * i + k % 2] =
-                        uint8_t(lumas[(pair * 4 + k) % lumas.size()]);
-                }
+                const auto [u, v] = uvOf(j, i);
+                up[j * (w / 2) + i] = uint8_t(u);
+                vp[j * (w / 2) + i] = uint8_t(v);
+                for (int k = 0; k < 4; ++k)
+                    src[(2 * j + k / 2) * w + 2 * i + k % 2] = uint8_t(yOf(j, i, k));
             }
         }
-        const auto out = runGuarded(size_t(w) * h * 3, [&](uint8_t* d) {
-            return YUV420PToRGB8(src.data(), d, h, w, TAV_PF_RGB8);
-        });
-        for (int r = 0; r < h; ++r) {
-            for (int x = 0; x < w; ++x) {
-                const int c = (r / 2) * (w / 2) + x / 2;
-                uint8_t ref[3];
-                putRef(ref, 3, false, studioPixel(src[r * w + x], up[c], vp[c]));
-                ASSERT_EQ(0, std::memcmp(&out[(size_t(r) * w + x) * 3], ref, 3))
-                    << "Y=" << int(src[r * w + x]) << " U=" << int(up[c]) << " V=" << int(vp[c]);
-            }
-        }
+        expectStudioFrame(src, h, w);
+    };
+    const int lumas[4] = {0, 16, 128, 255};
+    for (int half = 0; half < 2; ++half) {
+        frame(
+            256,
+            [&](int j, int i) {
+                return std::pair{half * 128 + j, i};
+            },
+            [&](int, int, int k) { return lumas[k]; });
     }
+    frame(
+        int32_t(2 * kChromas.size()), [&](int j, int) { return kChromas[j]; },
+        [&](int, int i, int k) { return (4 * i + k) & 255; });
 }
 
 // ---- every packed kernel, output size and order on random data

@@ -468,17 +468,18 @@ TEST(MonoConverters, Mono4pNibblesInEveryForm) {
 }
 
 TEST(MonoConverters, Mono8ToStudioPlanar) {
-    std::vector<uint8_t> src(24);
-    for (int i = 0; i < 24; ++i) src[i] = uint8_t(i * 11);
-    src[5] = 255;
-    src[6] = 0;
-    Call c(TAV_PF_MONO8, 4, 6, src, 36);
+    // Every grey value, through the vector blocks and the tail.
+    const int32_t h = 16, w = 18, n = h * w;
+    std::vector<uint8_t> src(n);
+    for (int i = 0; i < n; ++i) src[i] = uint8_t(i * 7 + i / 256);
+    Call c(TAV_PF_MONO8, h, w, src, n + n / 2);
     EXPECT_EQ(c.run(TAV_PF_YUV420P).code, TAV_OK);
-    for (int i = 0; i < 24; ++i) EXPECT_EQ(c.dst[i], (219 * src[i] + 4096) >> 8);
-    EXPECT_EQ(c.dst[5], 234);
-    EXPECT_EQ(c.dst[6], 16);
-    for (int i = 24; i < 36; ++i) EXPECT_EQ(c.dst[i], 128);
-    EXPECT_EQ(c.dst[36], 0xA5);
+    for (int i = 0; i < n; ++i)
+        ASSERT_EQ(c.dst[i], (219 * src[i] + 4096) >> 8) << "grey " << int(src[i]);
+    EXPECT_EQ(c.dst[std::find(src.begin(), src.end(), 255) - src.begin()], 234);
+    EXPECT_EQ(c.dst[std::find(src.begin(), src.end(), 0) - src.begin()], 16);
+    for (int i = n; i < n + n / 2; ++i) ASSERT_EQ(c.dst[i], 128);
+    EXPECT_EQ(c.dst[n + n / 2], 0xA5);
 }
 
 std::vector<uint8_t> record(uint8_t value, int row1, int column1) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "bytes.h"
 #include "convert.h"
 #include "report.h"
 #include "tav.h"
@@ -29,6 +30,27 @@ int mono4Bytes(uint64_t target) {
             return 0;
     }
 }
+
+// Full-range grey to studio-range luma: 0..255 onto 16..234.
+inline uint8_t studioGrey(int32_t v) {
+    return static_cast<uint8_t>((219 * v + 4096) >> 8);
+}
+
+// 219 x 255 + 4096 stays below 65536, so 16-bit lanes and a logical shift hold it.
+struct StudioGrey {
+    static constexpr int kUnits = 16, kIn = 1, kOut = 1;
+    template <bool kStream>
+    static void block(const uint8_t* s, uint8_t* d) {
+        const __m128i v = simd::load(s), zero = _mm_setzero_si128();
+        auto half = [](__m128i x) {
+            const __m128i p = _mm_mullo_epi16(x, _mm_set1_epi16(219));
+            return _mm_srli_epi16(_mm_add_epi16(p, _mm_set1_epi16(4096)), 8);
+        };
+        simd::store<kStream>(d, _mm_packus_epi16(half(_mm_unpacklo_epi8(v, zero)),
+                                                 half(_mm_unpackhi_epi8(v, zero))));
+    }
+    static void unit(const uint8_t* s, uint8_t* d) { d[0] = studioGrey(s[0]); }
+};
 
 inline void putGrey(uint8_t* p, uint8_t value, int bytes) {
     if (bytes == 1) {
@@ -79,7 +101,7 @@ int32_t convertMono8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t w
     if ((width & 1) || (height & 1)) return fail(920, TAV_E_FORMAT_SIZE);
     const int32_t n = pixelCount(height, width);
     if (n <= 0) return TAV_OK;
-    for (int32_t i = 0; i < n; ++i) dst[i] = static_cast<uint8_t>((219 * src[i] + 4096) >> 8);
+    runUnits<StudioGrey>(src, dst, n);
     std::memset(dst + n, 128, 2 * static_cast<size_t>(n / 4));
     return TAV_OK;
 }

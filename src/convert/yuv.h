@@ -98,57 +98,58 @@ struct FullRange {
     }
 };
 
-// Studio range: with y' = Y - 16 and the chroma part C = 256 q + r (0 <= r < 256),
-// (298 y' + C) >> 8 = y' + q + ((42 y' + r) >> 8), every step within 16 bits.
+// Studio range. Each chroma weight w = 256 k + w' leaves a small part w' d
+// under the shift; with T' = 298 Y - 4768 + w' d (even luma part, so
+// floor(T' / 2) = 149 Y + floor((w' d - 4768) / 2)) and an offset 128 m that
+// makes T' / 2 + 128 m positive and below 65536:
+//   channel = (149 Y + floor((w' d - 4768) / 2) + 128 m) >>> 7 + k d - m
+// computed without overflow in unsigned 16-bit lanes; the final pack clamps.
+//   R: 409 = 256 + 153 (m 96); G: -100 u - 208 v = -256 v + 48 v - 100 u (m 93);
+//   B: 517 = 512 + 5 (m 22).
 struct Studio {
     static Rgb pixel(int32_t y, int32_t u, int32_t v) { return studioPixel(y, u, v); }
 
     struct Terms {
-        __m128i qr, rr, qg, rg, qb, rb;
+        __m128i inR, outR, inG, outG, inB, outB;  // added under / after the shift
     };
 
     static Terms terms(__m128i u256, __m128i v256) {
         const __m128i centre = _mm_set1_epi16(-32768);
         const __m128i du = _mm_srai_epi16(_mm_xor_si128(u256, centre), 8);
         const __m128i dv = _mm_srai_epi16(_mm_xor_si128(v256, centre), 8);
-        const __m128i lo = _mm_unpacklo_epi16(du, dv), hi = _mm_unpackhi_epi16(du, dv);
+        auto c = [](int v) { return _mm_set1_epi16(static_cast<int16_t>(v)); };
+        auto mul = [](__m128i d, int w) {
+            return _mm_mullo_epi16(d, _mm_set1_epi16(static_cast<int16_t>(w)));
+        };
+        // (w' d - 4768 + 256 m) >> 1, non-negative.
+        auto under = [&](__m128i wd, int m) {
+            return _mm_srli_epi16(_mm_add_epi16(wd, c(256 * m - 4768)), 1);
+        };
         Terms t;
-        split(lo, hi, weights(0, 409), t.qr, t.rr);
-        split(lo, hi, weights(-100, -208), t.qg, t.rg);
-        split(lo, hi, weights(517, 0), t.qb, t.rb);
+        t.inR = under(mul(dv, 153), 96);
+        t.outR = _mm_sub_epi16(dv, c(96));
+        t.inG = under(_mm_sub_epi16(mul(dv, 48), mul(du, 100)), 93);
+        t.outG = _mm_sub_epi16(c(-93), dv);
+        t.inB = under(mul(du, 5), 22);
+        t.outB = _mm_sub_epi16(_mm_add_epi16(du, du), c(22));
         return t;
     }
     static Terms lo(const Terms& t) {
         auto d = [](__m128i v) { return _mm_unpacklo_epi16(v, v); };
-        return {d(t.qr), d(t.rr), d(t.qg), d(t.rg), d(t.qb), d(t.rb)};
+        return {d(t.inR), d(t.outR), d(t.inG), d(t.outG), d(t.inB), d(t.outB)};
     }
     static Terms hi(const Terms& t) {
         auto d = [](__m128i v) { return _mm_unpackhi_epi16(v, v); };
-        return {d(t.qr), d(t.rr), d(t.qg), d(t.rg), d(t.qb), d(t.rb)};
+        return {d(t.inR), d(t.outR), d(t.inG), d(t.outG), d(t.inB), d(t.outB)};
     }
     static void apply(__m128i y, const Terms& t, __m128i& r, __m128i& g, __m128i& b) {
-        const __m128i ys = _mm_sub_epi16(y, _mm_set1_epi16(16));
-        const __m128i y42 = _mm_mullo_epi16(ys, _mm_set1_epi16(42));
-        auto channel = [&](__m128i q, __m128i rem) {
-            return _mm_add_epi16(_mm_add_epi16(ys, q), _mm_srai_epi16(_mm_add_epi16(y42, rem), 8));
+        const __m128i y149 = _mm_mullo_epi16(y, _mm_set1_epi16(149));
+        auto channel = [&](__m128i in, __m128i out) {
+            return _mm_add_epi16(_mm_srli_epi16(_mm_add_epi16(y149, in), 7), out);
         };
-        r = channel(t.qr, t.rr);
-        g = channel(t.qg, t.rg);
-        b = channel(t.qb, t.rb);
-    }
-
-  private:
-    static __m128i weights(int16_t wu, int16_t wv) {
-        return _mm_set1_epi32(
-            static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint16_t>(wu)) |
-                                 static_cast<uint32_t>(static_cast<uint16_t>(wv)) << 16));
-    }
-    // C = wu du + wv dv in 32 bits, split into q = C >> 8 and r = C & 255.
-    static void split(__m128i lo, __m128i hi, __m128i w, __m128i& q, __m128i& r) {
-        const __m128i cl = _mm_madd_epi16(lo, w), ch = _mm_madd_epi16(hi, w);
-        const __m128i low8 = _mm_set1_epi32(255);
-        q = _mm_packs_epi32(_mm_srai_epi32(cl, 8), _mm_srai_epi32(ch, 8));
-        r = _mm_packs_epi32(_mm_and_si128(cl, low8), _mm_and_si128(ch, low8));
+        r = channel(t.inR, t.outR);
+        g = channel(t.inG, t.outG);
+        b = channel(t.inB, t.outB);
     }
 };
 

@@ -51,10 +51,11 @@ struct PlanarRow {
     }
 };
 
-// One block row: rows 2j and 2j+1, `pairs` column pairs; 16 columns a step.
+// One row of a block row, `pairs` column pairs; 16 columns a step. The two
+// rows of a block row run one after the other, each recomputing its chroma
+// terms: a single output stream keeps streamed 3-byte rows in whole lines.
 template <class F, class W, bool kStream, class C>
-void blockRow(const uint8_t* y0, const uint8_t* y1, const C& c, uint8_t* d0, uint8_t* d1,
-              int32_t pairs) {
+void row420(const uint8_t* y, const C& c, uint8_t* d, int32_t pairs) {
     const __m128i zero = _mm_setzero_si128();
     int32_t i = 0;
     for (; i + 8 <= pairs; i += 8) {
@@ -62,17 +63,13 @@ void blockRow(const uint8_t* y0, const uint8_t* y1, const C& c, uint8_t* d0, uin
         __m128i u256, v256;
         c.load8(i, u256, v256);
         const typename F::Terms t = F::terms(u256, v256);
-        const typename F::Terms lo = F::lo(t), hi = F::hi(t);
-        const __m128i a = simd::load(y0 + x), b = simd::load(y1 + x);
-        decode16<F, W, kStream>(_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), lo, hi,
-                                d0 + x * W::kBytes);
-        decode16<F, W, kStream>(_mm_unpacklo_epi8(b, zero), _mm_unpackhi_epi8(b, zero), lo, hi,
-                                d1 + x * W::kBytes);
+        const __m128i a = simd::load(y + x);
+        decode16<F, W, kStream>(_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), F::lo(t),
+                                F::hi(t), d + x * W::kBytes);
     }
     for (; i < pairs; ++i) {
         for (int32_t x = 2 * i; x < 2 * i + 2; ++x) {
-            W::put(d0 + x * W::kBytes, F::pixel(y0[x], c.u(i), c.v(i)));
-            W::put(d1 + x * W::kBytes, F::pixel(y1[x], c.u(i), c.v(i)));
+            W::put(d + x * W::kBytes, F::pixel(y[x], c.u(i), c.v(i)));
         }
     }
 }
@@ -89,8 +86,9 @@ void decode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, 
         for (int32_t j = 0; j < rowPairs; ++j) {
             const uint8_t* y0 = src + static_cast<size_t>(2 * j) * width;
             uint8_t* d0 = dst + static_cast<size_t>(2 * j) * rowBytes;
-            blockRow<F, W, decltype(stream)::value>(y0, y0 + width, chromaRow(j), d0, d0 + rowBytes,
-                                                    pairs);
+            const auto chroma = chromaRow(j);
+            row420<F, W, decltype(stream)::value>(y0, chroma, d0, pairs);
+            row420<F, W, decltype(stream)::value>(y0 + width, chroma, d0 + rowBytes, pairs);
         }
     });
 }
