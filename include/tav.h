@@ -514,6 +514,50 @@ TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t hei
 
 /* ---------------------------------------------------------------- conversion */
 
+/* Converts a whole compact image from src->pixelFormat into `targetFormat`
+ * (a 32-bit code, zero-extended). Only src's height, width, format and data and
+ * dst's data are used; neither record is written. Alpha bytes are written 0. */
+TAV_API int32_t tavImageTypeConvert(const TavImage* src, TavImage* dst, uint64_t targetFormat);
+
+/* YUV decoding kernels over whole buffers. `target` only chooses the channel
+ * order: the blue-first code (BGR8, or BGRa8 for the RGBA8 kernels) gives
+ * blue first, any other code red first. A count that is not positive writes
+ * nothing. Full-range BT.601, except YUV420PToRGB8 (studio range). */
+TAV_API int32_t YUV411PToMono8(const uint8_t* src, uint8_t* dst, int32_t groups);
+TAV_API int32_t YUV411PToRGB8(const uint8_t* src, uint8_t* dst, int32_t groups, uint64_t target);
+TAV_API int32_t YUV411PToRGBA8(const uint8_t* src, uint8_t* dst, int32_t groups, uint64_t target);
+TAV_API int32_t YUV422_UYVYToMono8(const uint8_t* src, uint8_t* dst, int32_t pairs);
+TAV_API int32_t YUV422_UYVYToRGB8(const uint8_t* src, uint8_t* dst, int32_t pairs, uint64_t target);
+TAV_API int32_t YUV422_UYVYToRGBA8(const uint8_t* src, uint8_t* dst, int32_t pairs,
+                                   uint64_t target);
+TAV_API int32_t YUV422_YUYVToMono8(const uint8_t* src, uint8_t* dst, int32_t pairs);
+TAV_API int32_t YUV422_YUYVToRGB8(const uint8_t* src, uint8_t* dst, int32_t pairs, uint64_t target);
+TAV_API int32_t YUV422_YUYVToRGBA8(const uint8_t* src, uint8_t* dst, int32_t pairs,
+                                   uint64_t target);
+TAV_API int32_t YUV444ToMono8(const uint8_t* src, uint8_t* dst, int32_t pixels);
+/* Rounds each chroma term (+128 before its shift), unlike YUV444ToRGBA8. */
+TAV_API int32_t YUV444ToRGB8(const uint8_t* src, uint8_t* dst, int32_t pixels, uint64_t target);
+TAV_API int32_t YUV444ToRGBA8(const uint8_t* src, uint8_t* dst, int32_t pixels, uint64_t target);
+TAV_API int32_t YUV420SP_NV12ToRGB8(const uint8_t* src, uint8_t* dst, int32_t height,
+                                    int32_t width, uint64_t target);
+TAV_API int32_t YUV420SP_NV12ToRGBA8(const uint8_t* src, uint8_t* dst, int32_t height,
+                                     int32_t width, uint64_t target);
+TAV_API int32_t YUV420PToRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                              uint64_t target);
+
+/* Packs n three-byte pixels (n even) into YUV 4:2:2: UYVY for the
+ * YUV422_8_UYVY target, YUYV order for any other. */
+TAV_API void BGRToYUV422(const uint8_t* src, uint8_t* dst, uint32_t n, uint64_t target);
+TAV_API void RGBToYUV422(const uint8_t* src, uint8_t* dst, uint32_t n, uint64_t target);
+
+/* BGR8 to BGRa8 (alpha 0); returns the source bytes consumed, 3 x width x height. */
+TAV_API uint32_t bgrToBgra(const uint8_t* src, uint32_t width, int32_t height, uint8_t* dst);
+
+/* Pads the rows of a compact three-byte image in place to a multiple of 4
+ * bytes (zero bytes after each row), as a BMP file stores them. `handle` must
+ * not be null and is not otherwise used; image->data must hold the padded rows. */
+TAV_API int32_t tavBMPAdjust(const void* handle, TavImage* image);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,100 @@
+// Byte-shuffle helpers of the conversion kernels: masks built at compile time
+// from a byte map, so each kernel states where its bytes come from instead of
+// spelling out sixteen indices per mask.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "simd.h"
+
+namespace tav::cvt {
+
+struct Mask16 {
+    alignas(16) int8_t b[16];
+};
+
+// at(j) is the source byte of output byte j, or -1 for zero.
+template <typename F>
+constexpr Mask16 mask16(F at) {
+    Mask16 m{};
+    for (int j = 0; j < 16; ++j) m.b[j] = static_cast<int8_t>(at(j));
+    return m;
+}
+
+inline __m128i shuffle(__m128i v, const Mask16& m) {
+    return _mm_shuffle_epi8(v, _mm_load_si128(reinterpret_cast<const __m128i*>(m.b)));
+}
+
+// Masks that gather 48 output bytes from three source vectors; map(j) is
+// 16 x source + byte for output byte j.
+struct Masks48 {
+    Mask16 m[3][3];
+};
+
+template <typename F>
+constexpr Masks48 masks48(F map) {
+    Masks48 k{};
+    for (int o = 0; o < 3; ++o) {
+        for (int s = 0; s < 3; ++s) {
+            for (int j = 0; j < 16; ++j) {
+                const int v = map(16 * o + j);
+                k.m[o][s].b[j] = static_cast<int8_t>(v >= 0 && v / 16 == s ? v % 16 : -1);
+            }
+        }
+    }
+    return k;
+}
+
+template <bool kStream>
+inline void gather48(const Masks48& k, __m128i s0, __m128i s1, __m128i s2, uint8_t* out) {
+    for (int o = 0; o < 3; ++o) {
+        const __m128i v = _mm_or_si128(_mm_or_si128(shuffle(s0, k.m[o][0]), shuffle(s1, k.m[o][1])),
+                                       shuffle(s2, k.m[o][2]));
+        simd::store<kStream>(out + 16 * o, v);
+    }
+}
+
+// Three byte planes into c0 c1 c2 c0 c1 c2 ...
+inline constexpr Masks48 kInterleave3 = masks48([](int j) { return 16 * (j % 3) + j / 3; });
+
+template <bool kStream>
+inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint8_t* out) {
+    gather48<kStream>(kInterleave3, c0, c1, c2, out);
+}
+
+// Four byte planes into c0 c1 c2 c3 ...
+template <bool kStream>
+inline void interleave4(__m128i c0, __m128i c1, __m128i c2, __m128i c3, uint8_t* out) {
+    const __m128i lo01 = _mm_unpacklo_epi8(c0, c1), hi01 = _mm_unpackhi_epi8(c0, c1);
+    const __m128i lo23 = _mm_unpacklo_epi8(c2, c3), hi23 = _mm_unpackhi_epi8(c2, c3);
+    simd::store<kStream>(out, _mm_unpacklo_epi16(lo01, lo23));
+    simd::store<kStream>(out + 16, _mm_unpackhi_epi16(lo01, lo23));
+    simd::store<kStream>(out + 32, _mm_unpacklo_epi16(hi01, hi23));
+    simd::store<kStream>(out + 48, _mm_unpackhi_epi16(hi01, hi23));
+}
+
+// Runs a unit kernel over `units` units stored one after another: the vector
+// block on the bulk, the scalar unit on the rest. A kernel K has
+//   kUnits            units per vector block
+//   kIn, kOut         source and destination bytes per unit
+//   block<kStream>(s, d, args...)   kUnits units
+//   unit(s, d, args...)             one unit
+template <typename K, typename... A>
+void runUnits(const uint8_t* src, uint8_t* dst, int32_t units, A... args) {
+    if (units <= 0) return;
+    const size_t n = static_cast<size_t>(units);
+    const size_t bulk = n / K::kUnits * K::kUnits;
+    size_t i = 0;
+    simd::withStorePolicy(dst, n * K::kOut, [&](auto stream) {
+        for (; i < bulk; i += K::kUnits) {
+            K::template block<decltype(stream)::value>(src + i * K::kIn, dst + i * K::kOut,
+                                                       args...);
+        }
+    });
+    for (; i < n; ++i) K::unit(src + i * K::kIn, dst + i * K::kOut, args...);
+}
+
+}  // namespace tav::cvt

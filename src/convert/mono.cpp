@@ -1,0 +1,131 @@
+// Converters of the monochrome sources: 1- and 4-bit packed, Mono8 to planar
+// 4:2:0, and the point list.
+#include <cstddef>
+#include <cstring>
+
+#include "bytes.h"
+#include "convert.h"
+#include "report.h"
+#include "tav.h"
+
+namespace tav::cvt {
+namespace {
+
+int32_t pixelCount(int32_t height, int32_t width) {
+    return static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
+}
+
+// Bytes a Mono4p pixel takes in each accepted target; 0 for any other target.
+int mono4Bytes(uint64_t target) {
+    switch (target) {
+        case TAV_PF_MONO8:
+            return 1;
+        case TAV_PF_RGB8:
+        case TAV_PF_BGR8:
+            return 3;
+        case TAV_PF_RGBA8:
+        case TAV_PF_BGRA8:
+            return 4;
+        default:
+            return 0;
+    }
+}
+
+// Full-range grey to studio-range luma: 0..255 onto 16..234.
+inline uint8_t studioGrey(int32_t v) {
+    return static_cast<uint8_t>((219 * v + 4096) >> 8);
+}
+
+// 219 x 255 + 4096 stays below 65536, so 16-bit lanes and a logical shift hold it.
+struct StudioGrey {
+    static constexpr int kUnits = 16, kIn = 1, kOut = 1;
+    template <bool kStream>
+    static void block(const uint8_t* s, uint8_t* d) {
+        const __m128i v = simd::load(s), zero = _mm_setzero_si128();
+        auto half = [](__m128i x) {
+            const __m128i p = _mm_mullo_epi16(x, _mm_set1_epi16(219));
+            return _mm_srli_epi16(_mm_add_epi16(p, _mm_set1_epi16(4096)), 8);
+        };
+        simd::store<kStream>(d, _mm_packus_epi16(half(_mm_unpacklo_epi8(v, zero)),
+                                                 half(_mm_unpackhi_epi8(v, zero))));
+    }
+    static void unit(const uint8_t* s, uint8_t* d) { d[0] = studioGrey(s[0]); }
+};
+
+inline void putGrey(uint8_t* p, uint8_t value, int bytes) {
+    if (bytes == 1) {
+        p[0] = value;
+        return;
+    }
+    p[0] = p[1] = p[2] = value;
+    if (bytes == 4) p[3] = 0;
+}
+
+}  // namespace
+
+// Each bit keeps its own weight (1, 2, ..., 128) rather than being stretched
+// to 255; a trailing partial byte is not converted.
+int32_t convertMono1P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                      uint64_t target) {
+    if (target != TAV_PF_MONO8) return TAV_E_PIXEL_FORMAT;
+    const int32_t bytes = pixelCount(height, width) >> 3;
+    for (int32_t i = 0; i < bytes; ++i) {
+        uint8_t* out = dst + 8 * static_cast<size_t>(i);
+        for (int k = 0; k < 8; ++k) out[k] = static_cast<uint8_t>(src[i] & (1u << k));
+    }
+    return TAV_OK;
+}
+
+// Low nibble first, moved up; high nibble kept in place.
+int32_t convertMono4P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                      uint64_t target) {
+    const int bytes = mono4Bytes(target);
+    if (!bytes) return TAV_E_PIXEL_FORMAT;
+    const int32_t n = pixelCount(height, width);
+    if (n <= 0) return TAV_OK;
+    const int32_t pairs = n / 2;
+    const size_t step = 2 * static_cast<size_t>(bytes);
+    for (int32_t i = 0; i < pairs; ++i) {
+        uint8_t* out = dst + i * step;
+        putGrey(out, static_cast<uint8_t>(src[i] << 4), bytes);
+        putGrey(out + bytes, static_cast<uint8_t>(src[i] & 0xF0), bytes);
+    }
+    if (n & 1) putGrey(dst + pairs * step, static_cast<uint8_t>(src[pairs] << 4), bytes);
+    return TAV_OK;
+}
+
+// Studio-range luma with neutral chroma.
+int32_t convertMono8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                     uint64_t target) {
+    if (target != TAV_PF_YUV420P) return TAV_E_PIXEL_FORMAT;
+    if ((width & 1) || (height & 1)) return fail(920, TAV_E_FORMAT_SIZE);
+    const int32_t n = pixelCount(height, width);
+    if (n <= 0) return TAV_OK;
+    runUnits<StudioGrey>(src, dst, n);
+    std::memset(dst + n, 128, 2 * static_cast<size_t>(n / 4));
+    return TAV_OK;
+}
+
+// Records of value, then a 12-bit row and a 12-bit column counted from 1. The
+// bounds test is an upper test only: a 0 field gives -1 and lands before the
+// intended pixel.
+int32_t convertMono1C(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                      uint64_t target) {
+    const int32_t n = pixelCount(height, width);
+    if (n > 0) std::memset(dst, 0, static_cast<size_t>(n));
+    if (target != TAV_PF_MONO8) return TAV_E_PIXEL_FORMAT;
+    int64_t stored = 0;
+    const uint8_t* rec = src;
+    do {
+        if ((rec[0] | rec[1] | rec[2] | rec[3]) == 0) break;
+        const int32_t row = rec[1] * 16 + (rec[2] >> 4) - 1;
+        const int32_t column = (rec[2] & 0x0F) * 256 + rec[3] - 1;
+        if (column >= width || row >= height) return TAV_E_IMAGE_SIZE;
+        dst[static_cast<std::ptrdiff_t>(row) * width + column] = rec[0];
+        ++stored;
+        rec += 4;
+    } while (4 * stored < n);
+    return TAV_OK;
+}
+
+}  // namespace tav::cvt

@@ -1,0 +1,136 @@
+// RGB/BGR encoding: the per-pixel formulas and their vector forms.
+//
+// Vector forms work on eight pixels as two vectors of byte pairs per 16-bit
+// lane, (r, g) and (g, b), so that one pmaddubsw applies two weights at once.
+// Weights above 127 are split between the two pairs (150 g = 51 g + 99 g) and
+// every even weight set is halved, which keeps each partial sum within 16 bits
+// while giving the same integer as the 32-bit formula.
+#pragma once
+
+#include <immintrin.h>
+
+#include <algorithm>
+#include <cstdint>
+
+#include "bytes.h"
+#include "simd.h"
+
+namespace tav::cvt {
+
+// ---- scalar formulas
+
+// BT.601 full range (Mono8 and every YUV target but planar 4:2:0).
+inline int32_t luma601(int32_t r, int32_t g, int32_t b) {
+    return (77 * r + 150 * g + 29 * b + 128) >> 8;
+}
+inline int32_t cb601(int32_t r, int32_t g, int32_t b) {
+    return std::min(255, (128 * b - 44 * r - 84 * g + 32896) >> 8);
+}
+inline int32_t cr601(int32_t r, int32_t g, int32_t b) {
+    return std::min(255, (128 * r - 108 * g - 20 * b + 32896) >> 8);
+}
+// The 4:1:1 target's own chroma weights, one off in the last place.
+inline int32_t cb411(int32_t r, int32_t g, int32_t b) {
+    return std::min(255, (128 * b - 43 * r - 85 * g + 32896) >> 8);
+}
+inline int32_t cr411(int32_t r, int32_t g, int32_t b) {
+    return std::min(255, (128 * r - 107 * g - 21 * b + 32896) >> 8);
+}
+
+// BT.709 studio range (planar 4:2:0 target).
+inline int32_t luma709(int32_t r, int32_t g, int32_t b) {
+    return std::clamp((46 * r + 157 * g + 16 * b + 4096) >> 8, 16, 235);
+}
+inline int32_t cb709(int32_t r, int32_t g, int32_t b) {
+    return (112 * b - 86 * g - 26 * r + 32896) >> 8;
+}
+inline int32_t cr709(int32_t r, int32_t g, int32_t b) {
+    return (112 * r - 102 * g - 10 * b + 32896) >> 8;
+}
+inline int32_t chroma709(int32_t c0, int32_t c1, int32_t c2, int32_t c3) {
+    return std::clamp((c0 + c1 + c2 + c3 + 2) >> 2, 16, 240);
+}
+
+// ---- source order
+
+// Lane p of eight pixels: bytes (c0, c1) of pixel p; pixels 0-4 from the load
+// at 0, 5-7 from the load at 8.
+template <int kC0, int kC1, bool kSecond>
+constexpr Mask16 pairMask() {
+    return mask16([](int j) {
+        const int p = j / 2;
+        const bool second = p > 4;
+        return second == kSecond ? 3 * p + (j % 2 ? kC1 : kC0) - (second ? 8 : 0) : -1;
+    });
+}
+
+template <bool kRgb>
+struct Src3 {
+    static constexpr int kR = kRgb ? 0 : 2, kB = kRgb ? 2 : 0;
+    static int32_t r(const uint8_t* p) { return p[kR]; }
+    static int32_t g(const uint8_t* p) { return p[1]; }
+    static int32_t b(const uint8_t* p) { return p[kB]; }
+
+    static constexpr Mask16 kRgA = pairMask<kR, 1, false>(), kRgB = pairMask<kR, 1, true>();
+    static constexpr Mask16 kGbA = pairMask<1, kB, false>(), kGbB = pairMask<1, kB, true>();
+
+    static void pairs8(const uint8_t* s, __m128i& rg, __m128i& gb) {
+        const __m128i a = simd::load(s), b = simd::load(s + 8);
+        rg = _mm_or_si128(shuffle(a, kRgA), shuffle(b, kRgB));
+        gb = _mm_or_si128(shuffle(a, kGbA), shuffle(b, kGbB));
+    }
+};
+
+// ---- vector forms (eight pixels, 16-bit lanes)
+
+// Weights of one pmaddubsw: first and second byte of each pair.
+inline __m128i w2(int w0, int w1) {
+    return _mm_set1_epi16(static_cast<int16_t>(((w1 & 0xFF) << 8) | (w0 & 0xFF)));
+}
+
+inline __m128i dot(__m128i rg, __m128i gb, __m128i wRg, __m128i wGb) {
+    return _mm_add_epi16(_mm_maddubs_epi16(rg, wRg), _mm_maddubs_epi16(gb, wGb));
+}
+
+// (77 r + 150 g + 29 b + 128) >> 8; the sum may pass 32767, so the shift is logical.
+inline __m128i luma601x8(__m128i rg, __m128i gb) {
+    const __m128i s = dot(rg, gb, w2(77, 51), w2(99, 29));
+    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(128)), 8);
+}
+
+// (2h + 32896) >> 8 = (h + 16448) >> 7 for the halved sum h in [-16320, 16320];
+// 1..256, the caller's saturating pack makes it min(255, .).
+inline __m128i fromHalf(__m128i h) {
+    return _mm_srli_epi16(_mm_add_epi16(h, _mm_set1_epi16(16448)), 7);
+}
+inline __m128i cb601x8(__m128i rg, __m128i gb) {
+    return fromHalf(dot(rg, gb, w2(-22, -42), w2(0, 64)));
+}
+inline __m128i cr601x8(__m128i rg, __m128i gb) {
+    return fromHalf(dot(rg, gb, w2(64, -54), w2(0, -10)));
+}
+// Odd weights: the full sum x in [-32640, 32640], 128 x c as 127 c + c.
+inline __m128i cb411x8(__m128i rg, __m128i gb) {
+    const __m128i x =
+        _mm_add_epi16(dot(rg, gb, w2(-43, -85), w2(0, 127)), _mm_maddubs_epi16(gb, w2(0, 1)));
+    return fromHalf(_mm_srai_epi16(x, 1));
+}
+inline __m128i cr411x8(__m128i rg, __m128i gb) {
+    const __m128i x =
+        _mm_add_epi16(dot(rg, gb, w2(127, -107), w2(0, -21)), _mm_maddubs_epi16(rg, w2(1, 0)));
+    return fromHalf(_mm_srai_epi16(x, 1));
+}
+
+// BT.709: luma unclamped (16..234 before the clamp), chroma 16..240.
+inline __m128i luma709x8(__m128i rg, __m128i gb) {
+    const __m128i s = dot(rg, gb, w2(46, 82), w2(75, 16));
+    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(4096)), 8);
+}
+inline __m128i cb709x8(__m128i rg, __m128i gb) {
+    return fromHalf(dot(rg, gb, w2(-13, -43), w2(0, 56)));
+}
+inline __m128i cr709x8(__m128i rg, __m128i gb) {
+    return fromHalf(dot(rg, gb, w2(56, -51), w2(0, -5)));
+}
+
+}  // namespace tav::cvt
