@@ -532,6 +532,13 @@ TEST(MonoConverters, PointListQuirks) {
     Call zero(TAV_PF_MONO1C, 4, 4, single(8, 2, 0), 16);
     EXPECT_EQ(zero.run(TAV_PF_MONO8).code, TAV_OK);
     EXPECT_EQ(zero.dst[3], 8);
+    // A zero row field would index before the buffer: passed over, the next record still counts.
+    std::vector<uint8_t> early = record(6, 0, 2);
+    for (auto r : {record(4, 2, 2), record(0, 0, 0)}) early.insert(early.end(), r.begin(), r.end());
+    Call before(TAV_PF_MONO1C, 4, 4, early, 16);
+    EXPECT_EQ(before.run(TAV_PF_MONO8).code, TAV_OK);
+    EXPECT_EQ(std::count(before.dst.begin(), before.dst.begin() + 16, 6), 0);
+    EXPECT_EQ(before.dst[5], 4);
     // At most n/4 records (rounded up): a 2 x 3 image takes two.
     std::vector<uint8_t> three;
     for (auto r : {record(1, 1, 1), record(2, 1, 2), record(3, 1, 3)})

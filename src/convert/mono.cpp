@@ -121,7 +121,10 @@ int32_t convertMono1C(const uint8_t* src, uint8_t* dst, int32_t height, int32_t 
         const int32_t row = rec[1] * 16 + (rec[2] >> 4) - 1;
         const int32_t column = (rec[2] & 0x0F) * 256 + rec[3] - 1;
         if (column >= width || row >= height) return TAV_E_IMAGE_SIZE;
-        dst[static_cast<std::ptrdiff_t>(row) * width + column] = rec[0];
+        // The bounds test is an upper test only: a zero row field would land
+        // before the buffer. Such a record is passed over, never stored there.
+        const std::ptrdiff_t index = static_cast<std::ptrdiff_t>(row) * width + column;
+        if (index >= 0) dst[index] = rec[0];
         ++stored;
         rec += 4;
     } while (4 * stored < n);
