@@ -2,6 +2,7 @@
 // stateless entries on shared read-only sources: every output must equal the
 // serial run's. Built under ThreadSanitizer in CI.
 #include <algorithm>
+#include <functional>
 #include <thread>
 
 #include "support.h"
@@ -125,4 +126,87 @@ TEST(Concurrency, StatelessEntriesShareReadOnlySources) {
     }
     for (auto& th : threads) th.join();
     for (const auto& out : outs) EXPECT_TRUE(out == serial);
+}
+
+namespace {
+
+// One stateless call writing into `out`; every job reads the shared sources only.
+using StatelessJob = std::function<int32_t(std::vector<uint8_t>& out)>;
+
+std::vector<StatelessJob> statelessJobs(const std::vector<uint16_t>& words,
+                                        const std::vector<uint8_t>& bytes, int32_t height,
+                                        int32_t width) {
+    const size_t n = size_t(height) * width;
+    std::vector<StatelessJob> jobs;
+    const uint32_t formats16[] = {TAV_PF_BAYER_RG12, TAV_PF_BAYER_GR12, TAV_PF_BAYER_GB12,
+                                  TAV_PF_BAYER_BG12, TAV_PF_MONO12};
+    for (uint32_t format : formats16) {
+        for (uint32_t method : {1u, 2u}) {
+            for (int64_t output : {int64_t{TAV_PF_BGR12}, int64_t{TAV_PF_RGB16}}) {
+                jobs.push_back([&words, format, method, output, height, width, n](auto& out) {
+                    out.assign(6 * n, 0);
+                    const TavDemosaicU16Config config{output, method, 12};
+                    const TavImage src{
+                        height, width, format,
+                        const_cast<uint8_t*>(reinterpret_cast<const uint8_t*>(words.data())),
+                        2 * width};
+                    const TavImage dst{0, 0, 0, out.data(), 0};
+                    return tavDemosaicingU16(&config, &src, &dst);
+                });
+            }
+        }
+    }
+    const std::pair<uint32_t, uint64_t> conversions[] = {
+        {TAV_PF_YUV422_8_UYVY, TAV_PF_BGRA8},   {TAV_PF_YUV422_8, TAV_PF_RGB8},
+        {TAV_PF_YUV420SP_NV12, TAV_PF_RGB8},    {TAV_PF_YUV420P, TAV_PF_BGR8},
+        {TAV_PF_YUV411_8_UYYVYY, TAV_PF_MONO8}, {TAV_PF_YUV8_UYV, TAV_PF_RGB8},
+        {TAV_PF_BGR8, TAV_PF_YUV420P},          {TAV_PF_RGB8, TAV_PF_YUV411_8_UYYVYY},
+        {TAV_PF_BGR8, TAV_PF_YUV422_8},         {TAV_PF_MONO4P, TAV_PF_RGBA8}};
+    for (const auto& [source, target] : conversions) {
+        jobs.push_back([&bytes, source = source, target = target, height, width, n](auto& out) {
+            out.assign(4 * n, 0);
+            const TavImage src{height, width, source, const_cast<uint8_t*>(bytes.data()), 0};
+            TavImage dst{0, 0, 0, out.data(), 0};
+            return tavImageTypeConvert(&src, &dst, target);
+        });
+    }
+    return jobs;
+}
+
+}  // namespace
+
+TEST(Concurrency, StatelessEntryPointsOnSharedSources) {
+    const int32_t height = 24, width = 44;  // even sizes suit every chroma layout
+    const size_t n = size_t(height) * width;
+    const auto words = tavtest::randomWords(n, 5, 12);
+    const auto bytes = tavtest::randomBytes(3 * n, 6);
+    const auto jobs = statelessJobs(words, bytes, height, width);
+
+    std::vector<std::vector<uint8_t>> serial(jobs.size());
+    std::vector<int32_t> serialCodes(jobs.size());
+    for (size_t i = 0; i < jobs.size(); ++i) serialCodes[i] = jobs[i](serial[i]);
+    for (size_t i = 0; i < jobs.size(); ++i) ASSERT_EQ(serialCodes[i], TAV_OK) << "job " << i;
+
+    constexpr int kThreads = 4;
+    std::vector<std::vector<std::vector<uint8_t>>> outs(
+        kThreads, std::vector<std::vector<uint8_t>>(jobs.size()));
+    std::vector<std::vector<int32_t>> codes(kThreads, std::vector<int32_t>(jobs.size(), 1));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            for (int round = 0; round < 2; ++round) {
+                for (size_t k = 0; k < jobs.size(); ++k) {
+                    const size_t i = (k + 5 * t) % jobs.size();
+                    codes[t][i] = jobs[i](outs[t][i]);
+                }
+            }
+        });
+    }
+    for (auto& th : threads) th.join();
+    for (int t = 0; t < kThreads; ++t) {
+        for (size_t i = 0; i < jobs.size(); ++i) {
+            EXPECT_EQ(codes[t][i], serialCodes[i]) << "thread " << t << " job " << i;
+            EXPECT_TRUE(outs[t][i] == serial[i]) << "thread " << t << " job " << i;
+        }
+    }
 }
