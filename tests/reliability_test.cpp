@@ -1,0 +1,310 @@
+// Contract edges: the smallest and odd frame sizes of every source class with
+// buffers of exactly their documented size (under AddressSanitizer any access
+// outside them fails the test), the size minimums of each method, and the
+// largest pixel count the overflow checks let through.
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include "support.h"
+
+using tavtest::diag;
+using tavtest::printedBy;
+
+namespace {
+
+// A heap block of exactly `n` bytes, so that one byte past it is caught.
+struct Exact {
+    explicit Exact(size_t n, uint8_t fill = 0) : size(n), bytes(new uint8_t[n]) {
+        std::memset(bytes.get(), fill, n);
+    }
+    size_t size;
+    std::unique_ptr<uint8_t[]> bytes;
+    uint8_t* data() const { return bytes.get(); }
+    std::vector<uint8_t> copy() const { return {bytes.get(), bytes.get() + size}; }
+};
+
+// ---- tavDemosaicing: every source class at its smallest and odd sizes
+
+enum class Container { kByte, kWord, kPacked };
+
+struct SourceClass {
+    const char* name;
+    uint32_t format, format8;  // the source and the 8-bit mosaic it reduces to
+    Container container;
+    int shift;        // bits below the kept byte (16-bit containers)
+    int32_t padding;  // bytes added to the compact pitch
+};
+
+void PrintTo(const SourceClass& s, std::ostream* os) {
+    *os << s.name;
+}
+
+const SourceClass kSourceClasses[] = {
+    {"RG8", TAV_PF_BAYER_RG8, TAV_PF_BAYER_RG8, Container::kByte, 0, 0},
+    {"GB8_padded", TAV_PF_BAYER_GB8, TAV_PF_BAYER_GB8, Container::kByte, 0, 3},
+    {"Mono8_padded", TAV_PF_MONO8, TAV_PF_MONO8, Container::kByte, 0, 1},
+    {"BG10", TAV_PF_BAYER_BG10, TAV_PF_BAYER_BG8, Container::kWord, 2, 0},
+    {"GR12_padded", TAV_PF_BAYER_GR12, TAV_PF_BAYER_GR8, Container::kWord, 4, 2},
+    {"Mono14", TAV_PF_MONO14, TAV_PF_MONO8, Container::kWord, 6, 0},
+    {"RG16_padded", TAV_PF_BAYER_RG16, TAV_PF_BAYER_RG8, Container::kWord, 8, 4},
+    {"RG10Packed", TAV_PF_BAYER_RG10_PACKED, TAV_PF_BAYER_RG8, Container::kPacked, 0, 0},
+    {"GB12Packed_padded", TAV_PF_BAYER_GB12_PACKED, TAV_PF_BAYER_GB8, Container::kPacked, 0, 1},
+    {"Mono12Packed", TAV_PF_MONO12_PACKED, TAV_PF_MONO8, Container::kPacked, 0, 0},
+};
+
+int32_t compactPitch(Container c, int32_t width) {
+    switch (c) {
+        case Container::kByte:
+            return width;
+        case Container::kWord:
+            return 2 * width;
+        case Container::kPacked:
+            break;
+    }
+    return width + (width >> 1);
+}
+
+// The source frame holding the 8-bit mosaic `v` in the class's container, in a
+// buffer of exactly the size the caller must provide.
+Exact encode(const SourceClass& s, const std::vector<uint8_t>& v, int32_t height, int32_t width,
+             int32_t pitch, uint32_t seed) {
+    const auto noise = tavtest::randomBytes(v.size() + 8, seed);
+    size_t bytes = size_t(height) * pitch;
+    // A compact packed frame is read as one run of sample pairs.
+    if (s.container == Container::kPacked && s.padding == 0) {
+        bytes = std::max(bytes, (v.size() + 1) / 2 * 3);
+    }
+    Exact out(bytes, 0xC7);
+    for (int32_t r = 0; r < height; ++r) {
+        for (int32_t c = 0; c < width; ++c) {
+            const size_t i = size_t(r) * width + c;
+            switch (s.container) {
+                case Container::kByte:
+                    out.data()[size_t(r) * pitch + c] = v[i];
+                    break;
+                case Container::kWord: {
+                    // Random bits below the kept byte must not show.
+                    const uint16_t low = noise[i] & ((1 << s.shift) - 1);
+                    const uint16_t w = static_cast<uint16_t>(v[i] << s.shift | low);
+                    std::memcpy(out.data() + size_t(r) * pitch + 2 * c, &w, 2);
+                    break;
+                }
+                case Container::kPacked: {
+                    // Compact frames pack the whole image as one run of pairs.
+                    const size_t at =
+                        s.padding ? size_t(r) * pitch + 3 * size_t(c / 2) : 3 * (i / 2);
+                    const bool second = s.padding ? (c & 1) : (i & 1);
+                    out.data()[at + (second ? 2 : 0)] = v[i];
+                    out.data()[at + 1] = noise[i];
+                    break;
+                }
+            }
+        }
+    }
+    return out;
+}
+
+constexpr uint64_t kOutputs[] = {TAV_PF_MONO8,       TAV_PF_RGB8,  TAV_PF_BGR8, TAV_PF_RGB8_PLANAR,
+                                 TAV_PF_BGR8_PLANAR, TAV_PF_RGBA8, TAV_PF_BGRA8};
+
+size_t outputBytes(uint64_t output) {
+    return output == TAV_PF_MONO8 ? 1 : (output == TAV_PF_RGBA8 || output == TAV_PF_BGRA8) ? 4 : 3;
+}
+
+struct Outcome {
+    int32_t code;
+    std::string printed;
+    std::vector<uint8_t> pixels;
+    TavImage record;
+};
+
+Outcome demosaic(uint64_t output, uint32_t method, TavImage src, int32_t height, int32_t width,
+                 uint8_t fill) {
+    tavtest::Context c;
+    c.setOutput(output);
+    Exact dst(size_t(height) * width * outputBytes(output), fill);
+    Outcome o{};
+    o.record = {0, 0, 0, dst.data(), 5};
+    o.printed = printedBy([&] { o.code = tavDemosaicing(c.ctx, &src, method, &o.record); });
+    o.pixels = dst.copy();
+    return o;
+}
+
+}  // namespace
+
+class DemosaicEdges : public testing::TestWithParam<SourceClass> {};
+
+// Each class at every size from 4 to 7 in both directions, every output and
+// method: the result equals that of the compact 8-bit mosaic it reduces to,
+// every destination byte is written, and a refused call writes nothing.
+TEST_P(DemosaicEdges, SmallAndOddFramesStayInsideTheirBuffers) {
+    const SourceClass& s = GetParam();
+    for (int32_t height = 4; height <= 7; ++height) {
+        for (int32_t width = 4; width <= 7; ++width) {
+            const auto v = tavtest::randomBytes(size_t(height) * width, 97 * height + width);
+            const int32_t pitch = compactPitch(s.container, width) + s.padding;
+            for (uint64_t output : kOutputs) {
+                for (uint32_t method : {0u, 1u, 2u}) {
+                    SCOPED_TRACE(testing::Message() << height << "x" << width << " output "
+                                                    << std::hex << output << " method " << method);
+                    auto reference = v;
+                    const Outcome want = demosaic(
+                        output, method, {height, width, s.format8, reference.data(), width}, height,
+                        width, 0x00);
+                    Outcome got[2];
+                    for (int pass = 0; pass < 2; ++pass) {
+                        const Exact src = encode(s, v, height, width, pitch, height + width);
+                        got[pass] =
+                            demosaic(output, method, {height, width, s.format, src.data(), pitch},
+                                     height, width, pass ? 0xFF : 0x00);
+                    }
+                    const bool small = height < 6 || width < 6;
+                    const bool refused = method == 2 && small && s.format8 != TAV_PF_MONO8;
+                    EXPECT_EQ(got[0].code, refused ? TAV_E_IMAGE_SIZE : TAV_OK);
+                    EXPECT_EQ(got[0].code, want.code);
+                    EXPECT_EQ(got[0].printed, want.printed);
+                    if (refused) {
+                        EXPECT_EQ(got[0].printed.rfind("error line = [", 0), 0u);
+                        EXPECT_EQ(got[0].record.pixelFormat, 0u);
+                        EXPECT_EQ(got[1].pixels, std::vector<uint8_t>(got[1].pixels.size(), 0xFF));
+                        continue;
+                    }
+                    EXPECT_EQ(got[0].record.height, height);
+                    EXPECT_EQ(got[0].record.width, width);
+                    EXPECT_EQ(got[0].pixels, want.pixels);
+                    // The edge-directed four-byte form leaves most alpha bytes
+                    // as the buffer held them; every other byte is written.
+                    if (method == 2 && outputBytes(output) == 4 && s.format8 != TAV_PF_MONO8) {
+                        for (auto& o : got) {
+                            for (size_t i = 3; i < o.pixels.size(); i += 4) o.pixels[i] = 0;
+                        }
+                    }
+                    EXPECT_EQ(got[0].pixels, got[1].pixels) << "some output bytes were not written";
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, DemosaicEdges, testing::ValuesIn(kSourceClasses),
+                         [](const testing::TestParamInfo<SourceClass>& i) {
+                             return std::string(i.param.name);
+                         });
+
+// ---- tavDemosaicingU16: the bilinear minimum is 4, the edge-directed one 6
+
+namespace {
+
+struct Phase16 {
+    const char* name;
+    uint32_t format;
+    int edgeSite;  // printed by the edge kernel the phase runs on
+};
+
+void PrintTo(const Phase16& p, std::ostream* os) {
+    *os << p.name;
+}
+
+const Phase16 kPhases16[] = {{"RG", TAV_PF_BAYER_RG12, 7569},
+                             {"BG", TAV_PF_BAYER_BG12, 7569},
+                             {"GR", TAV_PF_BAYER_GR12, 7514},
+                             {"GB", TAV_PF_BAYER_GB12, 7514}};
+
+}  // namespace
+
+class Demosaic16Edges : public testing::TestWithParam<Phase16> {};
+
+TEST_P(Demosaic16Edges, MinimumsPerMethodWithExactBuffers) {
+    const Phase16& p = GetParam();
+    for (int32_t height = 4; height <= 7; ++height) {
+        for (int32_t width = 4; width <= 7; ++width) {
+            const size_t n = size_t(height) * width;
+            const auto samples = tavtest::randomWords(n, uint32_t(n), 12);
+            Exact src(2 * n);
+            std::memcpy(src.data(), samples.data(), 2 * n);
+            for (uint32_t method : {1u, 2u}) {
+                for (uint32_t output : {TAV_PF_BGR12, TAV_PF_RGB16}) {
+                    SCOPED_TRACE(testing::Message() << height << "x" << width << " method "
+                                                    << method << " output " << std::hex << output);
+                    Exact dst(6 * n, 0x5A);
+                    const TavDemosaicU16Config config{output, method, 12};
+                    const TavImage in{height, width, p.format, src.data(), 4};
+                    const TavImage out{0, 0, 0, dst.data(), 0};
+                    int32_t code = 0;
+                    const std::string printed =
+                        printedBy([&] { code = tavDemosaicingU16(&config, &in, &out); });
+                    const bool refused = method == 2 && (height < 6 || width < 6);
+                    // RGB16 reports the shift's result in place of the kernel's.
+                    const bool reported = refused && output != TAV_PF_RGB16;
+                    EXPECT_EQ(code, reported ? TAV_E_IMAGE_SIZE : TAV_OK);
+                    EXPECT_EQ(printed, refused ? diag(p.edgeSite) : "");
+                    if (refused) continue;
+                    // Every word is written and within the depth: the fill
+                    // (0x5A5A) is neither below 4096 nor a multiple of 16.
+                    // The GR bilinear kernel leaves the row after its body
+                    // unwritten.
+                    const bool grBilinear = method == 1 && p.edgeSite == 7514;
+                    const int32_t unwritten = grBilinear ? height - 1 - (height & 1) : -1;
+                    for (size_t i = 0; i < 3 * n; ++i) {
+                        if (int32_t(i / (3 * width)) == unwritten) continue;
+                        uint16_t w;
+                        std::memcpy(&w, dst.data() + 2 * i, 2);
+                        ASSERT_TRUE(output == TAV_PF_RGB16 ? w % 16 == 0 : w < 4096)
+                            << "word " << i << " = " << w;
+                    }
+                }
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Phases, Demosaic16Edges, testing::ValuesIn(kPhases16),
+                         [](const testing::TestParamInfo<Phase16>& i) {
+                             return std::string(i.param.name);
+                         });
+
+// ---- the overflow checks: the largest pixel count passes, one more is refused
+
+namespace {
+
+// Dimensions whose product is the largest (or, with `over`, just past the
+// largest) signed 32-bit count, for a small and for a square frame.
+struct Limit {
+    int32_t height, width;
+    bool passes;
+};
+
+const Limit kLimits[] = {
+    {4, INT_MAX / 4, true},      {4, INT_MAX / 4 + 1, false}, {5, INT_MAX / 5, true},
+    {5, INT_MAX / 5 + 1, false}, {46340, 46341, true},        {46341, 46341, false},
+    {INT_MAX, 4, false},         {65536, 65536, true},  // wraps to 0: not caught
+};
+
+}  // namespace
+
+// A frame that passes the count check is stopped by the format check behind
+// it, so no buffer of that size is needed; actually running such a frame
+// would take several GiB and is not done here.
+TEST(OverflowCheck, LargestCountPassesAndTheNextIsRefused) {
+    uint8_t byte = 0;
+    tavtest::Context c;
+    const TavDemosaicU16Config config{TAV_PF_RGB16, 1, 12};
+    uint8_t out = 0;
+    for (const Limit& l : kLimits) {
+        SCOPED_TRACE(testing::Message() << l.height << "x" << l.width);
+        TavImage src{l.height, l.width, TAV_PF_BAYER_RG8 + 0x100, &byte, 16};  // no such format
+        TavImage dst{0, 0, 0, &out, 0};
+        std::string printed = printedBy([&] {
+            EXPECT_EQ(tavDemosaicing(c.ctx, &src, 1, &dst),
+                      l.passes ? TAV_E_PIXEL_FORMAT : TAV_E_IMAGE_SIZE);
+        });
+        EXPECT_EQ(printed, diag(l.passes ? 110 : 104));
+        printed = printedBy([&] {
+            EXPECT_EQ(tavDemosaicingU16(&config, &src, &dst),
+                      l.passes ? TAV_E_PIXEL_FORMAT : TAV_E_IMAGE_SIZE);
+        });
+        EXPECT_EQ(printed, l.passes ? "" : diag(228));
+    }
+    EXPECT_EQ(c.ctx->scratch.capacity, 0) << "nothing may be allocated for a refused frame";
+}
