@@ -120,7 +120,9 @@ def _as_array(data):
 
 def _check_out(out, shape, dtype):
     if out is None:
-        return _np.empty(shape, dtype=dtype)
+        # Four-channel outputs start zeroed: the edge-directed kernels leave
+        # some alpha bytes as the buffer held them.
+        return (_np.zeros if len(shape) == 3 and shape[-1] == 4 else _np.empty)(shape, dtype=dtype)
     if not isinstance(out, _np.ndarray):
         raise TypeError("out must be a NumPy array")
     if out.dtype != dtype or out.shape != tuple(shape):

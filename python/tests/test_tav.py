@@ -193,8 +193,14 @@ def test_convert_equals_the_library_and_reports_size_errors():
     with pytest.raises(tav.Error) as err:
         tav.convert(uyvy, "YUV422_8_UYVY", "BGR8", width=9, height=6)
     assert err.value.name == "TAV_E_FORMAT_SIZE"
-    padded = tav.bmp_adjust(RNG.integers(0, 256, (3, 5, 3), dtype=np.uint8))
-    assert padded.shape == (3, 16)
+    bgr5 = RNG.integers(0, 256, (4, 5, 3), dtype=np.uint8)
+    padded = tav.bmp_adjust(bgr5)
+    assert padded.shape == (4, 16)
+    assert np.array_equal(padded[:, :15], bgr5.reshape(4, 15))
+    assert not padded[:, 15].any()
+    with pytest.raises(tav.Error) as err:
+        tav.bmp_adjust(bgr5[:3])
+    assert err.value.name == "TAV_E_IMAGE_SIZE"
 
 
 @pytest.mark.skipif(not hasattr(tav._tav, "_lsc_estimate"), reason="no lens shading")
