@@ -181,22 +181,14 @@ void cellsC(const T* s0, const T* s1, T* d0, T* d1, const uint32_t* w, int32_t f
 // ---- frames
 
 // Streamed output needs every vector store aligned: in Bayer mode, all rows.
-size_t streamBytes(int32_t width, size_t sampleBytes, size_t frameBytes) {
-    return (static_cast<size_t>(width) * sampleBytes) % 16 == 0 ? frameBytes : 0;
-}
-
-// The decision to stream counts every byte the pass moves (source,
-// coefficients, destination): that is what evicts the destination.
-size_t frameBytes(int32_t height, int32_t width, uint32_t mode, size_t sampleBytes) {
-    const size_t pixels = static_cast<size_t>(height) * static_cast<size_t>(width);
-    const size_t words = mode == 1 ? pixels : pixels / 4;
-    return 2 * pixels * sampleBytes + 4 * words;
+size_t streamBytes(int32_t width, size_t sampleBytes, size_t outputBytes) {
+    return (static_cast<size_t>(width) * sampleBytes) % 16 == 0 ? outputBytes : 0;
 }
 
 template <typename T, typename Run, typename Cells, typename F>
 void correctFrame(const T* src, T* dst, uint32_t mode, const uint32_t* w, int32_t height,
                   int32_t width, Run run, Cells cellRows, F f) {
-    const size_t bytes = frameBytes(height, width, mode, sizeof(T));
+    const size_t bytes = static_cast<size_t>(height) * static_cast<size_t>(width) * sizeof(T);
     if (mode == 1) {
         const ptrdiff_t n = static_cast<ptrdiff_t>(height) * width;
         simd::withStorePolicy(
