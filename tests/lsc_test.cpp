@@ -405,25 +405,29 @@ INSTANTIATE_TEST_SUITE_P(
 // ---- estimation: worked values of the per-position rules
 
 TEST(LscEstimate, CoefficientWordWorkedValues) {
-    using tav::lsc::coefficientWord;
+    auto word = [](float dark, float grey, uint32_t bits, double target) {
+        return tav::lsc::coefficientWord(dark, grey, tav::lsc::offsetScale(bits), target);
+    };
     using tav::lsc::packWord;
-    EXPECT_EQ(coefficientWord(0.0f, 100.0f, 12, 100.0), packWord(131072, 0));
-    EXPECT_EQ(coefficientWord(0.0f, 50.0f, 12, 100.0), packWord(262144, 0));
-    EXPECT_EQ(coefficientWord(0.0f, 12.5f, 12, 100.0), packWord(0xFFFFF, 0));  // k = 8.0
-    EXPECT_EQ(coefficientWord(0.0f, 10.0f, 12, 100.0), packWord(0xFFFFF, 0));  // k > 8
-    EXPECT_EQ(coefficientWord(0.0f, 100.0f, 12, -5.0), packWord(0, 0));        // k < 0
-    EXPECT_EQ(coefficientWord(5.0f, 5.0f, 12, 100.0), packWord(0, 5));         // grey = dark
-    EXPECT_EQ(coefficientWord(6.0f, 5.0f, 12, 100.0), packWord(0, 6));         // grey < dark
-    EXPECT_EQ(coefficientWord(0.0f, 3.0f, 12, 1.0), packWord(43691, 0));       // 43690.67 rounds up
+    EXPECT_EQ(word(0.0f, 100.0f, 12, 100.0), packWord(131072, 0));
+    EXPECT_EQ(word(0.0f, 50.0f, 12, 100.0), packWord(262144, 0));
+    EXPECT_EQ(word(0.0f, 12.5f, 12, 100.0), packWord(0xFFFFF, 0));  // k = 8.0
+    EXPECT_EQ(word(0.0f, 10.0f, 12, 100.0), packWord(0xFFFFF, 0));  // k > 8
+    EXPECT_EQ(word(0.0f, 100.0f, 12, -5.0), packWord(0, 0));        // k < 0
+    EXPECT_EQ(word(5.0f, 5.0f, 12, 100.0), packWord(0, 5));         // grey = dark
+    EXPECT_EQ(word(6.0f, 5.0f, 12, 100.0), packWord(0, 6));         // grey < dark
+    EXPECT_EQ(word(0.0f, 3.0f, 12, 1.0), packWord(43691, 0));       // 43690.67 rounds up
     // Offsets on the 12-bit scale.
-    EXPECT_EQ(coefficientWord(10.0f, 110.0f, 8, 100.0), packWord(131072, 160));
-    EXPECT_EQ(coefficientWord(10.0f, 110.0f, 10, 100.0), packWord(131072, 40));
-    EXPECT_EQ(coefficientWord(1.125f, 101.125f, 10, 100.0), packWord(131072, 5));  // 4.5 up
-    EXPECT_EQ(coefficientWord(0.25f, 100.25f, 12, 100.0), packWord(131072, 0));
-    EXPECT_EQ(coefficientWord(0.5f, 100.5f, 12, 100.0), packWord(131072, 1));
-    EXPECT_EQ(coefficientWord(300.0f, 400.0f, 8, 100.0), packWord(131072, 4095));
-    EXPECT_EQ(coefficientWord(-1.0f, 99.0f, 12, 100.0), packWord(131072, 0));
-    EXPECT_EQ(coefficientWord(100.0f, 200.0f, 14, 100.0), packWord(131072, 25));
+    EXPECT_EQ(word(10.0f, 110.0f, 8, 100.0), packWord(131072, 160));
+    EXPECT_EQ(word(10.0f, 110.0f, 10, 100.0), packWord(131072, 40));
+    EXPECT_EQ(word(1.125f, 101.125f, 10, 100.0), packWord(131072, 5));  // 4.5 up
+    EXPECT_EQ(word(0.25f, 100.25f, 12, 100.0), packWord(131072, 0));
+    EXPECT_EQ(word(0.5f, 100.5f, 12, 100.0), packWord(131072, 1));
+    EXPECT_EQ(word(300.0f, 400.0f, 8, 100.0), packWord(131072, 4095));
+    EXPECT_EQ(word(-1.0f, 99.0f, 12, 100.0), packWord(131072, 0));
+    EXPECT_EQ(word(100.0f, 200.0f, 14, 100.0), packWord(131072, 25));
+    EXPECT_EQ(word(1.0f, 101.0f, 0, 100.0), packWord(131072, 4095));
+    EXPECT_EQ(word(100.0f, 200.0f, 5000, 100.0), packWord(131072, 0));  // unchecked depth
 }
 
 // The difference grey - dark is taken in single precision: 2^24 - 0.5 rounds to

@@ -95,8 +95,9 @@ double getTargetLSCMono(const float* dark, const float* grey, size_t n) {
 
 int32_t getLSCKBMono(const float* dark, const float* grey, size_t n, uint32_t bits, double target,
                      uint32_t* coefficients) {
+    const double scale = lsc::offsetScale(bits);
     for (size_t i = 0; i < n; ++i) {
-        coefficients[i] = lsc::coefficientWord(dark[i], grey[i], bits, target);
+        coefficients[i] = lsc::coefficientWord(dark[i], grey[i], scale, target);
     }
     return TAV_OK;
 }

@@ -50,9 +50,15 @@ inline uint16_t correct16(uint16_t s, uint32_t word, uint32_t bits) {
 // The truncations below would be undefined for NaN; a NaN gain or offset
 // counts as 0.
 
+// 2^(12 - bits), the factor from the capture's scale to the offset's 12-bit
+// scale. Exact for any bits: the exponent is held within the doubles.
+inline double offsetScale(uint32_t bits) {
+    return std::ldexp(1.0, static_cast<int>(std::clamp<int64_t>(12 - int64_t{bits}, -1074, 1023)));
+}
+
 // Gain and offset of one position: the difference in single precision, the
-// division in double.
-inline uint32_t coefficientWord(float dark, float grey, uint32_t bits, double target) {
+// division in double. `scale` is offsetScale(bits).
+inline uint32_t coefficientWord(float dark, float grey, double scale, double target) {
     uint32_t gain = 0;  // no signal above dark: corrects to black
     if (grey > dark) {
         const double k = target / static_cast<double>(grey - dark);
@@ -64,8 +70,7 @@ inline uint32_t coefficientWord(float dark, float grey, uint32_t bits, double ta
             gain = std::min(kGainMax, static_cast<uint32_t>(k * 131072.0 + 0.5));
         }
     }
-    const int64_t exponent = std::clamp<int64_t>(12 - int64_t{bits}, -2048, 2048);
-    const double b = std::ldexp(static_cast<double>(dark), static_cast<int>(exponent));
+    const double b = static_cast<double>(dark) * scale;
     uint32_t offset;
     if (!(b >= 0.0)) {
         offset = 0;
