@@ -27,37 +27,47 @@ inline __m128i scaled(__m128i d, __m128i lo, __m128i dhi) {
     return _mm_avg_epu16(_mm_mulhi_epu16(d, lo), dhi);
 }
 
-// Eight consecutive words to lanes in word order.
-inline Gains gainsOf(__m128i w0, __m128i w1) {
-    const __m128i low16 = _mm_set1_epi32(0xFFFF);
-    const __m128i k0 = _mm_srli_epi32(w0, 12), k1 = _mm_srli_epi32(w1, 12);
-    return {_mm_packus_epi32(_mm_and_si128(k0, low16), _mm_and_si128(k1, low16)),
-            _mm_packs_epi32(_mm_srli_epi32(w0, 28), _mm_srli_epi32(w1, 28))};
-}
+// Gains and offsets (12-bit scale) of eight sample lanes.
+struct Coefs {
+    Gains gain;
+    __m128i off12;
+};
 
-inline __m128i offsetsOf(__m128i w0, __m128i w1) {
-    const __m128i mask = _mm_set1_epi32(0xFFF);
-    return _mm_packs_epi32(_mm_and_si128(w0, mask), _mm_and_si128(w1, mask));
+// Eight consecutive words, split into their low and high 16-bit halves: K's
+// low 16 bits straddle the two.
+inline Coefs inOrder(__m128i w0, __m128i w1) {
+    const __m128i split = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    const __m128i a = _mm_shuffle_epi8(w0, split), b = _mm_shuffle_epi8(w1, split);
+    const __m128i low = _mm_unpacklo_epi64(a, b), high = _mm_unpackhi_epi64(a, b);
+    return {
+        {_mm_or_si128(_mm_srli_epi16(low, 12), _mm_slli_epi16(high, 4)), _mm_srli_epi16(high, 12)},
+        _mm_and_si128(low, _mm_set1_epi16(0xFFF))};
 }
 
 // Four words (four Bayer cells) to eight lanes: each word serves both columns
-// of its cell. Inputs hold values below 65536 in each 32-bit lane.
+// of its cell. Keeps the low 16 bits of each 32-bit lane.
 inline __m128i pairLanes(__m128i v) {
     return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13));
 }
 
-inline Gains gainsPaired(__m128i w) {
-    return {pairLanes(_mm_and_si128(_mm_srli_epi32(w, 12), _mm_set1_epi32(0xFFFF))),
-            pairLanes(_mm_srli_epi32(w, 28))};
+inline Coefs paired(__m128i w) {
+    return {{pairLanes(_mm_srli_epi32(w, 12)), pairLanes(_mm_srli_epi32(w, 28))},
+            pairLanes(_mm_and_si128(w, _mm_set1_epi32(0xFFF)))};
 }
 
-inline __m128i offsetsPaired(__m128i w) {
-    return pairLanes(_mm_and_si128(w, _mm_set1_epi32(0xFFF)));
+// Offsets of eight consecutive words, 12-bit scale.
+inline __m128i offsetsInOrder(__m128i w0, __m128i w1) {
+    const __m128i mask = _mm_set1_epi32(0xFFF);
+    return _mm_packs_epi32(_mm_and_si128(w0, mask), _mm_and_si128(w1, mask));
 }
 
 // Eight 16-bit lanes of values below 256 to sixteen bytes, each twice.
 inline __m128i pairBytes(__m128i v) {
     return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14));
+}
+
+inline __m128i offsets8(__m128i off12) {
+    return _mm_srli_epi16(off12, 4);
 }
 
 // 16 samples of 8 bits; a and b are the gains of the low and high 8 lanes.
@@ -71,30 +81,30 @@ inline __m128i correct8x16(__m128i s, __m128i off, Gains a, Gains b) {
                             scaled(dh, b.lo, _mm_mullo_epi16(dh, b.hi)));
 }
 
-// Coefficients of eight 16-bit lanes.
+// Coefficients of eight 16-bit lanes, the offset on the samples' scale. Where
+// K is 0 the result is 0 whatever the offset, so the offset is cleared there:
+// then "below the offset" implies a non-zero gain.
 struct Lanes16 {
     Gains gain;
-    __m128i off;   // offset on the sample's scale
-    __m128i live;  // K != 0
+    __m128i off;
 };
 
-inline Lanes16 lanes16(Gains g, __m128i off12, __m128i shift) {
-    const __m128i dead = _mm_cmpeq_epi16(_mm_or_si128(g.lo, g.hi), _mm_setzero_si128());
-    return {g, _mm_srl_epi16(off12, shift), _mm_xor_si128(dead, _mm_set1_epi32(-1))};
+inline Lanes16 lanes16(Coefs c, __m128i shift) {
+    const __m128i dead = _mm_cmpeq_epi16(_mm_or_si128(c.gain.lo, c.gain.hi), _mm_setzero_si128());
+    return {c.gain, _mm_andnot_si128(dead, _mm_srl_epi16(c.off12, shift))};
 }
 
 // Eight samples of 10 or 12 bits (any 16-bit content).
 inline __m128i correct16x8(__m128i s, const Lanes16& c, __m128i maxv) {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i notBelow = _mm_cmpeq_epi16(_mm_subs_epu16(c.off, s), zero);
+    const __m128i below = _mm_subs_epu16(c.off, s);  // non-zero where s < off
     const __m128i d = _mm_sub_epi16(s, c.off);
-    // d x hi < 2^20: saturate where its high half is set; the true result is
-    // then at least 32768, far above any maximum, and so is pavgw's.
-    __m128i dhi = _mm_or_si128(_mm_mullo_epi16(d, c.gain.hi),
-                               _mm_cmpgt_epi16(_mm_mulhi_epu16(d, c.gain.hi), zero));
-    // Below the offset the 32-bit difference wraps to at least 2^32 - 4095, so
-    // any non-zero gain saturates as well.
-    dhi = _mm_or_si128(dhi, _mm_andnot_si128(notBelow, c.live));
+    // d x hi is saturated where its high half is set (the true result is then
+    // at least 32768, far above any maximum, and so is pavgw's) and below the
+    // offset, where the 32-bit difference wraps to at least 2^32 - 4095 and
+    // the gain is non-zero. Both terms stay below 2^15: one signed compare.
+    const __m128i over =
+        _mm_cmpgt_epi16(_mm_or_si128(_mm_mulhi_epu16(d, c.gain.hi), below), _mm_setzero_si128());
+    const __m128i dhi = _mm_or_si128(_mm_mullo_epi16(d, c.gain.hi), over);
     return _mm_min_epu16(scaled(d, c.gain.lo, dhi), maxv);
 }
 
@@ -104,11 +114,10 @@ template <bool kStream>
 ptrdiff_t run8(const uint8_t* s, uint8_t* d, const uint32_t* w, ptrdiff_t count) {
     ptrdiff_t i = 0;
     for (; i + 16 <= count; i += 16) {
-        const __m128i w0 = load(w + i), w1 = load(w + i + 4);
-        const __m128i w2 = load(w + i + 8), w3 = load(w + i + 12);
-        const __m128i off = _mm_packus_epi16(_mm_srli_epi16(offsetsOf(w0, w1), 4),
-                                             _mm_srli_epi16(offsetsOf(w2, w3), 4));
-        store<kStream>(d + i, correct8x16(load(s + i), off, gainsOf(w0, w1), gainsOf(w2, w3)));
+        const Coefs a = inOrder(load(w + i), load(w + i + 4));
+        const Coefs b = inOrder(load(w + i + 8), load(w + i + 12));
+        const __m128i off = _mm_packus_epi16(offsets8(a.off12), offsets8(b.off12));
+        store<kStream>(d + i, correct8x16(load(s + i), off, a.gain, b.gain));
     }
     return i;
 }
@@ -119,8 +128,7 @@ ptrdiff_t run16(const uint16_t* s, uint16_t* d, const uint32_t* w, ptrdiff_t cou
     const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
     ptrdiff_t i = 0;
     for (; i + 8 <= count; i += 8) {
-        const __m128i w0 = load(w + i), w1 = load(w + i + 4);
-        const Lanes16 c = lanes16(gainsOf(w0, w1), offsetsOf(w0, w1), shift);
+        const Lanes16 c = lanes16(inOrder(load(w + i), load(w + i + 4)), shift);
         store<kStream>(d + i, correct16x8(load(s + i), c, maxv));
     }
     return i;
@@ -133,8 +141,8 @@ int32_t cells8(const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1, c
     int32_t c = 0;
     for (; c + 8 <= cells; c += 8) {
         const __m128i w0 = load(w + c), w1 = load(w + c + 4);
-        const Gains a = gainsPaired(w0), b = gainsPaired(w1);
-        const __m128i off = pairBytes(_mm_srli_epi16(offsetsOf(w0, w1), 4));
+        const Gains a = paired(w0).gain, b = paired(w1).gain;
+        const __m128i off = pairBytes(offsets8(offsetsInOrder(w0, w1)));
         const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
         store<kStream>(d0 + 2 * c, correct8x16(top, off, a, b));
         store<kStream>(d1 + 2 * c, correct8x16(bottom, off, a, b));
@@ -150,8 +158,7 @@ int32_t cells16(const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* 
     const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
     int32_t c = 0;
     for (; c + 4 <= cells; c += 4) {
-        const __m128i w0 = load(w + c);
-        const Lanes16 k = lanes16(gainsPaired(w0), offsetsPaired(w0), shift);
+        const Lanes16 k = lanes16(paired(load(w + c)), shift);
         const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
         store<kStream>(d0 + 2 * c, correct16x8(top, k, maxv));
         store<kStream>(d1 + 2 * c, correct16x8(bottom, k, maxv));
