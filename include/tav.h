@@ -512,6 +512,61 @@ TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t hei
 
 /* ---------------------------------------------------------------- lens shading */
 
+/* Input of tavGetLSCParameter: a flat-field (grey) and a dark capture, both
+ * height x width floats. mode 0: one coefficient per 2x2 Bayer cell; 1: one per
+ * pixel. bits: depth of the frames the table will correct (8, 10 or 12). */
+typedef struct TavLscInput {
+    uint32_t mode;
+    uint32_t bits;
+    int32_t width;
+    int32_t height;
+    const float* grey;
+    const float* dark;
+} TavLscInput;
+
+/* Input of tavGetBasicLSCParameter: one dark level for the whole image, gains
+ * per block of blockHeight (16) x blockWidth (16 or 32) pixels. */
+typedef struct TavBasicLscInput {
+    uint32_t mode;
+    int32_t bits;
+    int32_t regionCount;
+    int32_t width;
+    int32_t height;
+    int32_t blockWidth;
+    int32_t blockHeight;
+    const float* grey;
+    float darkLevel;
+} TavBasicLscInput;
+
+/* Coefficient table; the caller allocates it with room for height x width words
+ * (mode 1) or (height/2) x (width/2) words (mode 0), row by row. Each word holds
+ * the dark offset on a 12-bit scale in bits 0..11 and the gain in bits 12..31
+ * (17 fractional bits: 131072 is 1.0). */
+typedef struct TavLscParameter {
+    uint32_t mode;
+    uint32_t height;
+    uint32_t width;
+    uint32_t coefficients[];
+} TavLscParameter;
+
+TAV_API int32_t tavGetLSCParameter(const TavLscInput* input, TavLscParameter* parameter);
+/* Writes 3 bytes per block: (height >> 4) x (width / blockWidth) blocks. */
+TAV_API int32_t tavGetBasicLSCParameter(const TavBasicLscInput* input, uint8_t* table);
+
+/* Corrects an 8-, 10- or 12-bit Mono or Bayer frame; src and dst may share data.
+ * Other formats are left alone (TAV_OK). In mode 0 an odd last row or column is
+ * not written. */
+TAV_API int32_t tavLSCorrection(const TavImage* src, const TavImage* dst,
+                                const TavLscParameter* parameter);
+/* 8, 10 or 12 for the Mono and Bayer formats of that depth, else TAV_E_PIXEL_FORMAT. */
+TAV_API int32_t getBits(uint32_t pixelFormat);
+TAV_API int32_t LSCcorrect8_2x2(const uint8_t* src, uint8_t* dst, uint32_t mode,
+                                const uint32_t* coefficients, int32_t height, int32_t width);
+/* Samples in the low bits of 16-bit words; bits 1..12. */
+TAV_API int32_t LSCcorrect16_2x2(const uint16_t* src, uint16_t* dst, uint32_t mode,
+                                 const uint32_t* coefficients, int32_t height, int32_t width,
+                                 int32_t bits);
+
 /* ---------------------------------------------------------------- conversion */
 
 /* Converts a whole compact image from src->pixelFormat into `targetFormat`

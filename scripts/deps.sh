@@ -2,7 +2,8 @@
 # Installs the Debian packages that building and testing tav needs, if missing.
 # Usage: scripts/deps.sh [extra packages...]
 set -euo pipefail
-want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev "$@")
+want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
+      python3-dev pybind11-dev python3-numpy python3-pytest "$@")
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

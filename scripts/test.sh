@@ -42,4 +42,7 @@ cc -std=c99 -Wall -Wextra -pedantic -Werror tests/consumer/consumer.c \
   $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags tav) \
   "$prefix/lib/libtav.a" -lstdc++ -o build/consumer/consumer_static
 build/consumer/consumer_static
+
+echo "== Debian packages: build, unpack, build the consumer against them"
+scripts/package_test.sh
 echo "all tests passed"

@@ -1,0 +1,305 @@
+// Lens-shading application. It runs on every frame, so the bulk is vectorised;
+// the vector steps give exactly the results of correct8/correct16 (lsc.h),
+// which the scalar tails call.
+#include "lsc.h"
+#include "report.h"
+#include "simd.h"
+#include "tav.h"
+
+namespace tav::lsc {
+namespace {
+
+using simd::load;
+using simd::store;
+
+// ---- vector pieces
+
+// Gain K split into 16-bit halves (K = hi x 65536 + lo), one per sample lane.
+struct Gains {
+    __m128i lo, hi;
+};
+
+// (d x K + 65536) >> 17 for unsigned 16-bit d, given dhi = d x hi (saturated
+// to 0xFFFF where it does not fit). The low 16 bits of d x lo lie below the
+// rounding bit and cannot carry past bit 16, so the result is the rounded half
+// of (d x lo >> 16) + d x hi: one pavgw, no 64-bit products.
+inline __m128i scaled(__m128i d, __m128i lo, __m128i dhi) {
+    return _mm_avg_epu16(_mm_mulhi_epu16(d, lo), dhi);
+}
+
+// Gains and offsets (12-bit scale) of eight sample lanes.
+struct Coefs {
+    Gains gain;
+    __m128i off12;
+};
+
+// Eight consecutive words, split into their low and high 16-bit halves: K's
+// low 16 bits straddle the two.
+inline Coefs inOrder(__m128i w0, __m128i w1) {
+    const __m128i split = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15);
+    const __m128i a = _mm_shuffle_epi8(w0, split), b = _mm_shuffle_epi8(w1, split);
+    const __m128i low = _mm_unpacklo_epi64(a, b), high = _mm_unpackhi_epi64(a, b);
+    return {
+        {_mm_or_si128(_mm_srli_epi16(low, 12), _mm_slli_epi16(high, 4)), _mm_srli_epi16(high, 12)},
+        _mm_and_si128(low, _mm_set1_epi16(0xFFF))};
+}
+
+// Four words (four Bayer cells) to eight lanes: each word serves both columns
+// of its cell. Keeps the low 16 bits of each 32-bit lane.
+inline __m128i pairLanes(__m128i v) {
+    return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13));
+}
+
+inline Coefs paired(__m128i w) {
+    return {{pairLanes(_mm_srli_epi32(w, 12)), pairLanes(_mm_srli_epi32(w, 28))},
+            pairLanes(_mm_and_si128(w, _mm_set1_epi32(0xFFF)))};
+}
+
+// Offsets of eight consecutive words, 12-bit scale.
+inline __m128i offsetsInOrder(__m128i w0, __m128i w1) {
+    const __m128i mask = _mm_set1_epi32(0xFFF);
+    return _mm_packs_epi32(_mm_and_si128(w0, mask), _mm_and_si128(w1, mask));
+}
+
+// Eight 16-bit lanes of values below 256 to sixteen bytes, each twice.
+inline __m128i pairBytes(__m128i v) {
+    return _mm_shuffle_epi8(v, _mm_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14));
+}
+
+inline __m128i offsets8(__m128i off12) {
+    return _mm_srli_epi16(off12, 4);
+}
+
+// 16 samples of 8 bits; a and b are the gains of the low and high 8 lanes.
+inline __m128i correct8x16(__m128i s, __m128i off, Gains a, Gains b) {
+    const __m128i zero = _mm_setzero_si128();
+    // Below the offset the signed rule gives 0; a zero difference scales to 0.
+    const __m128i d = _mm_subs_epu8(s, off);
+    const __m128i dl = _mm_unpacklo_epi8(d, zero), dh = _mm_unpackhi_epi8(d, zero);
+    // d x hi <= 255 x 15: no saturation needed.
+    return _mm_packus_epi16(scaled(dl, a.lo, _mm_mullo_epi16(dl, a.hi)),
+                            scaled(dh, b.lo, _mm_mullo_epi16(dh, b.hi)));
+}
+
+// Coefficients of eight 16-bit lanes, the offset on the samples' scale. Where
+// K is 0 the result is 0 whatever the offset, so the offset is cleared there:
+// then "below the offset" implies a non-zero gain.
+struct Lanes16 {
+    Gains gain;
+    __m128i off;
+};
+
+inline Lanes16 lanes16(Coefs c, __m128i shift) {
+    const __m128i dead = _mm_cmpeq_epi16(_mm_or_si128(c.gain.lo, c.gain.hi), _mm_setzero_si128());
+    return {c.gain, _mm_andnot_si128(dead, _mm_srl_epi16(c.off12, shift))};
+}
+
+// Eight samples of 10 or 12 bits (any 16-bit content).
+inline __m128i correct16x8(__m128i s, const Lanes16& c, __m128i maxv) {
+    const __m128i below = _mm_subs_epu16(c.off, s);  // non-zero where s < off
+    const __m128i d = _mm_sub_epi16(s, c.off);
+    // d x hi is saturated where its high half is set (the true result is then
+    // at least 32768, far above any maximum, and so is pavgw's) and below the
+    // offset, where the 32-bit difference wraps to at least 2^32 - 4095 and
+    // the gain is non-zero. Both terms stay below 2^15: one signed compare.
+    const __m128i over =
+        _mm_cmpgt_epi16(_mm_or_si128(_mm_mulhi_epu16(d, c.gain.hi), below), _mm_setzero_si128());
+    const __m128i dhi = _mm_or_si128(_mm_mullo_epi16(d, c.gain.hi), over);
+    return _mm_min_epu16(scaled(d, c.gain.lo, dhi), maxv);
+}
+
+// ---- row functions: vector bulk, return how many samples (or cells) they did
+
+template <bool kStream>
+ptrdiff_t run8(const uint8_t* s, uint8_t* d, const uint32_t* w, ptrdiff_t count) {
+    ptrdiff_t i = 0;
+    for (; i + 16 <= count; i += 16) {
+        const Coefs a = inOrder(load(w + i), load(w + i + 4));
+        const Coefs b = inOrder(load(w + i + 8), load(w + i + 12));
+        const __m128i off = _mm_packus_epi16(offsets8(a.off12), offsets8(b.off12));
+        store<kStream>(d + i, correct8x16(load(s + i), off, a.gain, b.gain));
+    }
+    return i;
+}
+
+template <bool kStream>
+ptrdiff_t run16(const uint16_t* s, uint16_t* d, const uint32_t* w, ptrdiff_t count, uint32_t bits) {
+    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(12 - bits));
+    const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
+    ptrdiff_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const Lanes16 c = lanes16(inOrder(load(w + i), load(w + i + 4)), shift);
+        store<kStream>(d + i, correct16x8(load(s + i), c, maxv));
+    }
+    return i;
+}
+
+// Two rows of Bayer cells, 8 cells (16 samples a row) per step.
+template <bool kStream>
+int32_t cells8(const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1, const uint32_t* w,
+               int32_t cells) {
+    int32_t c = 0;
+    for (; c + 8 <= cells; c += 8) {
+        const __m128i w0 = load(w + c), w1 = load(w + c + 4);
+        const Gains a = paired(w0).gain, b = paired(w1).gain;
+        const __m128i off = pairBytes(offsets8(offsetsInOrder(w0, w1)));
+        const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
+        store<kStream>(d0 + 2 * c, correct8x16(top, off, a, b));
+        store<kStream>(d1 + 2 * c, correct8x16(bottom, off, a, b));
+    }
+    return c;
+}
+
+// 4 cells (8 samples a row) per step.
+template <bool kStream>
+int32_t cells16(const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* d1,
+                const uint32_t* w, int32_t cells, uint32_t bits) {
+    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(12 - bits));
+    const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
+    int32_t c = 0;
+    for (; c + 4 <= cells; c += 4) {
+        const Lanes16 k = lanes16(paired(load(w + c)), shift);
+        const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
+        store<kStream>(d0 + 2 * c, correct16x8(top, k, maxv));
+        store<kStream>(d1 + 2 * c, correct16x8(bottom, k, maxv));
+    }
+    return c;
+}
+
+// ---- scalar continuations
+
+template <typename T, typename F>
+void runC(const T* s, T* d, const uint32_t* w, ptrdiff_t from, ptrdiff_t count, F f) {
+    for (ptrdiff_t i = from; i < count; ++i) d[i] = f(s[i], w[i]);
+}
+
+template <typename T, typename F>
+void cellsC(const T* s0, const T* s1, T* d0, T* d1, const uint32_t* w, int32_t from, int32_t cells,
+            F f) {
+    for (int32_t c = from; c < cells; ++c) {
+        const int32_t x = 2 * c;
+        d0[x] = f(s0[x], w[c]);
+        d0[x + 1] = f(s0[x + 1], w[c]);
+        d1[x] = f(s1[x], w[c]);
+        d1[x + 1] = f(s1[x + 1], w[c]);
+    }
+}
+
+// ---- frames
+
+// Streamed output needs every vector store aligned: in Bayer mode, all rows.
+size_t streamBytes(int32_t width, size_t sampleBytes, size_t outputBytes) {
+    return (static_cast<size_t>(width) * sampleBytes) % 16 == 0 ? outputBytes : 0;
+}
+
+template <typename T, typename Run, typename Cells, typename F>
+void correctFrame(const T* src, T* dst, uint32_t mode, const uint32_t* w, int32_t height,
+                  int32_t width, Run run, Cells cellRows, F f) {
+    const size_t bytes = static_cast<size_t>(height) * static_cast<size_t>(width) * sizeof(T);
+    if (mode == 1) {
+        const ptrdiff_t n = static_cast<ptrdiff_t>(height) * width;
+        simd::withStorePolicy(
+            dst, bytes, [&](auto stream) { runC(src, dst, w, run(stream, src, dst, w, n), n, f); });
+        return;
+    }
+    const int32_t cells = width / 2;
+    simd::withStorePolicy(dst, streamBytes(width, sizeof(T), bytes), [&](auto stream) {
+        for (int32_t j = 0; j < height / 2; ++j) {
+            const ptrdiff_t top = static_cast<ptrdiff_t>(2 * j) * width;
+            const T* s0 = src + top;
+            const T* s1 = s0 + width;
+            T* d0 = dst + top;
+            T* d1 = d0 + width;
+            const uint32_t* row = w + static_cast<ptrdiff_t>(j) * cells;
+            cellsC(s0, s1, d0, d1, row, cellRows(stream, s0, s1, d0, d1, row, cells), cells, f);
+        }
+    });
+}
+
+}  // namespace
+}  // namespace tav::lsc
+
+extern "C" {
+
+int32_t getBits(uint32_t pixelFormat) {
+    if (pixelFormat == TAV_PF_MONO8 ||
+        (pixelFormat >= TAV_PF_BAYER_GR8 && pixelFormat <= TAV_PF_BAYER_BG8)) {
+        return 8;
+    }
+    if (pixelFormat == TAV_PF_MONO10 ||
+        (pixelFormat >= TAV_PF_BAYER_GR10 && pixelFormat <= TAV_PF_BAYER_BG10)) {
+        return 10;
+    }
+    if (pixelFormat == TAV_PF_MONO12 ||
+        (pixelFormat >= TAV_PF_BAYER_GR12 && pixelFormat <= TAV_PF_BAYER_BG12)) {
+        return 12;
+    }
+    return TAV_E_PIXEL_FORMAT;
+}
+
+int32_t LSCcorrect8_2x2(const uint8_t* src, uint8_t* dst, uint32_t mode,
+                        const uint32_t* coefficients, int32_t height, int32_t width) {
+    namespace lsc = tav::lsc;
+    if (mode > 1) return TAV_E_PARAMETER;
+    if (height <= 0 || width <= 0) return TAV_OK;
+    lsc::correctFrame(
+        src, dst, mode, coefficients, height, width,
+        [](auto stream, const uint8_t* s, uint8_t* d, const uint32_t* w, ptrdiff_t n) {
+            return lsc::run8<decltype(stream)::value>(s, d, w, n);
+        },
+        [](auto stream, const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1,
+           const uint32_t* w, int32_t cells) {
+            return lsc::cells8<decltype(stream)::value>(s0, s1, d0, d1, w, cells);
+        },
+        [](uint8_t s, uint32_t w) { return lsc::correct8(s, w); });
+    return TAV_OK;
+}
+
+int32_t LSCcorrect16_2x2(const uint16_t* src, uint16_t* dst, uint32_t mode,
+                         const uint32_t* coefficients, int32_t height, int32_t width,
+                         int32_t bits) {
+    namespace lsc = tav::lsc;
+    if (mode > 1 || bits < 1 || bits > 12) return TAV_E_PARAMETER;
+    if (height <= 0 || width <= 0) return TAV_OK;
+    const uint32_t depth = static_cast<uint32_t>(bits);
+    lsc::correctFrame(
+        src, dst, mode, coefficients, height, width,
+        [depth](auto stream, const uint16_t* s, uint16_t* d, const uint32_t* w, ptrdiff_t n) {
+            return lsc::run16<decltype(stream)::value>(s, d, w, n, depth);
+        },
+        [depth](auto stream, const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* d1,
+                const uint32_t* w, int32_t cells) {
+            return lsc::cells16<decltype(stream)::value>(s0, s1, d0, d1, w, cells, depth);
+        },
+        [depth](uint16_t s, uint32_t w) { return lsc::correct16(s, w, depth); });
+    return TAV_OK;
+}
+
+int32_t tavLSCorrection(const TavImage* src, const TavImage* dst,
+                        const TavLscParameter* parameter) {
+    using tav::fail;
+    if (src == nullptr || dst == nullptr || parameter == nullptr) {
+        return fail(692, TAV_E_NULL_POINTER);
+    }
+    if (src->data == nullptr || dst->data == nullptr) return fail(693, TAV_E_NULL_POINTER);
+    if (parameter->mode > 1) return fail(694, TAV_E_NULL_POINTER);
+    const int32_t height = src->height, width = src->width;
+    if (parameter->height != static_cast<uint32_t>(height) ||
+        parameter->width != static_cast<uint32_t>(width)) {
+        return fail(695, TAV_E_IMAGE_SIZE);
+    }
+    if (dst->height != height || dst->width != width) return fail(696, TAV_E_IMAGE_SIZE);
+
+    const int32_t bits = getBits(src->pixelFormat);
+    if (bits == 8) {
+        LSCcorrect8_2x2(src->data, dst->data, parameter->mode, parameter->coefficients, height,
+                        width);
+    } else if (bits == 10 || bits == 12) {
+        LSCcorrect16_2x2(reinterpret_cast<const uint16_t*>(src->data),
+                         reinterpret_cast<uint16_t*>(dst->data), parameter->mode,
+                         parameter->coefficients, height, width, bits);
+    }
+    return TAV_OK;
+}
+
+}  // extern "C"
