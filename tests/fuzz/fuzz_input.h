@@ -38,6 +38,33 @@ class Input {
         for (size_t i = 0; i < n; ++i) p[i] = rest ? data_[pos_ + i % rest] : uint8_t(i * 151);
     }
 
+    // Fills `n` floats from the rest of the input, repeated (starting `skew`
+    // bytes in): mostly small whole values, sometimes a value a camera never
+    // gives (NaN, infinities, negatives, huge or subnormal values).
+    void fillFloats(float* p, size_t n, size_t skew) {
+        static constexpr float kOdd[] = {__builtin_nanf(""),
+                                         __builtin_inff(),
+                                         -__builtin_inff(),
+                                         -1.0f,
+                                         -1e30f,
+                                         1e30f,
+                                         1e-42f,
+                                         0.5f,
+                                         4095.5f,
+                                         65535.0f,
+                                         3e9f,
+                                         -3e9f,
+                                         1e-30f,
+                                         2.0f,
+                                         0.0f,
+                                         -0.0f};
+        const size_t rest = size_ - pos_;
+        for (size_t i = 0; i < n; ++i) {
+            const uint8_t b = rest ? data_[pos_ + (i + skew) % rest] : uint8_t((i + skew) * 151);
+            p[i] = b < 240 ? float(b) : kOdd[b - 240];
+        }
+    }
+
   private:
     const uint8_t* data_;
     size_t size_;

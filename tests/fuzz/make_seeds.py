@@ -73,3 +73,44 @@ write("convert", [
 # bmp: height, width, null selector.
 write("bmp", [(dim(4), dim(4), 0), (dim(5), dim(5), 0), (dim(7), dim(6), 0),
               (dim(9), dim(7), 0), (dim(4), dim(33), 0)], payload=64)
+
+# lsc_apply: format, mode, height, width, shape (bit 3: shared buffer; bits
+# 0..2 set would draw other sizes for the record and the destination).
+# Formats: 0 Mono8, 2 RG8, 5 Mono10, 7 BG10, 9 RG12, 13 RGB8. Modes: 0 Bayer, 1 mono.
+write("lsc_apply", [
+    (0, 1, dim(5), dim(7), 0),
+    (2, 0, dim(9), dim(33), 0),
+    (9, 0, dim(16), dim(20), 8),
+    (5, 1, dim(6), dim(40), 0),
+    (7, 0, dim(7), dim(17), 0),
+    (13, 0, dim(8), dim(8), 0),
+])
+
+
+def side(d, span=40):
+    """Size byte of the LSC estimator harnesses for 28 <= d < 28 + span."""
+    assert 28 <= d < 28 + span
+    return d - 28
+
+
+# lsc_estimate: mode, bits, height, width, null selector. Modes: 0 Bayer,
+# 1 mono. Bits: 0 -> 8, 1 -> 10, 2 -> 12.
+write("lsc_estimate", [
+    (0, 2, side(32), side(32), 0),
+    (1, 0, side(34), side(48), 0),
+    (0, 1, side(64), side(40), 0),
+    (0, 0, side(33), side(32), 0),
+    (1, 2, side(40), side(36), 0),
+])
+
+# lsc_basic: mode, bits, region count, height, width, block width, block
+# height, dark level, null selector. Modes: 0 -> 0, 3 -> 1. Bits: 0 -> 8,
+# 1 -> 10, 2 -> 12. Regions: 0 -> 2, 1 -> 3, 2 -> 4. Block widths: 0 -> 16,
+# 1 -> 32. Block height 0 -> 16. Dark levels: 0 -> 0, 1 -> 1, 2 -> 10, 3 -> 64.5.
+write("lsc_basic", [
+    (0, 0, 0, side(32, 72), side(32, 72), 0, 0, 0, 0),
+    (0, 1, 1, side(48, 72), side(99, 72), 1, 0, 2, 0),
+    (0, 2, 2, side(33, 72), side(64, 72), 0, 0, 3, 0),
+    (0, 1, 0, side(47, 72), side(47, 72), 1, 0, 1, 0),
+    (3, 0, 0, side(32, 72), side(32, 72), 0, 0, 0, 0),
+])
