@@ -3,6 +3,7 @@
 // serial run's. Built under ThreadSanitizer in CI.
 #include <algorithm>
 #include <functional>
+#include <tuple>
 #include <thread>
 
 #include "support.h"
@@ -134,7 +135,10 @@ namespace {
 using StatelessJob = std::function<int32_t(std::vector<uint8_t>& out)>;
 
 std::vector<StatelessJob> statelessJobs(const std::vector<uint16_t>& words,
-                                        const std::vector<uint8_t>& bytes, int32_t height,
+                                        const std::vector<uint8_t>& bytes,
+                                        const std::vector<uint32_t>& monoTable,
+                                        const std::vector<uint32_t>& bayerTable,
+                                        const std::vector<float>& flat, int32_t height,
                                         int32_t width) {
     const size_t n = size_t(height) * width;
     std::vector<StatelessJob> jobs;
@@ -170,17 +174,54 @@ std::vector<StatelessJob> statelessJobs(const std::vector<uint16_t>& words,
             return tavImageTypeConvert(&src, &dst, target);
         });
     }
+    // Lens shading: the correction with shared coefficient records, and the
+    // estimate from shared flat-field frames (it allocates per call).
+    const std::tuple<uint32_t, const std::vector<uint32_t>*, bool> corrections[] = {
+        {TAV_PF_MONO8, &monoTable, false},
+        {TAV_PF_BAYER_RG12, &bayerTable, true},
+        {TAV_PF_MONO10, &monoTable, true}};
+    for (const auto& [format, table, wide] : corrections) {
+        jobs.push_back([&words, &bytes, format = format, table = table, wide = wide, height, width,
+                        n](auto& out) {
+            out.assign(2 * n, 0);
+            auto* source = wide ? reinterpret_cast<const uint8_t*>(words.data()) : bytes.data();
+            const TavImage src{height, width, format, const_cast<uint8_t*>(source), 0};
+            const TavImage dst{height, width, format, out.data(), 0};
+            return tavLSCorrection(&src, &dst,
+                                   reinterpret_cast<const TavLscParameter*>(table->data()));
+        });
+    }
+    for (uint32_t mode : {0u, 1u}) {
+        jobs.push_back([&flat, mode, height, width, n](auto& out) {
+            out.assign(12 + 4 * n, 0);
+            const TavLscInput input{mode, 10, width, height, flat.data() + n, flat.data()};
+            return tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(out.data()));
+        });
+    }
     return jobs;
 }
 
 }  // namespace
 
 TEST(Concurrency, StatelessEntryPointsOnSharedSources) {
-    const int32_t height = 24, width = 44;  // even sizes suit every chroma layout
+    const int32_t height = 32, width = 44;  // even and at least 32: every entry accepts it
     const size_t n = size_t(height) * width;
     const auto words = tavtest::randomWords(n, 5, 12);
     const auto bytes = tavtest::randomBytes(3 * n, 6);
-    const auto jobs = statelessJobs(words, bytes, height, width);
+    // Coefficient records: three header words, then gains near 1.0 and small offsets.
+    auto table = [&](uint32_t mode, size_t count) {
+        std::vector<uint32_t> t{mode, uint32_t(height), uint32_t(width)};
+        const auto noise = tavtest::randomWords(count, mode + 7, 16);
+        for (uint16_t v : noise) t.push_back((100000u + 64u * (v >> 4)) << 12 | (v & 0xFFF));
+        return t;
+    };
+    const auto monoTable = table(1, n), bayerTable = table(0, n / 4);
+    std::vector<float> flat(2 * n);  // dark frame, then grey frame
+    for (size_t i = 0; i < n; ++i) {
+        flat[i] = float(bytes[i] % 8);
+        flat[n + i] = 150.0f + float(bytes[n + i]);
+    }
+    const auto jobs = statelessJobs(words, bytes, monoTable, bayerTable, flat, height, width);
 
     std::vector<std::vector<uint8_t>> serial(jobs.size());
     std::vector<int32_t> serialCodes(jobs.size());

@@ -1,12 +1,18 @@
 // Contract edges: the smallest and odd frame sizes of every source class with
 // buffers of exactly their documented size (under AddressSanitizer any access
-// outside them fails the test), the size minimums of each method, and the
-// largest pixel count the overflow checks let through.
+// outside them fails the test), the size minimums of each method, the largest
+// pixel count the overflow checks let through; and the lens-shading
+// estimators when an allocation fails.
 #include <climits>
 #include <cstring>
 #include <memory>
 
+#include "alloc_hook.h"
 #include "support.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 using tavtest::diag;
 using tavtest::printedBy;
@@ -307,4 +313,200 @@ TEST(OverflowCheck, LargestCountPassesAndTheNextIsRefused) {
         EXPECT_EQ(printed, l.passes ? "" : diag(228));
     }
     EXPECT_EQ(c.ctx->scratch.capacity, 0) << "nothing may be allocated for a refused frame";
+}
+
+// ---- lens-shading estimators when memory runs out
+
+namespace {
+
+// The estimators' messages, GBK-encoded, each followed by a line feed.
+const std::string kNoBlockGrey =
+    "\xB4\xB4\xBD\xA8"
+    "blockGrey"
+    "\xC4\xDA\xB4\xE6\xBF\xD5\xBC\xE4\xCA\xA7\xB0\xDC\n";
+const std::string kNoBlockDark =
+    "\xB4\xB4\xBD\xA8"
+    "blockDark"
+    "\xC4\xDA\xB4\xE6\xBF\xD5\xBC\xE4\xCA\xA7\xB0\xDC\n";
+
+constexpr uint32_t kUntouchedWord = 0xDEADBEEF;
+
+// Fails the test if the process holds unreachable heap blocks (ASan builds).
+void expectNoLeaks() {
+#if defined(__SANITIZE_ADDRESS__)
+    EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << "leaked blocks";
+#endif
+}
+
+struct FlatField {
+    int32_t height = 34, width = 48;
+    std::vector<float> grey, dark;
+    FlatField() {
+        const auto g = tavtest::randomBytes(size_t(height) * width, 11);
+        for (uint8_t v : g) {
+            grey.push_back(100.0f + v);
+            dark.push_back(v / 16.0f);
+        }
+    }
+};
+
+}  // namespace
+
+// The Nth allocation of an estimate fails: the first is the grey blocks, the
+// second the dark blocks (the grey ones must then be given back).
+class LscAllocation : public testing::TestWithParam<int> {};
+
+TEST_P(LscAllocation, PerCellEstimateReportsFreesAndRecovers) {
+    const int nth = GetParam();
+    const FlatField f;
+    const TavLscInput input{0, 12, f.width, f.height, f.grey.data(), f.dark.data()};
+    std::vector<uint32_t> record(3 + size_t(f.height / 2) * (f.width / 2), kUntouchedWord);
+    auto* parameter = reinterpret_cast<TavLscParameter*>(record.data());
+    const std::string printed = [&] {
+        tavtest::FailAllocations fail(nth);
+        return printedBy(
+            [&] { EXPECT_EQ(tavGetLSCParameter(&input, parameter), TAV_E_NO_MEMORY); });
+    }();
+    EXPECT_EQ(printed, nth == 1 ? kNoBlockGrey : kNoBlockDark);
+    EXPECT_EQ(record, std::vector<uint32_t>(record.size(), kUntouchedWord));
+    expectNoLeaks();
+    // With memory back the same call succeeds.
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavGetLSCParameter(&input, parameter), TAV_OK); }), "");
+    EXPECT_EQ(parameter->height, uint32_t(f.height));
+    EXPECT_EQ(parameter->width, uint32_t(f.width));
+    EXPECT_NE(record.back(), kUntouchedWord);
+    expectNoLeaks();
+}
+
+TEST_P(LscAllocation, BlockEstimateReportsFreesAndRecovers) {
+    const int nth = GetParam();
+    const FlatField f;
+    const TavBasicLscInput input{0, 10, 3, f.width, f.height, 16, 16, f.grey.data(), 2.0f};
+    const size_t bytes = 3 * size_t(f.height >> 4) * (f.width / 16);
+    std::vector<uint8_t> table(bytes, 0xEE);
+    const std::string printed = [&] {
+        tavtest::FailAllocations fail(nth);
+        return printedBy(
+            [&] { EXPECT_EQ(tavGetBasicLSCParameter(&input, table.data()), TAV_E_NO_MEMORY); });
+    }();
+    EXPECT_EQ(printed, nth == 1 ? kNoBlockGrey : kNoBlockDark);
+    EXPECT_EQ(table, std::vector<uint8_t>(bytes, 0xEE));
+    expectNoLeaks();
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(tavGetBasicLSCParameter(&input, table.data()), TAV_OK); }),
+              "");
+    EXPECT_NE(table, std::vector<uint8_t>(bytes, 0xEE));
+    expectNoLeaks();
+}
+
+INSTANTIATE_TEST_SUITE_P(FirstAndSecond, LscAllocation, testing::Values(1, 2));
+
+// The per-pixel estimate needs no block buffers, so no allocation can fail it.
+TEST(LscAllocationFree, PerPixelEstimateAllocatesNothing) {
+    const FlatField f;
+    const TavLscInput input{1, 8, f.width, f.height, f.grey.data(), f.dark.data()};
+    std::vector<uint32_t> record(3 + size_t(f.height) * f.width, kUntouchedWord);
+    tavtest::FailAllocations fail(1);
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_EQ(
+                      tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(record.data())),
+                      TAV_OK);
+              }),
+              "");
+    EXPECT_NE(record.back(), kUntouchedWord);
+}
+
+// ---- lens shading at its size limits, with tables and frames of exactly their size
+
+namespace {
+
+struct EstimateSize {
+    int32_t height, width;
+    int perCellSite;  // 0: accepted
+    int blockSite;
+};
+
+const EstimateSize kEstimateSizes[] = {{32, 32, 0, 0},     {31, 32, 600, 503}, {32, 31, 600, 503},
+                                       {32, 33, 601, 0},   {33, 32, 601, 0},   {34, 36, 0, 0},
+                                       {30, 64, 600, 503}, {47, 63, 601, 0},   {-32, 32, 600, 503}};
+
+}  // namespace
+
+TEST(LscEdges, EstimatorMinimumsWithExactTables) {
+    for (const EstimateSize& s : kEstimateSizes) {
+        SCOPED_TRACE(testing::Message() << s.height << "x" << s.width);
+        const size_t n = s.height > 0 ? size_t(s.height) * s.width : 0;
+        std::vector<float> grey(std::max<size_t>(n, 1), 200.0f), dark(grey.size(), 3.0f);
+        for (uint32_t mode : {0u, 1u}) {
+            const size_t words = s.perCellSite ? 0 : mode ? n : n / 4;
+            Exact record(12 + 4 * words, 0xEE);
+            const TavLscInput input{mode, 12, s.width, s.height, grey.data(), dark.data()};
+            int32_t code = 0;
+            const std::string printed = printedBy([&] {
+                code =
+                    tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(record.data()));
+            });
+            EXPECT_EQ(code, s.perCellSite ? TAV_E_IMAGE_SIZE : TAV_OK);
+            EXPECT_EQ(printed, s.perCellSite ? diag(s.perCellSite) : "");
+            if (s.perCellSite) {
+                EXPECT_EQ(record.copy(), std::vector<uint8_t>(record.size, 0xEE));
+            }
+        }
+        for (int32_t blockWidth : {16, 32}) {
+            const size_t entries =
+                s.blockSite ? 0 : size_t(s.height >> 4) * size_t(s.width / blockWidth);
+            Exact table(3 * entries, 0xEE);
+            const TavBasicLscInput input{0,          8,  2,           s.width, s.height,
+                                         blockWidth, 16, grey.data(), 3.0f};
+            int32_t code = 0;
+            const std::string printed =
+                printedBy([&] { code = tavGetBasicLSCParameter(&input, table.data()); });
+            EXPECT_EQ(code, s.blockSite ? TAV_E_IMAGE_SIZE : TAV_OK);
+            EXPECT_EQ(printed, s.blockSite ? diag(s.blockSite) : "");
+        }
+    }
+}
+
+// No minimum size for the correction: frames down to 1 x 1, with the odd last
+// row and column of a Bayer frame left as they were.
+TEST(LscEdges, CorrectionOfTinyAndOddFramesStaysInside) {
+    for (uint32_t format : {TAV_PF_MONO8, TAV_PF_BAYER_RG12}) {
+        const size_t sampleBytes = format == TAV_PF_MONO8 ? 1 : 2;
+        for (uint32_t mode : {0u, 1u}) {
+            for (int32_t height : {1, 2, 3, 5}) {
+                for (int32_t width : {1, 2, 3, 7}) {
+                    SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << " mode "
+                                                    << mode << " " << height << "x" << width);
+                    const size_t n = size_t(height) * width;
+                    const size_t words = mode ? n : size_t(height / 2) * (width / 2);
+                    Exact record(12 + 4 * words);
+                    auto* parameter = reinterpret_cast<TavLscParameter*>(record.data());
+                    *parameter = {mode, uint32_t(height), uint32_t(width)};
+                    for (size_t i = 0; i < words; ++i) {
+                        const uint32_t unity = 131072u << 12;  // gain 1.0, no offset
+                        std::memcpy(record.data() + 12 + 4 * i, &unity, 4);
+                    }
+                    const auto samples = tavtest::randomWords(n, uint32_t(n), 8);
+                    Exact src(n * sampleBytes), dst(n * sampleBytes, 0xA5);
+                    for (size_t i = 0; i < n; ++i) {
+                        std::memcpy(src.data() + i * sampleBytes, &samples[i], sampleBytes);
+                    }
+                    const TavImage in{height, width, format, src.data(), 0};
+                    const TavImage out{height, width, format, dst.data(), 0};
+                    EXPECT_EQ(tavLSCorrection(&in, &out, parameter), TAV_OK);
+                    for (int32_t r = 0; r < height; ++r) {
+                        for (int32_t c = 0; c < width; ++c) {
+                            const size_t i = size_t(r) * width + c;
+                            const bool corrected =
+                                mode == 1 || (r < height / 2 * 2 && c < width / 2 * 2);
+                            for (size_t b = 0; b < sampleBytes; ++b) {
+                                EXPECT_EQ(dst.data()[i * sampleBytes + b],
+                                          corrected ? src.data()[i * sampleBytes + b] : 0xA5)
+                                    << "row " << r << " column " << c;
+                            }
+                        }
+                    }
+                }
+            }
+        }
+    }
 }
