@@ -4,10 +4,13 @@
 // pixel count the overflow checks let through; and the lens-shading
 // estimators when an allocation fails.
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "alloc_hook.h"
+#include "simd.h"
 #include "support.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -510,3 +513,111 @@ TEST(LscEdges, CorrectionOfTinyAndOddFramesStaysInside) {
         }
     }
 }
+
+// ---- destinations large enough for streamed stores
+
+namespace {
+
+// A 64-byte aligned block of exactly `n` bytes: a destination of 16 MiB or more
+// there takes the streamed-store path, whose last store must still end inside.
+struct Aligned {
+    explicit Aligned(size_t n) : size(n) {
+        void* p = nullptr;
+        if (posix_memalign(&p, 64, n) == 0) bytes = static_cast<uint8_t*>(p);
+    }
+    ~Aligned() { std::free(bytes); }
+    Aligned(const Aligned&) = delete;
+    Aligned& operator=(const Aligned&) = delete;
+    size_t size;
+    uint8_t* bytes = nullptr;
+};
+
+struct StreamedCase {
+    const char* name;
+    size_t dstBytes;
+    std::function<int32_t(uint8_t* dst)> run;
+};
+
+void PrintTo(const StreamedCase& c, std::ostream* os) {
+    *os << c.name;
+}
+
+// Sources shared by the cases (built once: they are large).
+const std::vector<uint8_t>& bigSource() {
+    static const std::vector<uint8_t> bytes = tavtest::randomBytes(size_t{34} << 20, 21);
+    return bytes;
+}
+
+std::vector<StreamedCase> streamedCases() {
+    std::vector<StreamedCase> cases;
+    // Mono8 replicated into four bytes a pixel: 2049 x 2051 x 4 bytes.
+    cases.push_back({"Mono8ToBgra8", size_t{2049} * 2051 * 4, [](uint8_t* dst) {
+                         std::vector<uint8_t> src(bigSource().begin(),
+                                                  bigSource().begin() + 2049 * 2051);
+                         tavtest::Context c;
+                         c.setOutput(TAV_PF_BGRA8);
+                         TavImage in{2049, 2051, TAV_PF_MONO8, src.data(), 2051};
+                         TavImage out{0, 0, 0, dst, 0};
+                         return tavDemosaicing(c.ctx, &in, 1, &out);
+                     }});
+    // Packed 4:2:2 and 4:2:0 sources into four-byte targets.
+    cases.push_back({"UyvyToRgba8", size_t{2047} * 2054 * 4, [](uint8_t* dst) {
+                         const TavImage in{2047, 2054, TAV_PF_YUV422_8_UYVY,
+                                           const_cast<uint8_t*>(bigSource().data()), 0};
+                         TavImage out{0, 0, 0, dst, 0};
+                         return tavImageTypeConvert(&in, &out, TAV_PF_RGBA8);
+                     }});
+    cases.push_back({"Nv12ToBgra8", size_t{2048} * 2052 * 4, [](uint8_t* dst) {
+                         const TavImage in{2048, 2052, TAV_PF_YUV420SP_NV12,
+                                           const_cast<uint8_t*>(bigSource().data()), 0};
+                         TavImage out{0, 0, 0, dst, 0};
+                         return tavImageTypeConvert(&in, &out, TAV_PF_BGRA8);
+                     }});
+    // Lens shading of 12-bit words, per Bayer cell (odd height: the last row
+    // is kept) and per pixel.
+    for (uint32_t mode : {0u, 1u}) {
+        const int32_t height = 2049, width = 4104;
+        cases.push_back({mode ? "LscPerPixel" : "LscPerCell", size_t{2} * height * width,
+                         [mode, height, width](uint8_t* dst) {
+                             const size_t n = size_t(height) * width;
+                             std::vector<uint32_t> table{mode, uint32_t(height), uint32_t(width)};
+                             const size_t words = mode ? n : size_t(height / 2) * (width / 2);
+                             const uint8_t* noise = bigSource().data();
+                             for (size_t i = 0; i < words; ++i) {
+                                 table.push_back((120000u + 64u * noise[i]) << 12 | noise[i + 1]);
+                             }
+                             std::vector<uint16_t> src(n);
+                             for (size_t i = 0; i < n; ++i)
+                                 src[i] = uint16_t(noise[2 * i] << 4 | noise[i] >> 4);
+                             const TavImage in{height, width, TAV_PF_BAYER_RG12,
+                                               reinterpret_cast<uint8_t*>(src.data()), 0};
+                             const TavImage out{height, width, TAV_PF_BAYER_RG12, dst, 0};
+                             return tavLSCorrection(
+                                 &in, &out, reinterpret_cast<const TavLscParameter*>(table.data()));
+                         }});
+    }
+    return cases;
+}
+
+}  // namespace
+
+class StreamedFrames : public testing::TestWithParam<StreamedCase> {};
+
+// The same frame into an exact aligned destination (streamed) and into one
+// two bytes off alignment (plain stores) gives the same bytes.
+TEST_P(StreamedFrames, StayInsideAndMatchPlainStores) {
+    const StreamedCase& c = GetParam();
+    ASSERT_GE(c.dstBytes, tav::simd::kStreamBytes);
+    Aligned streamed(c.dstBytes), plain(c.dstBytes + 2);
+    ASSERT_TRUE(streamed.bytes && plain.bytes);
+    std::memset(streamed.bytes, 0x3C, c.dstBytes);
+    std::memset(plain.bytes, 0x3C, c.dstBytes + 2);
+    EXPECT_EQ(c.run(streamed.bytes), TAV_OK);
+    EXPECT_EQ(c.run(plain.bytes + 2), TAV_OK);
+    EXPECT_EQ(std::memcmp(streamed.bytes, plain.bytes + 2, c.dstBytes), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Large, StreamedFrames, testing::ValuesIn(streamedCases()),
+                         [](const testing::TestParamInfo<StreamedCase>& i) {
+                             return std::string(i.param.name);
+                         });
