@@ -169,7 +169,7 @@ void Libyuv(benchmark::State& state, Yuv k, bool ssse3) {
     libyuv::MaskCpuFlags(-1);
 }
 
-#define TAV_LIBYUV_BENCH(fn)                         \
+#define TAV_LIBYUV_BENCH(fn)                          \
     TAV_CONVERT_BENCH(Libyuv, fn, Yuv::k##fn, false); \
     TAV_CONVERT_BENCH(Libyuv, fn##_ssse3, Yuv::k##fn, true)
 

@@ -134,8 +134,8 @@ TAV_API int32_t tavDemosaicGetConfig(const TavContext* context, uint64_t* output
 /* ---------------------------------------------------------------- 8-bit entry */
 
 TAV_API int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavImage* dst);
-TAV_API int32_t demosaicDataInit(const TavImage* src, const TavContext* context,
-                                 uint32_t* format8, int32_t* normClass);
+TAV_API int32_t demosaicDataInit(const TavImage* src, const TavContext* context, uint32_t* format8,
+                                 int32_t* normClass);
 
 /* Per-phase family entries: pick a kernel by output format and method. */
 TAV_API int32_t rg8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
@@ -153,8 +153,7 @@ TAV_API int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, i
 
 /* Keep the top 8 bits of every sample; no rounding. The packed routines write
  * one byte past each destination row when `width` is odd. */
-TAV_API void u8Tou8(const uint8_t* src, int32_t height, int32_t width, int32_t pitch,
-                    uint8_t* dst);
+TAV_API void u8Tou8(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, uint8_t* dst);
 TAV_API void unpacked(const uint8_t* src, int32_t height, int32_t width, int32_t pitch,
                       uint8_t* dst);
 TAV_API void unpacked_old(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
@@ -494,21 +493,20 @@ TAV_API void edgeFirstRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t wi
                                   int32_t startCol, int32_t ceiling);
 TAV_API void edgeFirstRowsGBRGU16(const uint16_t* src, uint16_t* dst, int32_t width,
                                   int32_t startCol, int32_t ceiling);
-TAV_API void edgeFirstColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
-                                  int32_t width, int32_t ceiling);
-TAV_API void edgeFirstColsGRBGU16(const uint16_t* src, uint16_t* dst, int32_t height,
-                                  int32_t width, int32_t ceiling);
+TAV_API void edgeFirstColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                                  int32_t ceiling);
+TAV_API void edgeFirstColsGRBGU16(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                                  int32_t ceiling);
 /* src and dst at row 2; returns (rows done << 32) | first column not reached. */
 TAV_API uint64_t edgeSecRGGBU16(const uint16_t* src, uint16_t* dst, int32_t rows, int32_t width,
                                 int32_t startCol, int32_t ceiling);
 /* Finishes rows firstRow-1 .. height-1 (row firstRow red-first) over the
  * interior's columns. */
-TAV_API void edgeLastRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
-                                 int32_t width, int32_t firstRow, int32_t startCol,
-                                 int32_t ceiling);
+TAV_API void edgeLastRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                                 int32_t firstRow, int32_t startCol, int32_t ceiling);
 /* Finishes the columns from the one before the interior's end, rows 2 .. height-1. */
-TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height,
-                                 int32_t width, uint64_t interior, int32_t ceiling);
+TAV_API void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
+                                 uint64_t interior, int32_t ceiling);
 
 /* ---------------------------------------------------------------- lens shading */
 
@@ -593,8 +591,8 @@ TAV_API int32_t YUV444ToMono8(const uint8_t* src, uint8_t* dst, int32_t pixels);
 /* Rounds each chroma term (+128 before its shift), unlike YUV444ToRGBA8. */
 TAV_API int32_t YUV444ToRGB8(const uint8_t* src, uint8_t* dst, int32_t pixels, uint64_t target);
 TAV_API int32_t YUV444ToRGBA8(const uint8_t* src, uint8_t* dst, int32_t pixels, uint64_t target);
-TAV_API int32_t YUV420SP_NV12ToRGB8(const uint8_t* src, uint8_t* dst, int32_t height,
-                                    int32_t width, uint64_t target);
+TAV_API int32_t YUV420SP_NV12ToRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                                    uint64_t target);
 TAV_API int32_t YUV420SP_NV12ToRGBA8(const uint8_t* src, uint8_t* dst, int32_t height,
                                      int32_t width, uint64_t target);
 TAV_API int32_t YUV420PToRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
