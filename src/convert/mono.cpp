@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <cstring>
 
-#include "bytes.h"
+#include "rows.h"
+#include "shuffle.h"
 #include "convert.h"
 #include "report.h"
 #include "tav.h"
 
 namespace tav::cvt {
+
+using namespace simd;  // masks, gathers, interleaves, stores
 namespace {
 
 int32_t pixelCount(int32_t height, int32_t width) {

@@ -12,10 +12,13 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "bytes.h"
+#include "rows.h"
+#include "shuffle.h"
 #include "simd.h"
 
 namespace tav::cvt {
+
+using namespace simd;  // masks, gathers, interleaves, stores
 
 // ---- scalar formulas
 

@@ -7,10 +7,13 @@
 
 #include <cstdint>
 
-#include "bytes.h"
+#include "rows.h"
+#include "shuffle.h"
 #include "simd.h"
 
 namespace tav::cvt {
+
+using namespace simd;  // masks, gathers, interleaves, stores
 
 struct Rgb {
     int32_t r, g, b;

@@ -1,6 +1,6 @@
-// Byte-shuffle helpers of the conversion kernels: masks built at compile time
-// from a byte map, so each kernel states where its bytes come from instead of
-// spelling out sixteen indices per mask.
+// Byte shuffles of every subsystem: masks built at compile time from a byte
+// map, so each kernel states where its bytes come from instead of spelling out
+// sixteen indices per mask.
 #pragma once
 
 #include <immintrin.h>
@@ -10,7 +10,7 @@
 
 #include "simd.h"
 
-namespace tav::cvt {
+namespace tav::simd {
 
 struct Mask16 {
     alignas(16) int8_t b[16];
@@ -53,7 +53,7 @@ inline void gather48(const Masks48& k, __m128i s0, __m128i s1, __m128i s2, uint8
     for (int o = 0; o < 3; ++o) {
         const __m128i v = _mm_or_si128(_mm_or_si128(shuffle(s0, k.m[o][0]), shuffle(s1, k.m[o][1])),
                                        shuffle(s2, k.m[o][2]));
-        simd::store<kStream>(out + 16 * o, v);
+        store<kStream>(out + 16 * o, v);
     }
 }
 
@@ -70,31 +70,10 @@ template <bool kStream>
 inline void interleave4(__m128i c0, __m128i c1, __m128i c2, __m128i c3, uint8_t* out) {
     const __m128i lo01 = _mm_unpacklo_epi8(c0, c1), hi01 = _mm_unpackhi_epi8(c0, c1);
     const __m128i lo23 = _mm_unpacklo_epi8(c2, c3), hi23 = _mm_unpackhi_epi8(c2, c3);
-    simd::store<kStream>(out, _mm_unpacklo_epi16(lo01, lo23));
-    simd::store<kStream>(out + 16, _mm_unpackhi_epi16(lo01, lo23));
-    simd::store<kStream>(out + 32, _mm_unpacklo_epi16(hi01, hi23));
-    simd::store<kStream>(out + 48, _mm_unpackhi_epi16(hi01, hi23));
+    store<kStream>(out, _mm_unpacklo_epi16(lo01, lo23));
+    store<kStream>(out + 16, _mm_unpackhi_epi16(lo01, lo23));
+    store<kStream>(out + 32, _mm_unpacklo_epi16(hi01, hi23));
+    store<kStream>(out + 48, _mm_unpackhi_epi16(hi01, hi23));
 }
 
-// Runs a unit kernel over `units` units stored one after another: the vector
-// block on the bulk, the scalar unit on the rest. A kernel K has
-//   kUnits            units per vector block
-//   kIn, kOut         source and destination bytes per unit
-//   block<kStream>(s, d, args...)   kUnits units
-//   unit(s, d, args...)             one unit
-template <typename K, typename... A>
-void runUnits(const uint8_t* src, uint8_t* dst, int32_t units, A... args) {
-    if (units <= 0) return;
-    const size_t n = static_cast<size_t>(units);
-    const size_t bulk = n / K::kUnits * K::kUnits;
-    size_t i = 0;
-    simd::withStorePolicy(dst, n * K::kOut, [&](auto stream) {
-        for (; i < bulk; i += K::kUnits) {
-            K::template block<decltype(stream)::value>(src + i * K::kIn, dst + i * K::kOut,
-                                                       args...);
-        }
-    });
-    for (; i < n; ++i) K::unit(src + i * K::kIn, dst + i * K::kOut, args...);
-}
-
-}  // namespace tav::cvt
+}  // namespace tav::simd

@@ -1,0 +1,52 @@
+// The one way kernels walk a row (after libyuv's any-width row wrappers):
+// whole vector steps over the bulk, the scalar rule on the rest. At the scalar
+// level the steps are skipped and the scalar rule covers the whole span, so a
+// kernel can always run its scalar path alone.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "level.h"
+#include "simd.h"
+
+namespace tav {
+
+// Columns [x, end): `step(x)` for each whole step of kStep columns that ends
+// at or before `stepEnd` (vector levels only), then `one(x, inStep)` every
+// kOne columns. `inStep` tells whether x lies where a vector step would have
+// run, for kernels whose vector extent shows in the output (saturation,
+// written alpha); it is the same at every level. Returns nothing: the span is
+// done.
+template <int32_t kStep, int32_t kOne = 1, typename Step, typename One>
+inline void eachStep(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
+    const int32_t steps = stepEnd - x >= kStep ? (stepEnd - x) / kStep : 0;
+    const int32_t covered = x + steps * kStep;
+    if (vectorLevel()) {
+        for (; x < covered; x += kStep) step(x);
+    }
+    for (; x < end; x += kOne) one(x, x < covered);
+}
+
+// Runs a unit kernel over `units` units stored one after another: the vector
+// block on the bulk, the scalar unit on the rest. A kernel K has
+//   kUnits            units per vector block
+//   kIn, kOut         source and destination bytes per unit
+//   block<kStream>(s, d, args...)   kUnits units
+//   unit(s, d, args...)             one unit
+template <typename K, typename... A>
+void runUnits(const uint8_t* src, uint8_t* dst, int32_t units, A... args) {
+    if (units <= 0) return;
+    const size_t n = static_cast<size_t>(units);
+    const size_t bulk = vectorLevel() ? n / K::kUnits * K::kUnits : 0;
+    size_t i = 0;
+    simd::withStorePolicy(dst, n * K::kOut, [&](auto stream) {
+        for (; i < bulk; i += K::kUnits) {
+            K::template block<decltype(stream)::value>(src + i * K::kIn, dst + i * K::kOut,
+                                                       args...);
+        }
+    });
+    for (; i < n; ++i) K::unit(src + i * K::kIn, dst + i * K::kOut, args...);
+}
+
+}  // namespace tav
