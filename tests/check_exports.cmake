@@ -1,5 +1,6 @@
 # Compares the dynamic symbols of the shared library with the functions that
-# the public header declares (every TAV_API declaration).
+# the public headers declare (every TAV_API declaration in HEADER and in the
+# headers it includes from its own folder).
 execute_process(COMMAND nm -D --defined-only ${LIB} OUTPUT_VARIABLE nm_out RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIB}")
@@ -14,6 +15,13 @@ list(FILTER exported EXCLUDE REGEX "^_(init|fini)$")
 list(SORT exported)
 
 file(READ ${HEADER} header)
+get_filename_component(header_dir ${HEADER} DIRECTORY)
+string(REGEX MATCHALL "#include \"[^\"]+\"" includes "${header}")
+foreach(inc ${includes})
+  string(REGEX REPLACE "#include \"([^\"]+)\"" "\\1" name "${inc}")
+  file(READ ${header_dir}/${name} included)
+  string(APPEND header "${included}")
+endforeach()
 string(REGEX MATCHALL "\nTAV_API [^;(]+\\(" decls "${header}")
 set(declared "")
 foreach(d ${decls})
