@@ -5,9 +5,9 @@
 #include "tav.h"
 
 extern "C" int32_t tavBMPAdjust(const void* handle, TavImage* image) {
-    if (!handle || !image) return tav::fail(14, TAV_E_NULL_POINTER);
-    if (!image->data) return tav::fail(15, TAV_E_NULL_POINTER);
-    if (image->height <= 3 || image->width <= 3) return tav::fail(16, TAV_E_IMAGE_SIZE);
+    if (!handle || !image) return tav::fail(tav::Site::kBmpNull, TAV_E_NULL_POINTER);
+    if (!image->data) return tav::fail(tav::Site::kBmpNullData, TAV_E_NULL_POINTER);
+    if (image->height <= 3 || image->width <= 3) return tav::fail(tav::Site::kBmpSize, TAV_E_IMAGE_SIZE);
     const size_t rowBytes = 3 * static_cast<size_t>(image->width);
     const size_t padded = (rowBytes + 3) & ~size_t{3};
     const size_t pad = padded - rowBytes;

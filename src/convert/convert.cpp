@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "convert.h"
+#include "pixels.h"
 #include "report.h"
 #include "tav.h"
 
@@ -25,31 +26,26 @@ bool fits(SizeRule rule, int32_t height, int32_t width) {
     return true;
 }
 
-// n = height x width in 32-bit arithmetic, as every converter counts pixels.
-int32_t pixelCount(int32_t height, int32_t width) {
-    return static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
-}
-
 struct SourceRoute {
     uint32_t format;
     SizeRule rule;
-    int site;  // printed when the size rule fails
+    Site site;  // printed when the size rule fails
     Converter convert;
 };
 
 constexpr SourceRoute kSources[] = {
-    {TAV_PF_MONO1P, SizeRule::kNone, 0, convertMono1P},
-    {TAV_PF_MONO4P, SizeRule::kNone, 0, convertMono4P},
-    {TAV_PF_MONO8, SizeRule::kNone, 0, convertMono8},
-    {TAV_PF_MONO1C, SizeRule::kNone, 0, convertMono1C},
-    {TAV_PF_YUV411_8_UYYVYY, SizeRule::kWidth4, 48, convertYUV411P},
-    {TAV_PF_YUV420P, SizeRule::kBothEven, 54, convertYUV420P},
-    {TAV_PF_YUV420SP_NV12, SizeRule::kBothEven, 60, convertYUV420SP_NV12},
-    {TAV_PF_YUV422_8_UYVY, SizeRule::kWidthEven, 66, convertYUV422_UYVY},
-    {TAV_PF_YUV422_8, SizeRule::kWidthEven, 72, convertYUV422_YUYV},
-    {TAV_PF_YUV8_UYV, SizeRule::kNone, 0, convertYUV444},
-    {TAV_PF_RGB8, SizeRule::kNone, 0, convertRGB8},
-    {TAV_PF_BGR8, SizeRule::kNone, 0, convertBGR8},
+    {TAV_PF_MONO1P, SizeRule::kNone, Site::kUnchecked, convertMono1P},
+    {TAV_PF_MONO4P, SizeRule::kNone, Site::kUnchecked, convertMono4P},
+    {TAV_PF_MONO8, SizeRule::kNone, Site::kUnchecked, convertMono8},
+    {TAV_PF_MONO1C, SizeRule::kNone, Site::kUnchecked, convertMono1C},
+    {TAV_PF_YUV411_8_UYYVYY, SizeRule::kWidth4, Site::kFrom411, convertYUV411P},
+    {TAV_PF_YUV420P, SizeRule::kBothEven, Site::kFrom420P, convertYUV420P},
+    {TAV_PF_YUV420SP_NV12, SizeRule::kBothEven, Site::kFromNv12, convertYUV420SP_NV12},
+    {TAV_PF_YUV422_8_UYVY, SizeRule::kWidthEven, Site::kFromUyvy, convertYUV422_UYVY},
+    {TAV_PF_YUV422_8, SizeRule::kWidthEven, Site::kFromYuyv, convertYUV422_YUYV},
+    {TAV_PF_YUV8_UYV, SizeRule::kNone, Site::kUnchecked, convertYUV444},
+    {TAV_PF_RGB8, SizeRule::kNone, Site::kUnchecked, convertRGB8},
+    {TAV_PF_BGR8, SizeRule::kNone, Site::kUnchecked, convertBGR8},
 };
 
 // ---- packed YUV sources: one kernel per output size, the target code passed on
@@ -92,22 +88,22 @@ enum class Encode { kThree, kFour, kMono8, kUyv, k411, k422, k420 };
 struct RgbTarget {
     uint32_t target;
     Encode encode;
-    bool redFirst;  // channel order of the three- and four-byte targets
+    bool rgb;  // channel order of the three- and four-byte targets: red first
     SizeRule rule;
-    int siteFromBgr, siteFromRgb;
+    Site siteFromBgr, siteFromRgb;
 };
 
 constexpr RgbTarget kRgbTargets[] = {
-    {TAV_PF_RGB8, Encode::kThree, true, SizeRule::kNone, 0, 0},
-    {TAV_PF_BGR8, Encode::kThree, false, SizeRule::kNone, 0, 0},
-    {TAV_PF_RGBA8, Encode::kFour, true, SizeRule::kNone, 0, 0},
-    {TAV_PF_BGRA8, Encode::kFour, false, SizeRule::kNone, 0, 0},
-    {TAV_PF_MONO8, Encode::kMono8, false, SizeRule::kNone, 0, 0},
-    {TAV_PF_YUV8_UYV, Encode::kUyv, false, SizeRule::kNone, 0, 0},
-    {TAV_PF_YUV411_8_UYYVYY, Encode::k411, false, SizeRule::kWidth4, 1254, 1017},
-    {TAV_PF_YUV422_8_UYVY, Encode::k422, false, SizeRule::kWidthEven, 1223, 986},
-    {TAV_PF_YUV422_8, Encode::k422, false, SizeRule::kWidthEven, 1223, 986},
-    {TAV_PF_YUV420P, Encode::k420, false, SizeRule::kBothEven, 1297, 1060},
+    {TAV_PF_RGB8, Encode::kThree, true, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_BGR8, Encode::kThree, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_RGBA8, Encode::kFour, true, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_BGRA8, Encode::kFour, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_MONO8, Encode::kMono8, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_YUV8_UYV, Encode::kUyv, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
+    {TAV_PF_YUV411_8_UYYVYY, Encode::k411, false, SizeRule::kWidth4, Site::kBgrTo411, Site::kRgbTo411},
+    {TAV_PF_YUV422_8_UYVY, Encode::k422, false, SizeRule::kWidthEven, Site::kBgrTo422, Site::kRgbTo422},
+    {TAV_PF_YUV422_8, Encode::k422, false, SizeRule::kWidthEven, Site::kBgrTo422, Site::kRgbTo422},
+    {TAV_PF_YUV420P, Encode::k420, false, SizeRule::kBothEven, Site::kBgrTo420P, Site::kRgbTo420P},
 };
 
 int32_t convertThreeByte(bool rgb, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
@@ -124,14 +120,14 @@ int32_t convertThreeByte(bool rgb, const uint8_t* src, uint8_t* dst, int32_t hei
     switch (t->encode) {
         case Encode::kThree:
             if (n < 1) break;
-            if (t->redFirst == rgb) {
+            if (t->rgb == rgb) {
                 std::memcpy(dst, src, 3 * static_cast<size_t>(n));
             } else {
-                swapOuter(src, dst, n);
+                exchangeOuter(src, dst, n);
             }
             break;
         case Encode::kFour:
-            widenTo4(src, dst, n, t->redFirst != rgb);
+            widenTo4(src, dst, n, t->rgb != rgb);
             break;
         case Encode::kMono8:
             encodeMono8(src, dst, n, rgb);
@@ -205,8 +201,8 @@ int32_t convertBGR8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t wi
 
 extern "C" int32_t tavImageTypeConvert(const TavImage* src, TavImage* dst, uint64_t targetFormat) {
     using namespace tav::cvt;
-    if (!dst || !src) return tav::fail(17, TAV_E_NULL_POINTER);
-    if (!src->data || !dst->data) return tav::fail(18, TAV_E_NULL_POINTER);
+    if (!dst || !src) return tav::fail(tav::Site::kConvertNull, TAV_E_NULL_POINTER);
+    if (!src->data || !dst->data) return tav::fail(tav::Site::kConvertNullData, TAV_E_NULL_POINTER);
     for (const SourceRoute& route : kSources) {
         if (route.format != src->pixelFormat) continue;
         if (!fits(route.rule, src->height, src->width)) {

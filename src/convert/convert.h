@@ -36,8 +36,8 @@ int32_t convertBGR8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t wi
 
 // Encoders from three-byte pixels; `rgb` tells a red-first source from a
 // blue-first one. Counts that are not positive write nothing.
-void swapOuter(const uint8_t* src, uint8_t* dst, int32_t pixels);
-void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool swap);
+void exchangeOuter(const uint8_t* src, uint8_t* dst, int32_t pixels);
+void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange);
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encodeUyv(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb);

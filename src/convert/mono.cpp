@@ -6,6 +6,7 @@
 #include "rows.h"
 #include "shuffle.h"
 #include "convert.h"
+#include "pixels.h"
 #include "report.h"
 #include "tav.h"
 
@@ -13,10 +14,6 @@ namespace tav::cvt {
 
 using namespace simd;  // masks, gathers, interleaves, stores
 namespace {
-
-int32_t pixelCount(int32_t height, int32_t width) {
-    return static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
-}
 
 // Bytes a Mono4p pixel takes in each accepted target; 0 for any other target.
 int mono4Bytes(uint64_t target) {
@@ -101,7 +98,7 @@ int32_t convertMono4P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t 
 int32_t convertMono8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                      uint64_t target) {
     if (target != TAV_PF_YUV420P) return TAV_E_PIXEL_FORMAT;
-    if ((width & 1) || (height & 1)) return fail(920, TAV_E_FORMAT_SIZE);
+    if ((width & 1) || (height & 1)) return fail(tav::Site::kMono8To420P, TAV_E_FORMAT_SIZE);
     const int32_t n = pixelCount(height, width);
     if (n <= 0) return TAV_OK;
     runUnits<StudioGrey>(src, dst, n);

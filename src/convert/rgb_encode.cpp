@@ -1,6 +1,7 @@
-// Encoders from RGB8/BGR8 pixels: channel swap, widening to four bytes, luma,
+// Encoders from RGB8/BGR8 pixels: red/blue exchange, widening to four bytes, luma,
 // YUV 4:4:4, 4:1:1, 4:2:2 and studio-range planar 4:2:0.
 #include "convert.h"
+#include "pixels.h"
 #include "rgb.h"
 #include "tav.h"
 
@@ -11,7 +12,7 @@ using simd::load;
 using simd::store;
 
 // First and third byte exchanged, 16 pixels a block.
-struct Swap {
+struct Exchange {
     static constexpr int kUnits = 16, kIn = 3, kOut = 3;
     static constexpr Masks48 kMasks = masks48([](int j) { return j + 2 - 2 * (j % 3); });
     template <bool kStream>
@@ -29,24 +30,24 @@ struct Swap {
 // Three bytes to four (alpha 0), optionally exchanging the outer two: 16
 // pixels from three loads; output vector k holds pixels 4k..4k+3, taken from a
 // source window starting at byte `base` (0, 12, 24, 32).
-constexpr int widenChannel(bool swap, int c) {
-    return swap ? 2 - c : c;
+constexpr int widenChannel(bool exchange, int c) {
+    return exchange ? 2 - c : c;
 }
 
-constexpr Mask16 widenMask(bool swap, int k, int base) {
+constexpr Mask16 widenMask(bool exchange, int k, int base) {
     Mask16 m{};
     for (int j = 0; j < 16; ++j) {
         const int p = 4 * k + j / 4, c = j % 4;
-        m.b[j] = static_cast<int8_t>(c == 3 ? -1 : 3 * p + widenChannel(swap, c) - base);
+        m.b[j] = static_cast<int8_t>(c == 3 ? -1 : 3 * p + widenChannel(exchange, c) - base);
     }
     return m;
 }
 
-template <bool kSwap>
+template <bool kExchange>
 struct Widen {
     static constexpr int kUnits = 16, kIn = 3, kOut = 4;
-    static constexpr Mask16 kM0 = widenMask(kSwap, 0, 0), kM1 = widenMask(kSwap, 1, 12),
-                            kM2 = widenMask(kSwap, 2, 24), kM3 = widenMask(kSwap, 3, 32);
+    static constexpr Mask16 kM0 = widenMask(kExchange, 0, 0), kM1 = widenMask(kExchange, 1, 12),
+                            kM2 = widenMask(kExchange, 2, 24), kM3 = widenMask(kExchange, 3, 32);
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i a = load(s), b = load(s + 16), c = load(s + 32);
@@ -56,9 +57,9 @@ struct Widen {
         store<kStream>(d + 48, shuffle(c, kM3));
     }
     static void unit(const uint8_t* s, uint8_t* d) {
-        d[0] = s[widenChannel(kSwap, 0)];
+        d[0] = s[widenChannel(kExchange, 0)];
         d[1] = s[1];
-        d[2] = s[widenChannel(kSwap, 2)];
+        d[2] = s[widenChannel(kExchange, 2)];
         d[3] = 0;
     }
 };
@@ -262,7 +263,7 @@ struct Planar420 {
     static void run(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width) {
         const int32_t rowPairs = height / 2, pairs = width / 2;
         if (rowPairs <= 0 || pairs <= 0) return;
-        const uint32_t n = static_cast<uint32_t>(height) * static_cast<uint32_t>(width);
+        const uint32_t n = pixels32(height, width);
         uint8_t* uPlane = dst + n;
         uint8_t* vPlane = uPlane + n / 4;
         const size_t w = static_cast<size_t>(width);
@@ -273,39 +274,40 @@ struct Planar420 {
             uint8_t* y1 = y0 + w;
             uint8_t* u = uPlane + static_cast<size_t>(j) * pairs;
             uint8_t* v = vPlane + static_cast<size_t>(j) * pairs;
-            int32_t i = 0;
-            for (; i + 8 <= pairs; i += 8) {
-                block8(r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i, v + i);
-            }
-            for (; i < pairs; ++i) block1(r0, r1, y0, y1, u, v, i);
+            eachStep<8>(
+                0, pairs, pairs,
+                [&](int32_t i) {
+                    block8(r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i, v + i);
+                },
+                [&](int32_t i, bool) { block1(r0, r1, y0, y1, u, v, i); });
         }
     }
 };
 
 }  // namespace
 
-void swapOuter(const uint8_t* src, uint8_t* dst, int32_t pixels) {
-    runUnits<Swap>(src, dst, pixels);
+void exchangeOuter(const uint8_t* src, uint8_t* dst, int32_t pixels) {
+    runUnits<Exchange>(src, dst, pixels);
 }
-void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool swap) {
-    if (swap) {
+void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange) {
+    if (exchange) {
         runUnits<Widen<true>>(src, dst, pixels);
     } else {
         runUnits<Widen<false>>(src, dst, pixels);
     }
 }
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb) {
-    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, int32_t) = {
+    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, ptrdiff_t) = {
         runUnits<Mono8<false>>, runUnits<Mono8<true>>};
     kByOrder[rgb](src, dst, pixels);
 }
 void encodeUyv(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb) {
-    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, int32_t) = {runUnits<Uyv<false>>,
-                                                                               runUnits<Uyv<true>>};
+    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, ptrdiff_t) = {
+        runUnits<Uyv<false>>, runUnits<Uyv<true>>};
     kByOrder[rgb](src, dst, pixels);
 }
 void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb) {
-    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, int32_t) = {
+    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, ptrdiff_t) = {
         runUnits<Yuv411<false>>, runUnits<Yuv411<true>>};
     kByOrder[rgb](src, dst, groups);
 }

@@ -1,13 +1,14 @@
 // The fifteen YUV decoding kernels. Each picks its channel order from the
 // target code (only the blue-first code counts) and runs one layout, formula
 // and writer; 4:2:0 kernels walk row pairs and share each chroma sample.
+#include "pixels.h"
 #include "tav.h"
 #include "yuv.h"
 
 namespace tav::cvt {
 namespace {
 
-using UnitsFn = void (*)(const uint8_t*, uint8_t*, int32_t);
+using UnitsFn = void (*)(const uint8_t*, uint8_t*, ptrdiff_t);
 
 // Unit kernels of layout L and formula F by output order: [red first, blue first].
 template <class L, class F, template <bool> class W>
@@ -57,21 +58,22 @@ struct PlanarRow {
 template <class F, class W, bool kStream, class C>
 void row420(const uint8_t* y, const C& c, uint8_t* d, int32_t pairs) {
     const __m128i zero = _mm_setzero_si128();
-    int32_t i = 0;
-    for (; i + 8 <= pairs; i += 8) {
-        const int32_t x = 2 * i;
-        __m128i u256, v256;
-        c.load8(i, u256, v256);
-        const typename F::Terms t = F::terms(u256, v256);
-        const __m128i a = simd::load(y + x);
-        decode16<F, W, kStream>(_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero), F::lo(t),
-                                F::hi(t), d + x * W::kBytes);
-    }
-    for (; i < pairs; ++i) {
-        for (int32_t x = 2 * i; x < 2 * i + 2; ++x) {
-            W::put(d + x * W::kBytes, F::pixel(y[x], c.u(i), c.v(i)));
-        }
-    }
+    eachStep<8>(
+        0, pairs, pairs,
+        [&](int32_t i) {
+            const int32_t x = 2 * i;
+            __m128i u256, v256;
+            c.load8(i, u256, v256);
+            const typename F::Terms t = F::terms(u256, v256);
+            const __m128i a = simd::load(y + x);
+            decode16<F, W, kStream>(_mm_unpacklo_epi8(a, zero), _mm_unpackhi_epi8(a, zero),
+                                    F::lo(t), F::hi(t), d + x * W::kBytes);
+        },
+        [&](int32_t i, bool) {
+            for (int32_t x = 2 * i; x < 2 * i + 2; ++x) {
+                W::put(d + x * W::kBytes, F::pixel(y[x], c.u(i), c.v(i)));
+            }
+        });
 }
 
 // Row pairs of a 4:2:0 frame; chromaRow(j) gives block row j's chroma.
@@ -95,7 +97,7 @@ void decode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, 
 
 template <class F, template <bool> class W>
 void nv12(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool bgr) {
-    const uint8_t* uv = src + static_cast<uint32_t>(height) * static_cast<uint32_t>(width);
+    const uint8_t* uv = src + pixels32(height, width);
     auto row = [=](int32_t j) { return Nv12Row{uv + static_cast<size_t>(j) * width}; };
     if (bgr) {
         decode420<F, W<true>>(src, dst, height, width, row);
@@ -165,7 +167,7 @@ int32_t YUV420SP_NV12ToRGBA8(const uint8_t* src, uint8_t* dst, int32_t height, i
 
 int32_t YUV420PToRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                       uint64_t target) {
-    const uint32_t n = static_cast<uint32_t>(height) * static_cast<uint32_t>(width);
+    const uint32_t n = tav::pixels32(height, width);
     const uint8_t* up = src + n;
     const uint8_t* vp = up + n / 4;
     // Block row j's chroma starts at (j x width) / 2.

@@ -26,10 +26,10 @@ bool acceptedOutput(uint64_t format) {
 extern "C" {
 
 int32_t tavCreate(TavContext** handle) {
-    if (handle == nullptr) return tav::fail(13, TAV_E_NULL_POINTER);
+    if (handle == nullptr) return tav::fail(tav::Site::kCreateNull, TAV_E_NULL_POINTER);
     *handle = nullptr;
     *handle = static_cast<TavContext*>(std::malloc(sizeof(TavContext)));
-    if (*handle == nullptr) return tav::fail(20, TAV_E_NO_MEMORY);
+    if (*handle == nullptr) return tav::fail(tav::Site::kCreateNoMemory, TAV_E_NO_MEMORY);
     (*handle)->reserved32 = 0;
     (*handle)->reserved64 = 0;
     tavInit(*handle);
@@ -47,7 +47,7 @@ void tavInit(TavContext* context) {
 }
 
 int32_t tavRelease(TavContext** handle) {
-    if (handle == nullptr) return tav::fail(41, TAV_E_NULL_POINTER);
+    if (handle == nullptr) return tav::fail(tav::Site::kReleaseNull, TAV_E_NULL_POINTER);
     TavContext* context = *handle;
     std::free(context->scratch.buffer);
     context->scratch.buffer = nullptr;
@@ -63,20 +63,20 @@ int32_t tavMemRealloc(TavScratch* scratch, int32_t size) {
     std::free(scratch->buffer);
     scratch->capacity = 0;
     scratch->buffer = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(size)));
-    if (scratch->buffer == nullptr) return tav::fail(42, TAV_E_NO_MEMORY);
+    if (scratch->buffer == nullptr) return tav::fail(tav::Site::kScratchNoMemory, TAV_E_NO_MEMORY);
     scratch->capacity = size;
     return TAV_OK;
 }
 
 int32_t tavDemosaicSetConfig(TavContext* context, const uint64_t* outputFormat) {
-    if (outputFormat == nullptr || context == nullptr) return tav::fail(70, TAV_E_NULL_POINTER);
-    if (!acceptedOutput(*outputFormat)) return tav::fail(74, TAV_E_PARAMETER);
+    if (outputFormat == nullptr || context == nullptr) return tav::fail(tav::Site::kSetConfigNull, TAV_E_NULL_POINTER);
+    if (!acceptedOutput(*outputFormat)) return tav::fail(tav::Site::kSetConfigFormat, TAV_E_PARAMETER);
     context->outputFormat = *outputFormat;
     return TAV_OK;
 }
 
 int32_t tavDemosaicGetConfig(const TavContext* context, uint64_t* outputFormat) {
-    if (context == nullptr || outputFormat == nullptr) return tav::fail(52, TAV_E_NULL_POINTER);
+    if (context == nullptr || outputFormat == nullptr) return tav::fail(tav::Site::kGetConfigNull, TAV_E_NULL_POINTER);
     *outputFormat = context->outputFormat;
     return TAV_OK;
 }

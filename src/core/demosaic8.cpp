@@ -1,53 +1,77 @@
 // The 8-bit demosaicing entry: checks, source mapping, scratch, normalisation.
 #include "dispatch8.h"
+#include "pixels.h"
 #include "report.h"
 
 namespace tav {
 namespace {
 
-// How a source reaches 8 bits: 0 already 8-bit, -1 packed (two samples in
-// three bytes), otherwise the right shift applied to a 16-bit container.
-enum : int32_t { kClass8 = 0, kClassPacked = -1 };
+// How a source reaches 8 bits: it is 8-bit already, packed (two samples in
+// three bytes), or 16-bit words shifted right by `shift`.
+enum class Narrowing { kNone, kPacked, kShift };
+
+struct Reduction {
+    Narrowing kind;
+    int32_t shift;  // kShift only
+};
+
+constexpr Reduction k8{Narrowing::kNone, 0}, kPacked{Narrowing::kPacked, 0};
+constexpr Reduction shiftBy(int32_t shift) {
+    return {Narrowing::kShift, shift};
+}
+
+// The class code demosaicDataInit reports: 0 for 8-bit, -1 for packed,
+// otherwise the shift.
+int32_t classCode(Reduction r) {
+    return r.kind == Narrowing::kNone ? 0 : r.kind == Narrowing::kPacked ? -1 : r.shift;
+}
 
 struct SourceFormat {
     uint32_t code;
     uint32_t format8;
-    int32_t normClass;
+    Reduction reduction;
 };
 
 constexpr SourceFormat kSources[] = {
-    {TAV_PF_MONO8, TAV_PF_MONO8, kClass8},
-    {TAV_PF_BAYER_GR8, TAV_PF_BAYER_GR8, kClass8},
-    {TAV_PF_BAYER_RG8, TAV_PF_BAYER_RG8, kClass8},
-    {TAV_PF_BAYER_GB8, TAV_PF_BAYER_GB8, kClass8},
-    {TAV_PF_BAYER_BG8, TAV_PF_BAYER_BG8, kClass8},
-    {TAV_PF_MONO10, TAV_PF_MONO8, 2},
-    {TAV_PF_BAYER_GR10, TAV_PF_BAYER_GR8, 2},
-    {TAV_PF_BAYER_RG10, TAV_PF_BAYER_RG8, 2},
-    {TAV_PF_BAYER_GB10, TAV_PF_BAYER_GB8, 2},
-    {TAV_PF_BAYER_BG10, TAV_PF_BAYER_BG8, 2},
-    {TAV_PF_MONO12, TAV_PF_MONO8, 4},
-    {TAV_PF_BAYER_GR12, TAV_PF_BAYER_GR8, 4},
-    {TAV_PF_BAYER_RG12, TAV_PF_BAYER_RG8, 4},
-    {TAV_PF_BAYER_GB12, TAV_PF_BAYER_GB8, 4},
-    {TAV_PF_BAYER_BG12, TAV_PF_BAYER_BG8, 4},
-    {TAV_PF_MONO14, TAV_PF_MONO8, 6},
-    {TAV_PF_MONO16, TAV_PF_MONO8, 8},
-    {TAV_PF_BAYER_GR16, TAV_PF_BAYER_GR8, 8},
-    {TAV_PF_BAYER_RG16, TAV_PF_BAYER_RG8, 8},
-    {TAV_PF_BAYER_GB16, TAV_PF_BAYER_GB8, 8},
-    {TAV_PF_BAYER_BG16, TAV_PF_BAYER_BG8, 8},
-    {TAV_PF_MONO10_PACKED, TAV_PF_MONO8, kClassPacked},
-    {TAV_PF_MONO12_PACKED, TAV_PF_MONO8, kClassPacked},
-    {TAV_PF_BAYER_GR10_PACKED, TAV_PF_BAYER_GR8, kClassPacked},
-    {TAV_PF_BAYER_RG10_PACKED, TAV_PF_BAYER_RG8, kClassPacked},
-    {TAV_PF_BAYER_GB10_PACKED, TAV_PF_BAYER_GB8, kClassPacked},
-    {TAV_PF_BAYER_BG10_PACKED, TAV_PF_BAYER_BG8, kClassPacked},
-    {TAV_PF_BAYER_GR12_PACKED, TAV_PF_BAYER_GR8, kClassPacked},
-    {TAV_PF_BAYER_RG12_PACKED, TAV_PF_BAYER_RG8, kClassPacked},
-    {TAV_PF_BAYER_GB12_PACKED, TAV_PF_BAYER_GB8, kClassPacked},
-    {TAV_PF_BAYER_BG12_PACKED, TAV_PF_BAYER_BG8, kClassPacked},
+    {TAV_PF_MONO8, TAV_PF_MONO8, k8},
+    {TAV_PF_BAYER_GR8, TAV_PF_BAYER_GR8, k8},
+    {TAV_PF_BAYER_RG8, TAV_PF_BAYER_RG8, k8},
+    {TAV_PF_BAYER_GB8, TAV_PF_BAYER_GB8, k8},
+    {TAV_PF_BAYER_BG8, TAV_PF_BAYER_BG8, k8},
+    {TAV_PF_MONO10, TAV_PF_MONO8, shiftBy(2)},
+    {TAV_PF_BAYER_GR10, TAV_PF_BAYER_GR8, shiftBy(2)},
+    {TAV_PF_BAYER_RG10, TAV_PF_BAYER_RG8, shiftBy(2)},
+    {TAV_PF_BAYER_GB10, TAV_PF_BAYER_GB8, shiftBy(2)},
+    {TAV_PF_BAYER_BG10, TAV_PF_BAYER_BG8, shiftBy(2)},
+    {TAV_PF_MONO12, TAV_PF_MONO8, shiftBy(4)},
+    {TAV_PF_BAYER_GR12, TAV_PF_BAYER_GR8, shiftBy(4)},
+    {TAV_PF_BAYER_RG12, TAV_PF_BAYER_RG8, shiftBy(4)},
+    {TAV_PF_BAYER_GB12, TAV_PF_BAYER_GB8, shiftBy(4)},
+    {TAV_PF_BAYER_BG12, TAV_PF_BAYER_BG8, shiftBy(4)},
+    {TAV_PF_MONO14, TAV_PF_MONO8, shiftBy(6)},
+    {TAV_PF_MONO16, TAV_PF_MONO8, shiftBy(8)},
+    {TAV_PF_BAYER_GR16, TAV_PF_BAYER_GR8, shiftBy(8)},
+    {TAV_PF_BAYER_RG16, TAV_PF_BAYER_RG8, shiftBy(8)},
+    {TAV_PF_BAYER_GB16, TAV_PF_BAYER_GB8, shiftBy(8)},
+    {TAV_PF_BAYER_BG16, TAV_PF_BAYER_BG8, shiftBy(8)},
+    {TAV_PF_MONO10_PACKED, TAV_PF_MONO8, kPacked},
+    {TAV_PF_MONO12_PACKED, TAV_PF_MONO8, kPacked},
+    {TAV_PF_BAYER_GR10_PACKED, TAV_PF_BAYER_GR8, kPacked},
+    {TAV_PF_BAYER_RG10_PACKED, TAV_PF_BAYER_RG8, kPacked},
+    {TAV_PF_BAYER_GB10_PACKED, TAV_PF_BAYER_GB8, kPacked},
+    {TAV_PF_BAYER_BG10_PACKED, TAV_PF_BAYER_BG8, kPacked},
+    {TAV_PF_BAYER_GR12_PACKED, TAV_PF_BAYER_GR8, kPacked},
+    {TAV_PF_BAYER_RG12_PACKED, TAV_PF_BAYER_RG8, kPacked},
+    {TAV_PF_BAYER_GB12_PACKED, TAV_PF_BAYER_GB8, kPacked},
+    {TAV_PF_BAYER_BG12_PACKED, TAV_PF_BAYER_BG8, kPacked},
 };
+
+const SourceFormat* findSource(uint32_t code) {
+    for (const SourceFormat& f : kSources) {
+        if (f.code == code) return &f;
+    }
+    return nullptr;
+}
 
 using FamilyEntry = int32_t (*)(const uint8_t*, uint8_t*, int32_t, int32_t, uint64_t, uint32_t,
                                 uint8_t*);
@@ -66,10 +90,10 @@ constexpr Family kFamilies[] = {
 
 // Sizes are computed in 32-bit arithmetic; frames whose scratch size does not
 // fit are outside the supported range.
-int32_t scratchSize(int32_t height, int32_t width, int32_t normClass) {
+int32_t scratchSize(int32_t height, int32_t width, Narrowing kind) {
     const uint32_t w = static_cast<uint32_t>(width);
     const uint32_t bytes =
-        normClass == kClass8 ? w + 64 : (static_cast<uint32_t>(height) + 1) * w + 64;
+        kind == Narrowing::kNone ? w + 64 : (static_cast<uint32_t>(height) + 1) * w + 64;
     return static_cast<int32_t>(bytes);
 }
 
@@ -84,54 +108,55 @@ extern "C" {
 
 int32_t demosaicDataInit(const TavImage* src, const TavContext* /*context*/, uint32_t* format8,
                          int32_t* normClass) {
-    for (const tav::SourceFormat& f : tav::kSources) {
-        if (f.code == src->pixelFormat) {
-            *format8 = f.format8;
-            *normClass = f.normClass;
-            return TAV_OK;
-        }
-    }
-    return TAV_E_PIXEL_FORMAT;
+    const tav::SourceFormat* f = tav::findSource(src->pixelFormat);
+    if (f == nullptr) return TAV_E_PIXEL_FORMAT;
+    *format8 = f->format8;
+    *normClass = tav::classCode(f->reduction);
+    return TAV_OK;
 }
 
 int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavImage* dst) {
     using tav::fail;
-    if (context == nullptr || src == nullptr || dst == nullptr) return fail(94, TAV_E_NULL_POINTER);
-    if (src->data == nullptr || dst->data == nullptr) return fail(95, TAV_E_NULL_POINTER);
+    if (context == nullptr || src == nullptr || dst == nullptr)
+        return fail(tav::Site::kDemosaicNull, TAV_E_NULL_POINTER);
+    if (src->data == nullptr || dst->data == nullptr)
+        return fail(tav::Site::kDemosaicNullData, TAV_E_NULL_POINTER);
     const int32_t height = src->height, width = src->width, pitch = src->pitch;
-    if (height <= 3 || pitch <= 3 || width <= 3) return fail(96, TAV_E_IMAGE_SIZE);
-    const int32_t pixels =
-        static_cast<int32_t>(static_cast<uint32_t>(width) * static_cast<uint32_t>(height));
-    if (pixels < 0) return fail(104, TAV_E_IMAGE_SIZE);
+    if (height <= 3 || pitch <= 3 || width <= 3)
+        return fail(tav::Site::kDemosaicSize, TAV_E_IMAGE_SIZE);
+    const int32_t pixels = tav::pixelCount(height, width);
+    if (pixels < 0) return fail(tav::Site::kDemosaicPixels, TAV_E_IMAGE_SIZE);
 
-    uint32_t format8 = 0;
-    int32_t normClass = 0;
-    const int32_t mapped = demosaicDataInit(src, context, &format8, &normClass);
-    if (mapped != TAV_OK) return fail(110, mapped);
+    const tav::SourceFormat* source = tav::findSource(src->pixelFormat);
+    if (source == nullptr) return fail(tav::Site::kDemosaicFormat, TAV_E_PIXEL_FORMAT);
+    const uint32_t format8 = source->format8;
+    const tav::Reduction reduction = source->reduction;
+    const bool wide = reduction.kind != tav::Narrowing::kNone;
 
     TavScratch& scratch = context->scratch;
-    if (tavMemRealloc(&scratch, tav::scratchSize(height, width, normClass)) != TAV_OK) {
-        return fail(normClass == tav::kClass8 ? 115 : 119, TAV_E_NO_MEMORY);
+    if (tavMemRealloc(&scratch, tav::scratchSize(height, width, reduction.kind)) != TAV_OK) {
+        return fail(wide ? tav::Site::kDemosaicScratchWide : tav::Site::kDemosaicScratch8,
+                    TAV_E_NO_MEMORY);
     }
 
     const uint8_t* image = src->data;
     uint8_t* work = scratch.buffer;
-    if (normClass == tav::kClass8) {
+    if (!wide) {
         if (pitch != width) u8Tou8(src->data, height, width, pitch, src->data);
     } else {
         uint8_t* aligned = tav::align16(scratch.buffer);
-        if (normClass == tav::kClassPacked) {
+        if (reduction.kind == tav::Narrowing::kPacked) {
             if (pitch == int64_t{width} + (width >> 1)) {
                 unpacked_old(src->data, height, width, aligned);
             } else {
                 unpacked(src->data, height, width, pitch, aligned);
             }
         } else {
-            const uint16_t* wide = reinterpret_cast<const uint16_t*>(src->data);
+            const uint16_t* words = reinterpret_cast<const uint16_t*>(src->data);
             if (pitch == 2 * int64_t{width}) {
-                u16Tou8_old(wide, height, width, normClass, aligned);
+                u16Tou8_old(words, height, width, reduction.shift, aligned);
             } else {
-                u16Tou8(wide, height, width, pitch, normClass, aligned);
+                u16Tou8(words, height, width, pitch, reduction.shift, aligned);
             }
         }
         image = aligned;

@@ -3,7 +3,9 @@
 #include <cstring>
 
 #include "dispatch8.h"
-#include "simd.h"
+#include "luma.h"
+#include "rows.h"
+#include "shuffle.h"
 
 namespace tav {
 
@@ -30,18 +32,16 @@ int output8Index(uint64_t format) {
 
 namespace {
 
-constexpr uint32_t kLumaWeights[2][3] = {{77, 150, 29}, {29, 150, 77}};
-
 int32_t runRoute(const Route8& r, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                  uint8_t* work) {
     const ptrdiff_t n = static_cast<ptrdiff_t>(width) * height;
-    uint8_t* first = r.reversed ? dst + 2 * n : dst;
-    uint8_t* third = r.reversed ? dst : dst + 2 * n;
-    if (r.flagged) return r.flagged(src, height, width, dst, r.flag);
+    uint8_t* first = r.exchange ? dst + 2 * n : dst;
+    uint8_t* third = r.exchange ? dst : dst + 2 * n;
+    if (r.exchanging) return r.exchanging(src, height, width, dst, r.exchange);
     if (r.plain) return r.plain(src, height, width, dst);
     if (r.planar) return r.planar(src, height, width, first, dst + n, third);
-    if (r.weighted) return r.weighted(src, height, width, kLumaWeights[r.reversed], dst);
-    if (r.work) return r.work(src, height, width, dst, r.flag, work);
+    if (r.weighted) return r.weighted(src, height, width, kLumaWeights[r.exchange], dst);
+    if (r.work) return r.work(src, height, width, dst, r.exchange, work);
     if (r.workPlanar) return r.workPlanar(src, height, width, first, dst + n, third, work);
     return TAV_E_PARAMETER;
 }
@@ -57,47 +57,37 @@ int32_t convert8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, 
     return runRoute((*kMethods[method])[phase][out], src, dst, height, width, work);
 }
 
-// ---- Mono8 replication: 16 source bytes per vector step, the rest one by one.
+// ---- Mono8 replication: grey into the three colour bytes, alpha 0; 16 source
+// bytes a vector block.
 
-template <bool kStream>
-void replicate3(const uint8_t* src, uint8_t* dst, ptrdiff_t n) {
-    const __m128i m0 = _mm_setr_epi8(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5);
-    const __m128i m1 = _mm_setr_epi8(5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10);
-    const __m128i m2 =
-        _mm_setr_epi8(10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15);
-    ptrdiff_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i g = simd::load(src + i);
-        uint8_t* d = dst + 3 * i;
-        simd::store<kStream>(d, _mm_shuffle_epi8(g, m0));
-        simd::store<kStream>(d + 16, _mm_shuffle_epi8(g, m1));
-        simd::store<kStream>(d + 32, _mm_shuffle_epi8(g, m2));
-    }
-    for (; i < n; ++i) dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = src[i];
+// Byte j of output vector kPart: pixel b / kBytes for b = 16 kPart + j, or
+// zero for the alpha byte.
+template <int kBytes, int kPart>
+constexpr simd::Mask16 replicateMask() {
+    return simd::mask16([](int j) {
+        const int b = 16 * kPart + j;
+        return b % kBytes == 3 ? -1 : b / kBytes;
+    });
 }
 
-template <bool kStream>
-void replicate4(const uint8_t* src, uint8_t* dst, ptrdiff_t n) {
-    // A negative shuffle index yields the zero alpha byte.
-    const __m128i m0 = _mm_setr_epi8(0, 0, 0, -1, 1, 1, 1, -1, 2, 2, 2, -1, 3, 3, 3, -1);
-    const __m128i step = _mm_setr_epi8(4, 4, 4, 0, 4, 4, 4, 0, 4, 4, 4, 0, 4, 4, 4, 0);
-    const __m128i m1 = _mm_add_epi8(m0, step);
-    const __m128i m2 = _mm_add_epi8(m1, step);
-    const __m128i m3 = _mm_add_epi8(m2, step);
-    ptrdiff_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m128i g = simd::load(src + i);
-        uint8_t* d = dst + 4 * i;
-        simd::store<kStream>(d, _mm_shuffle_epi8(g, m0));
-        simd::store<kStream>(d + 16, _mm_shuffle_epi8(g, m1));
-        simd::store<kStream>(d + 32, _mm_shuffle_epi8(g, m2));
-        simd::store<kStream>(d + 48, _mm_shuffle_epi8(g, m3));
+template <int kBytes>
+struct Replicate {
+    static constexpr int kUnits = 16, kIn = 1, kOut = kBytes;
+    static constexpr simd::Mask16 kMasks[4] = {
+        replicateMask<kBytes, 0>(), replicateMask<kBytes, 1>(), replicateMask<kBytes, 2>(),
+        replicateMask<kBytes, 3>()};
+    template <bool kStream>
+    static void block(const uint8_t* s, uint8_t* d) {
+        const __m128i g = simd::load(s);
+        for (int part = 0; part < kBytes; ++part) {
+            simd::store<kStream>(d + 16 * part, simd::shuffle(g, kMasks[part]));
+        }
     }
-    for (; i < n; ++i) {
-        dst[4 * i] = dst[4 * i + 1] = dst[4 * i + 2] = src[i];
-        dst[4 * i + 3] = 0;
+    static void unit(const uint8_t* s, uint8_t* d) {
+        d[0] = d[1] = d[2] = s[0];
+        if constexpr (kBytes == 4) d[3] = 0;
     }
-}
+};
 
 }  // namespace
 }  // namespace tav
@@ -133,9 +123,7 @@ int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t w
             return TAV_OK;
         case tav::kOutRgb8:
         case tav::kOutBgr8:
-            tav::simd::withStorePolicy(dst, 3 * static_cast<size_t>(n), [&](auto stream) {
-                tav::replicate3<decltype(stream)::value>(src, dst, n);
-            });
+            tav::runUnits<tav::Replicate<3>>(src, dst, n);
             return TAV_OK;
         case tav::kOutRgbPlanar:
         case tav::kOutBgrPlanar:
@@ -145,9 +133,7 @@ int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t w
             return TAV_OK;
         case tav::kOutRgba8:
         case tav::kOutBgra8:
-            tav::simd::withStorePolicy(dst, 4 * static_cast<size_t>(n), [&](auto stream) {
-                tav::replicate4<decltype(stream)::value>(src, dst, n);
-            });
+            tav::runUnits<tav::Replicate<4>>(src, dst, n);
             return TAV_OK;
         default:
             return TAV_E_PARAMETER;

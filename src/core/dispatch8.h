@@ -1,6 +1,6 @@
 // Dispatch data of the 8-bit demosaicing entry: which kernel runs for a Bayer
-// phase, an output format and a method, with which exchange flag, plane order
-// or luma weights.
+// phase, an output format and a method, and whether red and blue are
+// exchanged (kernel argument, plane order or luma weights).
 #pragma once
 
 #include <cstdint>
@@ -25,37 +25,38 @@ enum Output8 : int {
 // Index of an 8-bit demosaic output format, -1 if the entry does not produce it.
 int output8Index(uint64_t format);
 
-// Kernel shapes, by their argument lists.
-using FlaggedKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                                  uint32_t flag);
+// Kernel shapes, by their argument lists. `exchange` 1 exchanges red and blue.
+using ExchangeKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                   uint32_t exchange);
 using PlainKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
 using PlanarKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                                  uint8_t* second, uint8_t* third);
 using WeightedKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width,
                                    const uint32_t* weights, uint8_t* dst);
 using WorkKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                               uint32_t flag, uint8_t* work);
+                               uint32_t exchange, uint8_t* work);
 using WorkPlanarKernel = int32_t (*)(const uint8_t* src, int32_t height, int32_t width,
                                      uint8_t* first, uint8_t* second, uint8_t* third,
                                      uint8_t* work);
 
 // One cell of a dispatch table. At most one kernel pointer is set; a cell with
-// none is a method whose kernels the library does not have.
+// none is a method whose kernels the library does not have. `exchange` goes to
+// the kernel as its argument, or gives planes (2N, N, 0) instead of (0, N, 2N),
+// or the luma weights 29, 150, 77.
 struct Route8 {
-    FlaggedKernel flagged = nullptr;
+    ExchangeKernel exchanging = nullptr;
     PlainKernel plain = nullptr;
     PlanarKernel planar = nullptr;
     WeightedKernel weighted = nullptr;
     WorkKernel work = nullptr;
     WorkPlanarKernel workPlanar = nullptr;
-    uint32_t flag = 0;
-    bool reversed = false;  // planes passed (2N, N, 0), or luma weights 29, 150, 77
+    uint32_t exchange = 0;
 };
 
-constexpr Route8 flagged(FlaggedKernel k, uint32_t flag) {
+constexpr Route8 exchanging(ExchangeKernel k, uint32_t exchange) {
     Route8 r;
-    r.flagged = k;
-    r.flag = flag;
+    r.exchanging = k;
+    r.exchange = exchange;
     return r;
 }
 constexpr Route8 plain(PlainKernel k) {
@@ -63,28 +64,28 @@ constexpr Route8 plain(PlainKernel k) {
     r.plain = k;
     return r;
 }
-constexpr Route8 planar(PlanarKernel k, bool reversed) {
+constexpr Route8 planar(PlanarKernel k, uint32_t exchange) {
     Route8 r;
     r.planar = k;
-    r.reversed = reversed;
+    r.exchange = exchange;
     return r;
 }
-constexpr Route8 weighted(WeightedKernel k, bool reversed) {
+constexpr Route8 weighted(WeightedKernel k, uint32_t exchange) {
     Route8 r;
     r.weighted = k;
-    r.reversed = reversed;
+    r.exchange = exchange;
     return r;
 }
-constexpr Route8 withWork(WorkKernel k, uint32_t flag) {
+constexpr Route8 withWork(WorkKernel k, uint32_t exchange) {
     Route8 r;
     r.work = k;
-    r.flag = flag;
+    r.exchange = exchange;
     return r;
 }
-constexpr Route8 withWork(WorkPlanarKernel k, bool reversed) {
+constexpr Route8 withWork(WorkPlanarKernel k, uint32_t exchange) {
     Route8 r;
     r.workPlanar = k;
-    r.reversed = reversed;
+    r.exchange = exchange;
     return r;
 }
 

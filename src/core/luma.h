@@ -1,4 +1,4 @@
-// Luma of a demosaiced pixel: (77 R + 150 G + 29 B + 128) >> 8. The reversed
+// Luma of a demosaiced pixel: (77 R + 150 G + 29 B + 128) >> 8. The exchanged
 // weights serve a mosaic whose red and blue sites are exchanged.
 #pragma once
 

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "level.h"
 #include "simd.h"
@@ -17,11 +18,12 @@ namespace tav {
 // kOne columns. `inStep` tells whether x lies where a vector step would have
 // run, for kernels whose vector extent shows in the output (saturation,
 // written alpha); it is the same at every level. Returns nothing: the span is
-// done.
-template <int32_t kStep, int32_t kOne = 1, typename Step, typename One>
-inline void eachStep(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
-    const int32_t steps = stepEnd - x >= kStep ? (stepEnd - x) / kStep : 0;
-    const int32_t covered = x + steps * kStep;
+// done. The index has x's type: int32_t for rows, ptrdiff_t for whole frames.
+template <int32_t kStep, int32_t kOne = 1, typename I, typename Step, typename One>
+inline void eachStep(I x, std::common_type_t<I> stepEnd, std::common_type_t<I> end, Step&& step,
+                     One&& one) {
+    const I steps = stepEnd - x >= kStep ? (stepEnd - x) / kStep : 0;
+    const I covered = x + steps * kStep;
     if (vectorLevel()) {
         for (; x < covered; x += kStep) step(x);
     }
@@ -35,7 +37,7 @@ inline void eachStep(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&&
 //   block<kStream>(s, d, args...)   kUnits units
 //   unit(s, d, args...)             one unit
 template <typename K, typename... A>
-void runUnits(const uint8_t* src, uint8_t* dst, int32_t units, A... args) {
+void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
     if (units <= 0) return;
     const size_t n = static_cast<size_t>(units);
     const size_t bulk = vectorLevel() ? n / K::kUnits * K::kUnits : 0;
