@@ -1,8 +1,9 @@
 // Lens-shading application. It runs on every frame, so the bulk is vectorised;
 // the vector steps give exactly the results of correct8/correct16 (lsc.h),
-// which the scalar tails call.
+// which the scalar tails and the scalar level call.
 #include "lsc.h"
 #include "report.h"
+#include "rows.h"
 #include "simd.h"
 #include "tav.h"
 
@@ -108,82 +109,60 @@ inline __m128i correct16x8(__m128i s, const Lanes16& c, __m128i maxv) {
     return _mm_min_epu16(scaled(d, c.gain.lo, dhi), maxv);
 }
 
-// ---- row functions: vector bulk, return how many samples (or cells) they did
+// ---- kernels: one vector step over whole samples (mode 1) or cells (mode 0),
+// and the per-sample rule of lsc.h, which the scalar level runs alone
 
-template <bool kStream>
-ptrdiff_t run8(const uint8_t* s, uint8_t* d, const uint32_t* w, ptrdiff_t count) {
-    ptrdiff_t i = 0;
-    for (; i + 16 <= count; i += 16) {
-        const Coefs a = inOrder(load(w + i), load(w + i + 4));
-        const Coefs b = inOrder(load(w + i + 8), load(w + i + 12));
+struct Lsc8 {
+    static constexpr int32_t kSamples = 16, kCells = 8;
+
+    template <bool kStream>
+    void samples(const uint8_t* s, uint8_t* d, const uint32_t* w) const {
+        const Coefs a = inOrder(load(w), load(w + 4));
+        const Coefs b = inOrder(load(w + 8), load(w + 12));
         const __m128i off = _mm_packus_epi16(offsets8(a.off12), offsets8(b.off12));
-        store<kStream>(d + i, correct8x16(load(s + i), off, a.gain, b.gain));
+        store<kStream>(d, correct8x16(load(s), off, a.gain, b.gain));
     }
-    return i;
-}
 
-template <bool kStream>
-ptrdiff_t run16(const uint16_t* s, uint16_t* d, const uint32_t* w, ptrdiff_t count, uint32_t bits) {
-    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(12 - bits));
-    const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
-    ptrdiff_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        const Lanes16 c = lanes16(inOrder(load(w + i), load(w + i + 4)), shift);
-        store<kStream>(d + i, correct16x8(load(s + i), c, maxv));
-    }
-    return i;
-}
-
-// Two rows of Bayer cells, 8 cells (16 samples a row) per step.
-template <bool kStream>
-int32_t cells8(const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1, const uint32_t* w,
-               int32_t cells) {
-    int32_t c = 0;
-    for (; c + 8 <= cells; c += 8) {
-        const __m128i w0 = load(w + c), w1 = load(w + c + 4);
+    // Two rows of 16 samples; each word serves a 2x2 cell.
+    template <bool kStream>
+    void cells(const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1,
+               const uint32_t* w) const {
+        const __m128i w0 = load(w), w1 = load(w + 4);
         const Gains a = paired(w0).gain, b = paired(w1).gain;
         const __m128i off = pairBytes(offsets8(offsetsInOrder(w0, w1)));
-        const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
-        store<kStream>(d0 + 2 * c, correct8x16(top, off, a, b));
-        store<kStream>(d1 + 2 * c, correct8x16(bottom, off, a, b));
+        store<kStream>(d0, correct8x16(load(s0), off, a, b));
+        store<kStream>(d1, correct8x16(load(s1), off, a, b));
     }
-    return c;
-}
 
-// 4 cells (8 samples a row) per step.
-template <bool kStream>
-int32_t cells16(const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* d1,
-                const uint32_t* w, int32_t cells, uint32_t bits) {
-    const __m128i shift = _mm_cvtsi32_si128(static_cast<int>(12 - bits));
-    const __m128i maxv = _mm_set1_epi16(static_cast<int16_t>((1 << bits) - 1));
-    int32_t c = 0;
-    for (; c + 4 <= cells; c += 4) {
-        const Lanes16 k = lanes16(paired(load(w + c)), shift);
-        const __m128i top = load(s0 + 2 * c), bottom = load(s1 + 2 * c);
-        store<kStream>(d0 + 2 * c, correct16x8(top, k, maxv));
-        store<kStream>(d1 + 2 * c, correct16x8(bottom, k, maxv));
+    uint8_t one(uint8_t s, uint32_t w) const { return correct8(s, w); }
+};
+
+struct Lsc16 {
+    static constexpr int32_t kSamples = 8, kCells = 4;
+    uint32_t bits;
+    __m128i shift, maxv;
+
+    explicit Lsc16(uint32_t depth)
+        : bits(depth),
+          shift(_mm_cvtsi32_si128(static_cast<int>(12 - depth))),
+          maxv(_mm_set1_epi16(static_cast<int16_t>((1 << depth) - 1))) {}
+
+    template <bool kStream>
+    void samples(const uint16_t* s, uint16_t* d, const uint32_t* w) const {
+        const Lanes16 c = lanes16(inOrder(load(w), load(w + 4)), shift);
+        store<kStream>(d, correct16x8(load(s), c, maxv));
     }
-    return c;
-}
 
-// ---- scalar continuations
-
-template <typename T, typename F>
-void runC(const T* s, T* d, const uint32_t* w, ptrdiff_t from, ptrdiff_t count, F f) {
-    for (ptrdiff_t i = from; i < count; ++i) d[i] = f(s[i], w[i]);
-}
-
-template <typename T, typename F>
-void cellsC(const T* s0, const T* s1, T* d0, T* d1, const uint32_t* w, int32_t from, int32_t cells,
-            F f) {
-    for (int32_t c = from; c < cells; ++c) {
-        const int32_t x = 2 * c;
-        d0[x] = f(s0[x], w[c]);
-        d0[x + 1] = f(s0[x + 1], w[c]);
-        d1[x] = f(s1[x], w[c]);
-        d1[x + 1] = f(s1[x + 1], w[c]);
+    template <bool kStream>
+    void cells(const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* d1,
+               const uint32_t* w) const {
+        const Lanes16 k = lanes16(paired(load(w)), shift);
+        store<kStream>(d0, correct16x8(load(s0), k, maxv));
+        store<kStream>(d1, correct16x8(load(s1), k, maxv));
     }
-}
+
+    uint16_t one(uint16_t s, uint32_t w) const { return correct16(s, w, bits); }
+};
 
 // ---- frames
 
@@ -192,14 +171,22 @@ size_t streamBytes(int32_t width, size_t sampleBytes, size_t outputBytes) {
     return (static_cast<size_t>(width) * sampleBytes) % 16 == 0 ? outputBytes : 0;
 }
 
-template <typename T, typename Run, typename Cells, typename F>
-void correctFrame(const T* src, T* dst, uint32_t mode, const uint32_t* w, int32_t height,
-                  int32_t width, Run run, Cells cellRows, F f) {
+// Mode 1 walks the frame as one span of samples, mode 0 each row pair as a
+// span of cells.
+template <typename K, typename T>
+void correctFrame(const K& k, const T* src, T* dst, uint32_t mode, const uint32_t* w,
+                  int32_t height, int32_t width) {
     const size_t bytes = static_cast<size_t>(height) * static_cast<size_t>(width) * sizeof(T);
     if (mode == 1) {
         const ptrdiff_t n = static_cast<ptrdiff_t>(height) * width;
-        simd::withStorePolicy(
-            dst, bytes, [&](auto stream) { runC(src, dst, w, run(stream, src, dst, w, n), n, f); });
+        simd::withStorePolicy(dst, bytes, [&](auto stream) {
+            eachStep<K::kSamples>(
+                ptrdiff_t{0}, n, n,
+                [&](ptrdiff_t i) {
+                    k.template samples<decltype(stream)::value>(src + i, dst + i, w + i);
+                },
+                [&](ptrdiff_t i, bool) { dst[i] = k.one(src[i], w[i]); });
+        });
         return;
     }
     const int32_t cells = width / 2;
@@ -211,7 +198,20 @@ void correctFrame(const T* src, T* dst, uint32_t mode, const uint32_t* w, int32_
             T* d0 = dst + top;
             T* d1 = d0 + width;
             const uint32_t* row = w + static_cast<ptrdiff_t>(j) * cells;
-            cellsC(s0, s1, d0, d1, row, cellRows(stream, s0, s1, d0, d1, row, cells), cells, f);
+            eachStep<K::kCells>(
+                0, cells, cells,
+                [&](int32_t c) {
+                    const int32_t x = 2 * c;
+                    k.template cells<decltype(stream)::value>(s0 + x, s1 + x, d0 + x, d1 + x,
+                                                              row + c);
+                },
+                [&](int32_t c, bool) {
+                    const int32_t x = 2 * c;
+                    d0[x] = k.one(s0[x], row[c]);
+                    d0[x + 1] = k.one(s0[x + 1], row[c]);
+                    d1[x] = k.one(s1[x], row[c]);
+                    d1[x + 1] = k.one(s1[x + 1], row[c]);
+                });
         }
     });
 }
@@ -242,16 +242,7 @@ int32_t LSCcorrect8_2x2(const uint8_t* src, uint8_t* dst, uint32_t mode,
     namespace lsc = tav::lsc;
     if (mode > 1) return TAV_E_PARAMETER;
     if (height <= 0 || width <= 0) return TAV_OK;
-    lsc::correctFrame(
-        src, dst, mode, coefficients, height, width,
-        [](auto stream, const uint8_t* s, uint8_t* d, const uint32_t* w, ptrdiff_t n) {
-            return lsc::run8<decltype(stream)::value>(s, d, w, n);
-        },
-        [](auto stream, const uint8_t* s0, const uint8_t* s1, uint8_t* d0, uint8_t* d1,
-           const uint32_t* w, int32_t cells) {
-            return lsc::cells8<decltype(stream)::value>(s0, s1, d0, d1, w, cells);
-        },
-        [](uint8_t s, uint32_t w) { return lsc::correct8(s, w); });
+    lsc::correctFrame(lsc::Lsc8{}, src, dst, mode, coefficients, height, width);
     return TAV_OK;
 }
 
@@ -261,17 +252,8 @@ int32_t LSCcorrect16_2x2(const uint16_t* src, uint16_t* dst, uint32_t mode,
     namespace lsc = tav::lsc;
     if (mode > 1 || bits < 1 || bits > 12) return TAV_E_PARAMETER;
     if (height <= 0 || width <= 0) return TAV_OK;
-    const uint32_t depth = static_cast<uint32_t>(bits);
-    lsc::correctFrame(
-        src, dst, mode, coefficients, height, width,
-        [depth](auto stream, const uint16_t* s, uint16_t* d, const uint32_t* w, ptrdiff_t n) {
-            return lsc::run16<decltype(stream)::value>(s, d, w, n, depth);
-        },
-        [depth](auto stream, const uint16_t* s0, const uint16_t* s1, uint16_t* d0, uint16_t* d1,
-                const uint32_t* w, int32_t cells) {
-            return lsc::cells16<decltype(stream)::value>(s0, s1, d0, d1, w, cells, depth);
-        },
-        [depth](uint16_t s, uint32_t w) { return lsc::correct16(s, w, depth); });
+    lsc::correctFrame(lsc::Lsc16(static_cast<uint32_t>(bits)), src, dst, mode, coefficients, height,
+                      width);
     return TAV_OK;
 }
 
@@ -279,16 +261,16 @@ int32_t tavLSCorrection(const TavImage* src, const TavImage* dst,
                         const TavLscParameter* parameter) {
     using tav::fail;
     if (src == nullptr || dst == nullptr || parameter == nullptr) {
-        return fail(692, TAV_E_NULL_POINTER);
+        return fail(tav::Site::kCorrectNull, TAV_E_NULL_POINTER);
     }
-    if (src->data == nullptr || dst->data == nullptr) return fail(693, TAV_E_NULL_POINTER);
-    if (parameter->mode > 1) return fail(694, TAV_E_NULL_POINTER);
+    if (src->data == nullptr || dst->data == nullptr) return fail(tav::Site::kCorrectNullData, TAV_E_NULL_POINTER);
+    if (parameter->mode > 1) return fail(tav::Site::kCorrectMode, TAV_E_NULL_POINTER);
     const int32_t height = src->height, width = src->width;
     if (parameter->height != static_cast<uint32_t>(height) ||
         parameter->width != static_cast<uint32_t>(width)) {
-        return fail(695, TAV_E_IMAGE_SIZE);
+        return fail(tav::Site::kCorrectTable, TAV_E_IMAGE_SIZE);
     }
-    if (dst->height != height || dst->width != width) return fail(696, TAV_E_IMAGE_SIZE);
+    if (dst->height != height || dst->width != width) return fail(tav::Site::kCorrectDestination, TAV_E_IMAGE_SIZE);
 
     const int32_t bits = getBits(src->pixelFormat);
     if (bits == 8) {

@@ -118,12 +118,12 @@ int32_t tavGetLSCParameter(const TavLscInput* input, TavLscParameter* parameter)
     using tav::fail;
     if (input == nullptr || input->dark == nullptr || input->grey == nullptr ||
         parameter == nullptr) {
-        return fail(598, TAV_E_NULL_POINTER);
+        return fail(tav::Site::kLscNull, TAV_E_NULL_POINTER);
     }
-    if (input->mode > 1) return fail(599, TAV_E_PARAMETER);
+    if (input->mode > 1) return fail(tav::Site::kLscMode, TAV_E_PARAMETER);
     const int32_t height = input->height, width = input->width;
-    if (height <= 31 || width <= 31) return fail(600, TAV_E_IMAGE_SIZE);
-    if ((height & 1) || (width & 1)) return fail(601, TAV_E_IMAGE_SIZE);
+    if (height <= 31 || width <= 31) return fail(tav::Site::kLscSize, TAV_E_IMAGE_SIZE);
+    if ((height & 1) || (width & 1)) return fail(tav::Site::kLscOdd, TAV_E_IMAGE_SIZE);
 
     int32_t rc;
     if (input->mode == 1) {
@@ -153,15 +153,15 @@ int32_t tavGetLSCParameter(const TavLscInput* input, TavLscParameter* parameter)
 int32_t tavGetBasicLSCParameter(const TavBasicLscInput* input, uint8_t* table) {
     using tav::fail;
     if (input == nullptr || table == nullptr || input->grey == nullptr) {
-        return fail(501, TAV_E_NULL_POINTER);
+        return fail(tav::Site::kBasicLscNull, TAV_E_NULL_POINTER);
     }
-    if (input->mode > 1) return fail(502, TAV_E_PARAMETER);
+    if (input->mode > 1) return fail(tav::Site::kBasicLscMode, TAV_E_PARAMETER);
     const int32_t height = input->height, width = input->width;
-    if (height <= 31 || width <= 31) return fail(503, TAV_E_IMAGE_SIZE);
+    if (height <= 31 || width <= 31) return fail(tav::Site::kBasicLscSize, TAV_E_IMAGE_SIZE);
     const int32_t bits = input->bits;
-    if (bits != 10 && bits != 8 && bits != 12) return fail(504, TAV_E_PARAMETER);
-    if (input->blockWidth != 32 && input->blockWidth != 16) return fail(505, TAV_E_IMAGE_SIZE);
-    if (input->blockHeight != 16) return fail(505, TAV_E_IMAGE_SIZE);
+    if (bits != 10 && bits != 8 && bits != 12) return fail(tav::Site::kBasicLscBits, TAV_E_PARAMETER);
+    if (input->blockWidth != 32 && input->blockWidth != 16) return fail(tav::Site::kBasicLscBlockWidth, TAV_E_IMAGE_SIZE);
+    if (input->blockHeight != 16) return fail(tav::Site::kBasicLscBlockHeight, TAV_E_IMAGE_SIZE);
 
     const int32_t rows = height >> 4, columns = width / input->blockWidth;
     const size_t n = static_cast<size_t>(rows) * static_cast<size_t>(columns);
