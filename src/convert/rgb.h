@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "luma.h"
 #include "rows.h"
 #include "shuffle.h"
 #include "simd.h"
@@ -22,9 +23,11 @@ using namespace simd;  // masks, gathers, interleaves, stores
 
 // ---- scalar formulas
 
-// BT.601 full range (Mono8 and every YUV target but planar 4:2:0).
+// BT.601 full range (Mono8 and every YUV target but planar 4:2:0); the luma
+// is the demosaicing entry's own.
 inline int32_t luma601(int32_t r, int32_t g, int32_t b) {
-    return (77 * r + 150 * g + 29 * b + 128) >> 8;
+    return static_cast<int32_t>(luma(kLumaWeights[0], static_cast<uint32_t>(r),
+                                     static_cast<uint32_t>(g), static_cast<uint32_t>(b)));
 }
 inline int32_t cb601(int32_t r, int32_t g, int32_t b) {
     return std::min(255, (128 * b - 44 * r - 84 * g + 32896) >> 8);
