@@ -79,9 +79,10 @@ struct Replicate {
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i g = simd::load(s);
-        for (int part = 0; part < kBytes; ++part) {
-            simd::store<kStream>(d + 16 * part, simd::shuffle(g, kMasks[part]));
-        }
+        simd::store<kStream>(d, simd::shuffle(g, kMasks[0]));
+        simd::store<kStream>(d + 16, simd::shuffle(g, kMasks[1]));
+        simd::store<kStream>(d + 32, simd::shuffle(g, kMasks[2]));
+        if constexpr (kBytes == 4) simd::store<kStream>(d + 48, simd::shuffle(g, kMasks[3]));
     }
     static void unit(const uint8_t* s, uint8_t* d) {
         d[0] = d[1] = d[2] = s[0];
