@@ -9,6 +9,8 @@
 #include <type_traits>
 
 #include "bilinear8_sites.h"
+#include "passes.h"
+#include "rows.h"
 #include "simd.h"
 #include "tav.h"
 #include "writers.h"
@@ -19,23 +21,6 @@ namespace {
 // Whether a pass exchanges red and blue.
 template <bool kSwap>
 using Exchange = std::bool_constant<kSwap>;
-
-// First row (column) left to the last-row (last-column) pass: one before the
-// end for an even size, two for an odd one, so that the body covers whole
-// pairs. Always odd.
-inline int32_t lastStart(int32_t n) {
-    return (n & 1) ? n - 2 : n - 1;
-}
-
-inline uint64_t packRowCol(int32_t row, int32_t col) {
-    return (uint64_t{static_cast<uint32_t>(row)} << 32) | static_cast<uint32_t>(col);
-}
-inline int32_t rowOf(uint64_t rowCol) {
-    return static_cast<int32_t>(rowCol >> 32);
-}
-inline int32_t colOf(uint64_t rowCol) {
-    return static_cast<int32_t>(rowCol & 0xFFFFFFFFu);
-}
 
 // The passes exchange red and blue themselves: the writers' own exchange stays
 // off, known at compile time, so that no step tests it.
@@ -201,21 +186,22 @@ inline void bandStep(const Out& out, const uint8_t* blue, ptrdiff_t stride, int3
 // (R0, C0), where the last-row and last-column passes start.
 template <bool kSwap, typename W>
 uint64_t body(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
-    const int32_t r0 = lastStart(height), c0 = lastStart(width);
+    const int32_t r0 = bodyEnd(height), c0 = bodyEnd(width);
     const InnerSamples s{src, width};
     const ptrdiff_t stride = width;
     const LaneOutput<kSwap, W> out(w);
     for (int32_t y = 1; y < r0; y += 2) {
         const uint8_t* blue = src + y * stride;
         const W wBlue = w.next(y), wRed = w.next(y + 1);
-        int32_t x = 1;
-        for (; x < width - 16; x += 16) bandStep(out, blue, stride, x, wBlue, wRed);
-        for (; x < c0; x += 2) {
-            emit<kSwap>(wBlue, x, atBlue(s, y, x));
-            emit<kSwap>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
-            emit<kSwap>(wRed, x, atGreenOfRedRow(s, y + 1, x));
-            emit<kSwap>(wRed, x + 1, atRed(s, y + 1, x + 1));
-        }
+        // A step reads one column past its 16; it never passes c0 (both odd).
+        eachStep<16, 2>(
+            1, width - 1, c0, [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
+            [&](int32_t x, bool) {
+                emit<kSwap>(wBlue, x, atBlue(s, y, x));
+                emit<kSwap>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
+                emit<kSwap>(wRed, x, atGreenOfRedRow(s, y + 1, x));
+                emit<kSwap>(wRed, x + 1, atRed(s, y + 1, x + 1));
+            });
     }
     return packRowCol(r0, c0);
 }

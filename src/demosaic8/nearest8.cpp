@@ -10,6 +10,7 @@
 
 #include <immintrin.h>
 
+#include "rows.h"
 #include "simd.h"
 #include "tav.h"
 #include "writers.h"
@@ -129,22 +130,12 @@ struct Step16<Mono8Writer> {
     }
 };
 
-// Covers columns 0 .. width-1: step(x) over 16 columns from column 1, a last
-// step moved left to end at the row's end (its start kept odd for the lane
-// pattern; it rewrites equal bytes), and single(x) where no step fits.
+// Covers columns 0 .. width-1: column 0 and the columns no step of 16 from
+// column 1 reaches by the single-pixel rule.
 template <typename Step, typename Single>
 inline void sweep(int32_t width, Step step, Single single) {
     single(0);
-    int32_t x = 1;
-    for (; x + 16 <= width; x += 16) step(x);
-    if (width - x > 1) {
-        const int32_t last = width - 16 - ((width & 1) ^ 1);
-        if (last >= 1) {
-            step(last);
-            x = last + 16;
-        }
-    }
-    for (; x < width; ++x) single(x);
+    eachStep<16>(1, width, width, step, [&single](int32_t x, bool) { single(x); });
 }
 
 template <typename W>
