@@ -95,10 +95,10 @@ inline Rgb edgePixel(const Rows& rows, const Greens& greens, const BayerLayout& 
     const uint32_t own = static_cast<uint16_t>(at(r, c));
     if (m.colourSite(r, c)) {
         const int32_t g = greens(r, c);
-        const uint32_t opposite = clamp(tav::fromFour(g, diff(r - 1, c - 1), diff(r - 1, c + 1),
-                                                      diff(r + 1, c - 1), diff(r + 1, c + 1)));
+        const uint32_t other = clamp(tav::fromFour(g, diff(r - 1, c - 1), diff(r - 1, c + 1),
+                                                   diff(r + 1, c - 1), diff(r + 1, c + 1)));
         const uint32_t green = static_cast<uint16_t>(g);
-        return m.redFirst(r) ? Rgb{own, green, opposite} : Rgb{opposite, green, own};
+        return m.redFirst(r) ? Rgb{own, green, other} : Rgb{other, green, own};
     }
     const int32_t o = static_cast<int32_t>(own);
     const uint32_t across = clamp(tav::fromTwo(o, diff(r, c - 1), diff(r, c + 1)));

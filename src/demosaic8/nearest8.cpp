@@ -18,9 +18,6 @@
 namespace tav::d8 {
 namespace {
 
-// Luma weights of the Mono8 kernels, by exchange flag: red and blue weights swap.
-constexpr uint32_t kNearestWeights[2][3] = {{77, 150, 29}, {29, 150, 77}};
-
 // ---- 16 pixels from an odd column x: lane i is column x + i
 //
 // Inside the frame the cell rule takes every colour from the nearest column
@@ -201,14 +198,14 @@ int32_t nearestFrame(const uint8_t* src, int32_t height, int32_t width, bool gb,
 }
 
 // Output forms from the exported arguments.
-inline Bgr8Writer bgr8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, flag != 0};
+inline Bgr8Writer bgr8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, exchange != 0};
 }
-inline Bgra8Writer bgra8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, flag != 0};
+inline Bgra8Writer bgra8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, exchange != 0};
 }
-inline Mono8Writer mono8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, kNearestWeights[flag != 0]};
+inline Mono8Writer mono8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, kLumaWeights[exchange != 0]};
 }
 inline PlanarWriter planes(uint8_t* first, uint8_t* second, uint8_t* third, int32_t width) {
     return {first, second, third, width};
@@ -224,28 +221,28 @@ extern "C" {
 // ---- wrappers
 
 int32_t rg8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                          uint32_t flag) {
-    return nearestFrame(src, height, width, false, bgr8(dst, width, flag));
+                          uint32_t exchange) {
+    return nearestFrame(src, height, width, false, bgr8(dst, width, exchange));
 }
 int32_t gb8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                          uint32_t flag) {
-    return nearestFrame(src, height, width, true, bgr8(dst, width, flag));
+                          uint32_t exchange) {
+    return nearestFrame(src, height, width, true, bgr8(dst, width, exchange));
 }
 int32_t rg8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, false, bgra8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, false, bgra8(dst, width, exchange));
 }
 int32_t gb8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, true, bgra8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, true, bgra8(dst, width, exchange));
 }
 int32_t rg8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, false, mono8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, false, mono8(dst, width, exchange));
 }
 int32_t gb8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, true, mono8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, true, mono8(dst, width, exchange));
 }
 int32_t rg8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                            uint8_t* second, uint8_t* third) {
@@ -259,16 +256,16 @@ int32_t gb8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width, ui
 // ---- bands of two rows: a row with blue sites, then one with red sites
 
 void rg8ToBgr8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                            int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, bgr8(dst, width, flag));
+                            int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, bgr8(dst, width, exchange));
 }
 void rg8ToBgra8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                             int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, bgra8(dst, width, flag));
+                             int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, bgra8(dst, width, exchange));
 }
 void rg8ToMono8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                             int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, mono8(dst, width, flag));
+                             int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, mono8(dst, width, exchange));
 }
 void rg8ToBgr8P_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
                              int32_t width, uint8_t* first, uint8_t* second, uint8_t* third) {
@@ -278,16 +275,16 @@ void rg8ToBgr8P_nearest_body(const uint8_t* above, const uint8_t* upper, const u
 // ---- the last row, one with blue sites below a row with red sites
 
 void rg8ToBgr8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, bgr8(dst, width, flag));
+                                uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, bgr8(dst, width, exchange));
 }
 void rg8ToBgra8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                 uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, bgra8(dst, width, flag));
+                                 uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, bgra8(dst, width, exchange));
 }
 void rg8ToMono8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                 uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, mono8(dst, width, flag));
+                                 uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, mono8(dst, width, exchange));
 }
 void rg8ToBgr8P_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
                                  uint8_t* first, uint8_t* second, uint8_t* third) {
