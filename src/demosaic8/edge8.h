@@ -244,57 +244,55 @@ inline void step(const uint8_t* const* rows, uint8_t* line, int x, const Carry& 
                  const Writer& up, const Writer& lo) {
     const uint8_t *s0 = rows[0], *s1 = rows[1], *s2 = rows[2], *s3 = rows[3], *s4 = rows[4],
                   *s5 = rows[5];
-    {
-        const EvenOdd up2L = split(s0 + x - 2), up2 = split(s0 + x);
-        const EvenOdd up1L = split(s1 + x - 2), up1 = split(s1 + x);
-        const EvenOdd midL = split(s2 + x - 2), mid = split(s2 + x), midR = split(s2 + x + 2);
-        const EvenOdd lo1L = split(s3 + x - 2), lo1 = split(s3 + x), lo1R = split(s3 + x + 2);
-        const EvenOdd lo2 = split(s4 + x), lo3 = split(s5 + x);
-        const EvenOdd oldL = split(line + x - 2), old = split(line + x);
-        // The old estimates are read; the new ones of the previous step may go in.
-        if (!run.open) {
-            line[0] = static_cast<uint8_t>(c.newE);
-            line[1] = static_cast<uint8_t>(c.newO);
-            run.open = true;
-        } else {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), run.pending);
-        }
-
-        const __m128i newE = greenEstimate(mid.even, midL.even, midR.even, up2.even, lo2.even,
-                                           midL.odd, mid.odd, up1.even, lo1.even);
-        const __m128i newO = greenEstimate(lo1.odd, lo1L.odd, lo1R.odd, up1.odd, lo3.odd, lo1.even,
-                                           lo1R.even, mid.odd, lo2.odd);
-        const __m128i newEL = shiftIn(newE, run.prevE), newOL = shiftIn(newO, run.prevO);
-
-        // Colour differences: two rows up (red, old), this row (red, new),
-        // one row up and down (blue, old and new); L = one site to the left.
-        const __m128i dUp2L = _mm_sub_epi16(up2L.even, oldL.even);
-        const __m128i dUp2 = _mm_sub_epi16(up2.even, old.even);
-        const __m128i dMidL = _mm_sub_epi16(midL.even, newEL);
-        const __m128i dMid = _mm_sub_epi16(mid.even, newE);
-        const __m128i dUp1L = _mm_sub_epi16(up1L.odd, oldL.odd);
-        const __m128i dUp1 = _mm_sub_epi16(up1.odd, old.odd);
-        const __m128i dLo1L = _mm_sub_epi16(lo1L.odd, newOL);
-        const __m128i dLo1 = _mm_sub_epi16(lo1.odd, newO);
-
-        // Row r - 1: blue sites at odd columns, green sites at even columns.
-        const __m128i upOddR = tav::fromFour(kLanes, oldL.odd, dUp2L, dUp2, dMidL, dMid);
-        const __m128i upEvenR = tav::fromTwo(kLanes, up1.even, dUp2, dMid);
-        const __m128i upEvenB = tav::fromTwo(kLanes, up1.even, dUp1L, dUp1);
-        up.put16(x - 1, interleave(upOddR, upEvenR), interleave(oldL.odd, up1.even),
-                 interleave(up1L.odd, upEvenB));
-
-        // Row r: green sites at odd columns, red sites at even columns.
-        const __m128i loOddR = tav::fromTwo(kLanes, midL.odd, dMidL, dMid);
-        const __m128i loOddB = tav::fromTwo(kLanes, midL.odd, dUp1L, dLo1L);
-        const __m128i loEvenB = tav::fromFour(kLanes, newE, dUp1L, dUp1, dLo1L, dLo1);
-        lo.put16(x - 1, interleave(loOddR, mid.even), interleave(midL.odd, newE),
-                 interleave(loOddB, loEvenB));
-
-        run.pending = _mm_or_si128(newE, _mm_slli_epi16(newO, 8));
-        run.prevE = newE;
-        run.prevO = newO;
+    const EvenOdd up2L = split(s0 + x - 2), up2 = split(s0 + x);
+    const EvenOdd up1L = split(s1 + x - 2), up1 = split(s1 + x);
+    const EvenOdd midL = split(s2 + x - 2), mid = split(s2 + x), midR = split(s2 + x + 2);
+    const EvenOdd lo1L = split(s3 + x - 2), lo1 = split(s3 + x), lo1R = split(s3 + x + 2);
+    const EvenOdd lo2 = split(s4 + x), lo3 = split(s5 + x);
+    const EvenOdd oldL = split(line + x - 2), old = split(line + x);
+    // The old estimates are read; the new ones of the previous step may go in.
+    if (!run.open) {
+        line[0] = static_cast<uint8_t>(c.newE);
+        line[1] = static_cast<uint8_t>(c.newO);
+        run.open = true;
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), run.pending);
     }
+
+    const __m128i newE = greenEstimate(mid.even, midL.even, midR.even, up2.even, lo2.even, midL.odd,
+                                       mid.odd, up1.even, lo1.even);
+    const __m128i newO = greenEstimate(lo1.odd, lo1L.odd, lo1R.odd, up1.odd, lo3.odd, lo1.even,
+                                       lo1R.even, mid.odd, lo2.odd);
+    const __m128i newEL = shiftIn(newE, run.prevE), newOL = shiftIn(newO, run.prevO);
+
+    // Colour differences: two rows up (red, old), this row (red, new),
+    // one row up and down (blue, old and new); L = one site to the left.
+    const __m128i dUp2L = _mm_sub_epi16(up2L.even, oldL.even);
+    const __m128i dUp2 = _mm_sub_epi16(up2.even, old.even);
+    const __m128i dMidL = _mm_sub_epi16(midL.even, newEL);
+    const __m128i dMid = _mm_sub_epi16(mid.even, newE);
+    const __m128i dUp1L = _mm_sub_epi16(up1L.odd, oldL.odd);
+    const __m128i dUp1 = _mm_sub_epi16(up1.odd, old.odd);
+    const __m128i dLo1L = _mm_sub_epi16(lo1L.odd, newOL);
+    const __m128i dLo1 = _mm_sub_epi16(lo1.odd, newO);
+
+    // Row r - 1: blue sites at odd columns, green sites at even columns.
+    const __m128i upOddR = tav::fromFour(kLanes, oldL.odd, dUp2L, dUp2, dMidL, dMid);
+    const __m128i upEvenR = tav::fromTwo(kLanes, up1.even, dUp2, dMid);
+    const __m128i upEvenB = tav::fromTwo(kLanes, up1.even, dUp1L, dUp1);
+    up.put16(x - 1, interleave(upOddR, upEvenR), interleave(oldL.odd, up1.even),
+             interleave(up1L.odd, upEvenB));
+
+    // Row r: green sites at odd columns, red sites at even columns.
+    const __m128i loOddR = tav::fromTwo(kLanes, midL.odd, dMidL, dMid);
+    const __m128i loOddB = tav::fromTwo(kLanes, midL.odd, dUp1L, dLo1L);
+    const __m128i loEvenB = tav::fromFour(kLanes, newE, dUp1L, dUp1, dLo1L, dLo1);
+    lo.put16(x - 1, interleave(loOddR, mid.even), interleave(midL.odd, newE),
+             interleave(loOddB, loEvenB));
+
+    run.pending = _mm_or_si128(newE, _mm_slli_epi16(newO, 8));
+    run.prevE = newE;
+    run.prevO = newO;
 }
 
 // After the last step, before the column pair at x: the carry for the scalar rule.
@@ -313,10 +311,11 @@ inline void close(Run& run, uint8_t* line, int x, Carry& c) {
 constexpr int kVectorMinWidth = 20;
 
 // One body pass: column 0, the vector steps, then scalar column pairs to the
-// right edge. `vector` false runs the same pass without steps.
+// right edge. `vector` false runs the same pass without steps. Flattened, so
+// that the steps' run state stays in registers.
 template <class Writer>
-void bodyPass(const uint8_t* const* rows, int width, const Writer& lo, uint8_t* line,
-              bool vector = true) {
+[[gnu::flatten]] void bodyPass(const uint8_t* const* rows, int width, const Writer& lo,
+                               uint8_t* line, bool vector = true) {
     const Window s{rows, width};
     const Writer up = lo.next(-1);
     Carry c = startPair(s, line, &up, &lo);
