@@ -133,8 +133,8 @@ inline void bilinearRegion(const Writer& out, const uint16_t* src, int32_t heigh
 
 // ---- the frame's regions
 
-// First row and first column the body does not reach: it covers rows
-// 1 .. bodyRowEnd-1 and columns 1 .. bodyColEnd-1, two at a time.
+// The body covers rows and columns 1 .. bodyEnd(n) - 1 (passes.h), two at a
+// time; bodyRowEnd is that row end under the name the tests know.
 inline int32_t bodyRowEnd(int32_t height) {
     return bodyEnd(height);
 }
