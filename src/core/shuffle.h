@@ -65,6 +65,10 @@ inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint8_t* out) {
     gather48<kStream>(kInterleave3, c0, c1, c2, out);
 }
 
+// Three planes of 16-bit words into c0 c1 c2 c0 c1 c2 ... (words of two bytes).
+inline constexpr Masks48 kInterleave3Words =
+    masks48([](int j) { return 16 * (j / 2 % 3) + 2 * (j / 6) + j % 2; });
+
 // Four byte planes into c0 c1 c2 c3 ...
 template <bool kStream>
 inline void interleave4(__m128i c0, __m128i c1, __m128i c2, __m128i c3, uint8_t* out) {

@@ -8,6 +8,8 @@
 namespace {
 
 using namespace tav::d16;
+using tav::colOf;
+using tav::rowOf;
 
 Bgr16Writer interleaved(uint16_t* dst, int32_t width, uint32_t exchange) {
     return {dst, width, exchange != 0};
@@ -96,8 +98,8 @@ int32_t demosaicingBilinearRGGBU16(const uint16_t* src, int32_t height, int32_t 
     bilinearFirstRowsRGGBU16(src, height, width, dst, exchange);
     bilinearFirstColsRGGBU16(src, height, width, dst, exchange);
     const uint64_t end = bilinearBodyRGGBU16(src, height, width, dst, exchange);
-    bilinearLastRowsRGGBU16(src, height, width, dst, exchange, static_cast<int32_t>(end >> 32));
-    bilinearLastColsRGGBU16(src, height, width, dst, exchange, static_cast<int32_t>(end));
+    bilinearLastRowsRGGBU16(src, height, width, dst, exchange, rowOf(end));
+    bilinearLastColsRGGBU16(src, height, width, dst, exchange, colOf(end));
     return TAV_OK;
 }
 
@@ -106,8 +108,8 @@ int32_t demosaicingBilinearRGGBU16P(const uint16_t* src, int32_t height, int32_t
     bilinearFirstRowsRGGBU16P(src, height, width, blue, green, red);
     bilinearFirstColsRGGBU16P(src, height, width, blue, green, red);
     const uint64_t end = bilinearBodyRGGBU16P(src, height, width, blue, green, red);
-    bilinearLastRowsRGGBU16P(src, height, width, blue, green, red, static_cast<int32_t>(end >> 32));
-    bilinearLastColsRGGBU16P(src, height, width, blue, green, red, static_cast<int32_t>(end));
+    bilinearLastRowsRGGBU16P(src, height, width, blue, green, red, rowOf(end));
+    bilinearLastColsRGGBU16P(src, height, width, blue, green, red, colOf(end));
     return TAV_OK;
 }
 
@@ -122,8 +124,8 @@ int32_t gr16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
     bilinearFirstRowsGRBGU16(src, height, width, dst, exchange);
     bilinearFirstColsGRBGU16(src, height, width, dst, exchange);
     const uint64_t end = bilinearBodyGRBGU16(src, height, width, dst, exchange);
-    bilinearLastRowsGRBGU16(src, height, width, dst, exchange, static_cast<int32_t>(end >> 32) + 1);
-    bilinearLastColsGRBGU16(src, height, width, dst, exchange, static_cast<int32_t>(end));
+    bilinearLastRowsGRBGU16(src, height, width, dst, exchange, rowOf(end) + 1);
+    bilinearLastColsGRBGU16(src, height, width, dst, exchange, colOf(end));
     return TAV_OK;
 }
 

@@ -16,13 +16,13 @@
 
 #include <cstdint>
 
+#include "bilinear_sites.h"
+#include "mirror.h"
+#include "passes.h"
+#include "rows.h"
 #include "words.h"
 
 namespace tav::d16 {
-
-inline int32_t mirrorIndex(int32_t i, int32_t n) {
-    return i < 0 ? -i : (i >= n ? 2 * n - 2 - i : i);
-}
 
 // One row of a mosaic with its mirrored neighbour rows. X sites sit at the
 // columns whose parity is `xParity`; X is red on rows where `xIsRed`.
@@ -37,39 +37,25 @@ struct BayerRow {
 
 inline BayerRow bayerRow(const uint16_t* src, int32_t height, int32_t width, int32_t y,
                          int32_t phaseCol) {
-    auto rowAt = [&](int32_t i) {
-        return src + static_cast<intptr_t>(mirrorIndex(i, height)) * width;
-    };
+    auto rowAt = [&](int32_t i) { return src + static_cast<intptr_t>(mirror(i, height)) * width; };
     return {rowAt(y - 1), rowAt(y), rowAt(y + 1), width, (phaseCol + y) & 1, (y & 1) == 0};
 }
 
-// ---- site formulas
+// ---- one site: the shared rule (bilinear_sites.h) on the row's samples
 
-struct Site {
-    uint32_t x, g, y;  // X colour, green, Y colour
-};
-
-inline Site bilinearSite(const BayerRow& r, int32_t x) {
-    const int32_t l = mirrorIndex(x - 1, r.width), rr = mirrorIndex(x + 1, r.width);
-    const uint32_t own = r.mid[x];
-    if ((x & 1) == r.xParity) {
-        const uint32_t cross = uint32_t{r.up[x]} + r.down[x] + r.mid[l] + r.mid[rr];
-        const uint32_t diag = uint32_t{r.up[l]} + r.up[rr] + r.down[l] + r.down[rr];
-        return {own, cross >> 2, diag >> 2};
+// Row y of the rule is r.mid, rows y -/+ 1 are r.up and r.down; columns mirror.
+struct RowSamples {
+    const BayerRow& r;
+    uint32_t operator()(int32_t y, int32_t x) const {
+        return (y < 0 ? r.up : y > 0 ? r.down : r.mid)[mirror(x, r.width)];
     }
-    const uint32_t across = uint32_t{r.mid[l]} + r.mid[rr];
-    const uint32_t along = uint32_t{r.up[x]} + r.down[x];
-    return {across >> 1, own, along >> 1};
-}
+};
 
 template <typename RowWriter>
 inline void putSite(const RowWriter& out, const BayerRow& r, int32_t x) {
-    const Site s = bilinearSite(r, x);
-    if (r.xIsRed) {
-        out.put(x, s.x, s.g, s.y);
-    } else {
-        out.put(x, s.y, s.g, s.x);
-    }
+    const bool xSite = (x & 1) == r.xParity;
+    const Rgb c = bilinearAt(RowSamples{r}, 0, x, r.xIsRed, xSite == r.xIsRed);
+    out.put(x, c.r, c.g, c.b);
 }
 
 // ---- 8 sites at once
@@ -123,15 +109,16 @@ template <bool kVector = true, typename RowWriter>
 inline void bilinearRow(const RowWriter& out, const BayerRow& r, int32_t x0, int32_t x1) {
     int32_t x = x0;
     if (x == 0 && x < x1) putSite(out, r, x++);
-    if constexpr (kVector) {
-        const int32_t vectorEnd = x1 < r.width - 1 ? x1 : r.width - 1;  // keeps x + 8 inside
-        if (((x ^ r.xParity) & 1) != 0) {
-            for (; x + 8 <= vectorEnd; x += 8) putSites8<true>(out, r, x);
-        } else {
-            for (; x + 8 <= vectorEnd; x += 8) putSites8<false>(out, r, x);
-        }
+    const int32_t limit = x1 < r.width - 1 ? x1 : r.width - 1;  // keeps x + 8 inside
+    const int32_t stepEnd = kVector ? limit : x;
+    auto one = [&](int32_t c, bool) { putSite(out, r, c); };
+    if (((x ^ r.xParity) & 1) != 0) {
+        eachStep<8>(
+            x, stepEnd, x1, [&](int32_t c) { putSites8<true>(out, r, c); }, one);
+    } else {
+        eachStep<8>(
+            x, stepEnd, x1, [&](int32_t c) { putSites8<false>(out, r, c); }, one);
     }
-    for (; x < x1; ++x) putSite(out, r, x);
 }
 
 // Rows [y0, y1) x columns [x0, x1) of a mosaic whose row 0 has its red sites
@@ -146,17 +133,10 @@ inline void bilinearRegion(const Writer& out, const uint16_t* src, int32_t heigh
 
 // ---- the frame's regions
 
-// First row and first column the body does not reach: it covers rows
-// 1 .. bodyRowEnd-1 and columns 1 .. bodyColEnd-1, two at a time.
+// The body covers rows and columns 1 .. bodyEnd(n) - 1 (passes.h), two at a
+// time; bodyRowEnd is that row end under the name the tests know.
 inline int32_t bodyRowEnd(int32_t height) {
-    return height - 1 - (height & 1);
-}
-inline int32_t bodyColEnd(int32_t width) {
-    return ((width - 4) & ~1) + 3;
-}
-
-inline uint64_t packBodyEnd(int32_t row, int32_t col) {
-    return (uint64_t{static_cast<uint32_t>(row)} << 32) | static_cast<uint32_t>(col);
+    return bodyEnd(height);
 }
 
 // Red sites at even columns of row 0 (RG) or at odd ones (GR). The GR kernels
@@ -177,7 +157,7 @@ void firstRows(const Writer& out, const uint16_t* src, int32_t height, int32_t w
 template <typename Writer>
 void firstCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
                int32_t phaseCol) {
-    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyRowEnd(height) : -1;
+    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
     for (int32_t y = 1; y < height; ++y) {
         if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, 0, 1);
     }
@@ -186,9 +166,9 @@ void firstCols(const Writer& out, const uint16_t* src, int32_t height, int32_t w
 template <typename Writer>
 uint64_t body(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
               int32_t phaseCol) {
-    const int32_t rowEnd = bodyRowEnd(height), colEnd = bodyColEnd(width);
+    const int32_t rowEnd = bodyEnd(height), colEnd = bodyEnd(width);
     bilinearRegion(out, src, height, width, phaseCol, 1, rowEnd, 1, colEnd);
-    return packBodyEnd(rowEnd, colEnd);
+    return packRowCol(rowEnd, colEnd);
 }
 
 // Rows firstRow .. height-1 over the body's columns.
@@ -196,14 +176,14 @@ template <typename Writer>
 void lastRows(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
               int32_t phaseCol, int32_t firstRow) {
     bilinearRegion(out, src, height, width, phaseCol, firstRow < 0 ? 0 : firstRow, height, 1,
-                   bodyColEnd(width));
+                   bodyEnd(width));
 }
 
 // Columns firstCol .. width-1 below row 0; the GR kernel skips the row after the body.
 template <typename Writer>
 void lastCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
               int32_t phaseCol, int32_t firstCol) {
-    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyRowEnd(height) : -1;
+    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
     const int32_t x0 = firstCol < 0 ? 0 : firstCol;
     for (int32_t y = 1; y < height; ++y) {
         if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, x0, width);
@@ -217,7 +197,7 @@ void bilinearFrame(const Writer& out, const uint16_t* src, int32_t height, int32
     firstRows(out, src, height, width, phaseCol);
     firstCols(out, src, height, width, phaseCol);
     const uint64_t end = body(out, src, height, width, phaseCol);
-    const int32_t rowEnd = static_cast<int32_t>(end >> 32), colEnd = static_cast<int32_t>(end);
+    const int32_t rowEnd = rowOf(end), colEnd = colOf(end);
     lastRows(out, src, height, width, phaseCol, rowEnd + (skipsRowAfterBody(phaseCol) ? 1 : 0));
     lastCols(out, src, height, width, phaseCol, colEnd);
 }

@@ -11,11 +11,14 @@
 
 #include "edge16.h"
 #include "report.h"
+#include "rows.h"
 #include "tav.h"
 
 namespace {
 
 using namespace tav::d16;
+using tav::eachStep;
+using tav::mirror;
 
 // Row r of a writer whose row `first` is the pointer it was built on.
 template <typename Writer>
@@ -32,7 +35,7 @@ struct LineGreens {
     const uint16_t* next;
     int32_t width;
     uint16_t operator()(int32_t r, int32_t c) const {
-        return (r < 2 ? line : next)[mirrorIndex(c, width)];
+        return (r < 2 ? line : next)[mirror(c, width)];
     }
 };
 
@@ -44,9 +47,9 @@ struct ClosingGreens {
     int32_t width;
     Clamp clamp;
     uint16_t operator()(int32_t r, int32_t c) const {
-        const int32_t mc = mirrorIndex(c, width);
+        const int32_t mc = mirror(c, width);
         if (r < 2) return line[mc];
-        const int32_t mr = r < rows.count ? r : 2 * rows.count - 2 - r;
+        const int32_t mr = mirror(r, rows.count);
         return clamp(greenEstimate(rows, width, mr, mc));
     }
 };
@@ -62,20 +65,7 @@ inline EvenOdd split(const uint16_t* p) {
     return {_mm_and_si128(v, _mm_set1_epi32(0xFFFF)), _mm_srli_epi32(v, 16)};
 }
 
-// G^ of four colour sites from their neighbours, before clamping.
-inline __m128i greenEstimate4(__m128i c, __m128i cl, __m128i cr, __m128i gl, __m128i gr, __m128i cu,
-                              __m128i cd, __m128i gu, __m128i gd) {
-    const __m128i twice = _mm_add_epi32(c, c);
-    const __m128i hd = _mm_sub_epi32(_mm_sub_epi32(twice, cl), cr);
-    const __m128i vd = _mm_sub_epi32(_mm_sub_epi32(twice, cu), cd);
-    const __m128i h = _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(gl, gr)), _mm_abs_epi32(hd));
-    const __m128i v = _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(gu, gd)), _mm_abs_epi32(vd));
-    const __m128i across =
-        _mm_add_epi32(_mm_srli_epi32(_mm_add_epi32(gl, gr), 1), _mm_srai_epi32(hd, 2));
-    const __m128i along =
-        _mm_add_epi32(_mm_srli_epi32(_mm_add_epi32(gu, gd), 1), _mm_srai_epi32(vd, 2));
-    return _mm_blendv_epi8(along, across, _mm_cmpgt_epi32(v, h));
-}
+constexpr tav::Lanes32 kLanes{};
 
 // Narrows with unsigned saturation, takes the signed minimum with the
 // ceiling, and interleaves: words even0 odd0 even1 odd1 ...
@@ -91,10 +81,10 @@ inline void nextLine8(const uint16_t* const* s, int32_t b, uint16_t* next, __m12
     const EvenOdd r3l = split(s[3] + b - 2), r3 = split(s[3] + b), r3r = split(s[3] + b + 2);
     const EvenOdd r0 = split(s[0] + b), r1 = split(s[1] + b), r4 = split(s[4] + b),
                   r5 = split(s[5] + b);
-    const __m128i red = greenEstimate4(r2.even, r2l.even, r2r.even, r2l.odd, r2.odd, r0.even,
-                                       r4.even, r1.even, r3.even);
-    const __m128i blue =
-        greenEstimate4(r3.odd, r3l.odd, r3r.odd, r3.even, r3r.even, r1.odd, r5.odd, r2.odd, r4.odd);
+    const __m128i red = tav::greenEstimate(kLanes, r2.even, r2l.even, r2r.even, r0.even, r4.even,
+                                           r2l.odd, r2.odd, r1.even, r3.even);
+    const __m128i blue = tav::greenEstimate(kLanes, r3.odd, r3l.odd, r3r.odd, r1.odd, r5.odd,
+                                            r3.even, r3r.even, r2.odd, r4.odd);
     storeWords(next + b, clampMerge(red, blue, ceiling));
 }
 
@@ -116,19 +106,14 @@ inline void finish8(const uint16_t* const* s, const uint16_t* line, const uint16
     const __m128i db1l = _mm_sub_epi32(s1l.odd, ll.odd), db1 = _mm_sub_epi32(s1.odd, lm.odd);
     const __m128i db3l = _mm_sub_epi32(s3l.odd, nl.odd), db3 = _mm_sub_epi32(s3.odd, nm.odd);
 
-    const __m128i redPairs = _mm_add_epi32(dr0, dr2);  // column x, rows 0 and 2
-    const __m128i redDiag = _mm_add_epi32(redPairs, _mm_add_epi32(dr0r, dr2r));  // around (1, x+1)
-    const __m128i blue1 = _mm_add_epi32(db1l, db1);                           // row 1, x-1 and x+1
-    const __m128i blueDiag = _mm_add_epi32(blue1, _mm_add_epi32(db3l, db3));  // around (2, x)
-
     // Row 1: green sites at even columns, blue sites at odd ones.
-    const __m128i r1even = _mm_add_epi32(s1.even, _mm_srai_epi32(redPairs, 1));
-    const __m128i b1even = _mm_add_epi32(s1.even, _mm_srai_epi32(blue1, 1));
-    const __m128i r1odd = _mm_add_epi32(lm.odd, _mm_srai_epi32(redDiag, 2));
+    const __m128i r1even = tav::fromTwo(kLanes, s1.even, dr0, dr2);
+    const __m128i b1even = tav::fromTwo(kLanes, s1.even, db1l, db1);
+    const __m128i r1odd = tav::fromFour(kLanes, lm.odd, dr0, dr2, dr0r, dr2r);
     // Row 2: red sites at even columns, green sites at odd ones.
-    const __m128i b2even = _mm_add_epi32(nm.even, _mm_srai_epi32(blueDiag, 2));
-    const __m128i r2odd = _mm_add_epi32(s2.odd, _mm_srai_epi32(_mm_add_epi32(dr2, dr2r), 1));
-    const __m128i b2odd = _mm_add_epi32(s2.odd, _mm_srai_epi32(_mm_add_epi32(db1, db3), 1));
+    const __m128i b2even = tav::fromFour(kLanes, nm.even, db1l, db1, db3l, db3);
+    const __m128i r2odd = tav::fromTwo(kLanes, s2.odd, dr2, dr2r);
+    const __m128i b2odd = tav::fromTwo(kLanes, s2.odd, db1, db3);
 
     const __m128i raw1 = loadWords(s[1] + b), raw2 = loadWords(s[2] + b);
     const __m128i line8 = loadWords(line + b), next8 = loadWords(next + b);
@@ -148,10 +133,11 @@ void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
               bool exchange, uint32_t bitDepth) {
     const int32_t ceiling = ceilingOf(bitDepth);
     uint16_t* next = out + 6 * static_cast<intptr_t>(width);
-    const bool wide = width >= 20;
-    // The vector body owns the blocks of 8 from column 2 that start below width - 8.
-    const int32_t vectorEnd = wide ? 2 + 8 * ((width - 3) / 8) : 2;
-    const int32_t safeEnd = width - 9;  // a block from b reads columns b-2 .. b+9
+    // The vector body owns the blocks of 8 from column 2 that start below
+    // width - 8 and clamps as vectors do there, also where a block would read
+    // past the row (columns b-2 .. b+9) and the scalar rule stands in for it.
+    const int32_t vectorEnd = width >= 20 ? 2 + 8 * ((width - 3) / 8) : 2;
+    const int32_t stepEnd = vectorEnd < width - 2 ? vectorEnd : width - 2;
     auto clampAt = [&](int32_t c) { return Clamp{ceiling, c >= 2 && c < vectorEnd}; };
     const __m128i ceiling16 = _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(ceiling)));
     const BandRows rows{band, 6};
@@ -159,29 +145,22 @@ void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
     const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
     const LineGreens greens{line, next, width};
 
-    auto nextScalar = [&](int32_t c0, int32_t c1) {
-        for (int32_t c = c0; c < c1; ++c)
-            next[c] = clampAt(c)(greenEstimate(rows, width, 2 + (c & 1), c));
+    auto nextOne = [&](int32_t c, bool) {
+        next[c] = clampAt(c)(greenEstimate(rows, width, 2 + (c & 1), c));
     };
-    auto finishScalar = [&](int32_t c0, int32_t c1) {
-        for (int32_t c = c0; c < c1; ++c)
-            finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
+    auto finishOne = [&](int32_t c, bool) {
+        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
     };
 
-    int32_t b = 2;
-    nextScalar(0, 2);
-    if (wide) {
-        for (; b < vectorEnd && b < safeEnd; b += 8) nextLine8(band, b, next, ceiling16);
-    }
-    nextScalar(b, width);
-
-    b = 2;
-    finishScalar(0, 2);
-    if (wide) {
-        for (; b < vectorEnd && b < safeEnd; b += 8)
-            finish8(band, line, next, b, writer, ceiling16);
-    }
-    finishScalar(b, width);
+    nextOne(0, false);
+    nextOne(1, false);
+    eachStep<8>(
+        2, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); }, nextOne);
+    finishOne(0, false);
+    finishOne(1, false);
+    eachStep<8>(
+        2, stepEnd, width, [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); },
+        finishOne);
 
     std::memcpy(line, next, sizeof(uint16_t) * width);
 }

@@ -14,9 +14,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 
-#include "bilinear16.h"  // mirrorIndex
+#include "bilinear_sites.h"  // Rgb
+#include "edge_sites.h"
+#include "mirror.h"
 #include "words.h"
 
 namespace tav::d16 {
@@ -57,7 +58,7 @@ struct FrameRows {
     const uint16_t* base;
     int32_t height, width;
     const uint16_t* operator()(int32_t r) const {
-        return base + static_cast<intptr_t>(mirrorIndex(r, height)) * width;
+        return base + static_cast<intptr_t>(mirror(r, height)) * width;
     }
 };
 
@@ -66,54 +67,43 @@ struct FrameRows {
 struct BandRows {
     const uint16_t* const* band;
     int32_t count;
-    const uint16_t* operator()(int32_t r) const { return band[r < count ? r : 2 * count - 2 - r]; }
+    const uint16_t* operator()(int32_t r) const { return band[mirror(r, count)]; }
 };
 
 template <typename Rows>
 inline int32_t sampleAt(const Rows& rows, int32_t width, int32_t r, int32_t c) {
-    return rows(r)[mirrorIndex(c, width)];
+    return rows(r)[mirror(c, width)];
 }
 
 // ---- site rules
 
-// G^ at the colour site (r, c), before clamping.
+// G^ at the colour site (r, c), before clamping (the rule of edge_sites.h).
 template <typename Rows>
 inline int32_t greenEstimate(const Rows& rows, int32_t width, int32_t r, int32_t c) {
     auto at = [&](int32_t rr, int32_t cc) { return sampleAt(rows, width, rr, cc); };
-    const int32_t twice = 2 * at(r, c);
-    const int32_t gl = at(r, c - 1), gr = at(r, c + 1), gu = at(r - 1, c), gd = at(r + 1, c);
-    const int32_t hd = twice - at(r, c - 2) - at(r, c + 2);
-    const int32_t vd = twice - at(r - 2, c) - at(r + 2, c);
-    const int32_t h = std::abs(gl - gr) + std::abs(hd);
-    const int32_t v = std::abs(gu - gd) + std::abs(vd);
-    if (v > h) return ((gl + gr) >> 1) + (hd >> 2);
-    return ((gu + gd) >> 1) + (vd >> 2);
+    return tav::greenEstimate(at(r, c), at(r, c - 2), at(r, c + 2), at(r - 2, c), at(r + 2, c),
+                              at(r, c - 1), at(r, c + 1), at(r - 1, c), at(r + 1, c));
 }
-
-struct Rgb16 {
-    uint16_t r, g, b;
-};
 
 // The finished pixel (r, c). `greens(r, c)` returns the stored G^ of a colour
 // site and applies the mirror rule itself.
 template <typename Rows, typename Greens>
-inline Rgb16 edgePixel(const Rows& rows, const Greens& greens, const BayerLayout& m, int32_t width,
-                       int32_t r, int32_t c, const Clamp& clamp) {
+inline Rgb edgePixel(const Rows& rows, const Greens& greens, const BayerLayout& m, int32_t width,
+                     int32_t r, int32_t c, const Clamp& clamp) {
     auto at = [&](int32_t rr, int32_t cc) { return sampleAt(rows, width, rr, cc); };
     auto diff = [&](int32_t rr, int32_t cc) { return at(rr, cc) - int32_t{greens(rr, cc)}; };
-    const int32_t own = at(r, c);
+    const uint32_t own = static_cast<uint16_t>(at(r, c));
     if (m.colourSite(r, c)) {
         const int32_t g = greens(r, c);
-        const int32_t sum =
-            diff(r - 1, c - 1) + diff(r - 1, c + 1) + diff(r + 1, c - 1) + diff(r + 1, c + 1);
-        const uint16_t opposite = clamp(g + (sum >> 2));
-        const uint16_t self = static_cast<uint16_t>(own), green = static_cast<uint16_t>(g);
-        return m.redFirst(r) ? Rgb16{self, green, opposite} : Rgb16{opposite, green, self};
+        const uint32_t other = clamp(tav::fromFour(g, diff(r - 1, c - 1), diff(r - 1, c + 1),
+                                                   diff(r + 1, c - 1), diff(r + 1, c + 1)));
+        const uint32_t green = static_cast<uint16_t>(g);
+        return m.redFirst(r) ? Rgb{own, green, other} : Rgb{other, green, own};
     }
-    const uint16_t across = clamp(own + ((diff(r, c - 1) + diff(r, c + 1)) >> 1));
-    const uint16_t along = clamp(own + ((diff(r - 1, c) + diff(r + 1, c)) >> 1));
-    const uint16_t green = static_cast<uint16_t>(own);
-    return m.redFirst(r) ? Rgb16{across, green, along} : Rgb16{along, green, across};
+    const int32_t o = static_cast<int32_t>(own);
+    const uint32_t across = clamp(tav::fromTwo(o, diff(r, c - 1), diff(r, c + 1)));
+    const uint32_t along = clamp(tav::fromTwo(o, diff(r - 1, c), diff(r + 1, c)));
+    return m.redFirst(r) ? Rgb{across, own, along} : Rgb{along, own, across};
 }
 
 // ---- greens kept in the destination (the green word of each colour site)
@@ -122,8 +112,7 @@ struct DestGreens {
     const uint16_t* dst;  // three words a pixel, the frame's row 0
     int32_t height, width;
     uint16_t operator()(int32_t r, int32_t c) const {
-        const intptr_t i =
-            static_cast<intptr_t>(mirrorIndex(r, height)) * width + mirrorIndex(c, width);
+        const intptr_t i = static_cast<intptr_t>(mirror(r, height)) * width + mirror(c, width);
         return dst[3 * i + 1];
     }
 };
@@ -150,7 +139,7 @@ inline void finishPixels(const Rows& rows, const Greens& greens, const BayerLayo
     for (int32_t r = r0; r < r1; ++r) {
         const auto row = out.row(r);
         for (int32_t c = c0; c < c1; ++c) {
-            const Rgb16 p = edgePixel(rows, greens, m, width, r, c, clamp);
+            const Rgb p = edgePixel(rows, greens, m, width, r, c, clamp);
             row.put(c, p.r, p.g, p.b);
         }
     }

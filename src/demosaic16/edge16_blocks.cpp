@@ -9,11 +9,15 @@
 // row 1 or 2 of the image never look above that frame's first rows, whose
 // greens come from the first-rows pass.
 #include "edge16.h"
+#include "passes.h"
 #include "tav.h"
 
 namespace {
 
 using namespace tav::d16;
+using tav::colOf;
+using tav::packRowCol;
+using tav::rowOf;
 
 Bgr16Writer bgr(uint16_t* dst, int32_t width) {
     return {dst, width, false};
@@ -73,8 +77,7 @@ void redFirstDriver(const uint16_t* src, int32_t height, int32_t width, uint16_t
     cols(src, dst, height, width, ceiling);
     const uint64_t done =
         edgeSecRGGBU16(src + 2 * w, dst + 6 * w, height - 4, width, startCol, ceiling);
-    edgeLastRowsRGGBU16(src, dst, height, width, static_cast<int32_t>(done >> 32) + 2, startCol,
-                        ceiling);
+    edgeLastRowsRGGBU16(src, dst, height, width, rowOf(done) + 2, startCol, ceiling);
     edgeLastColsRGGBU16(src, dst, height, width, done, ceiling);
 }
 
@@ -87,8 +90,7 @@ void greenFirstDriver(const uint16_t* src, int32_t height, int32_t width, uint16
     cols(src + w, dst + 3 * w, height - 1, width, ceiling);
     const uint64_t done =
         edgeSecRGGBU16(src + 3 * w, dst + 9 * w, height - 5, width, startCol, ceiling);
-    edgeLastRowsRGGBU16(src, dst, height, width, static_cast<int32_t>(done >> 32) + 3, startCol,
-                        ceiling);
+    edgeLastRowsRGGBU16(src, dst, height, width, rowOf(done) + 3, startCol, ceiling);
     edgeLastColsRGGBU16(src + w, dst + 3 * w, height - 1, width, done, ceiling);
 }
 
@@ -130,7 +132,7 @@ uint64_t edgeSecRGGBU16(const uint16_t* src, uint16_t* dst, int32_t rows, int32_
     greensToDest(frame, m, dst, width, 0, 2 * pairs, startCol, colEnd, clamp);
     finishPixels(frame, OffsetGreens{dst, width}, m, width, bgr(dst, width), -1, 2 * pairs - 1,
                  startCol - 1, colEnd - 1, clamp);
-    return (uint64_t{static_cast<uint32_t>(2 * pairs)} << 32) | static_cast<uint32_t>(colEnd);
+    return packRowCol(2 * pairs, colEnd);
 }
 
 // Rows firstRow-1 .. height-1 over the interior's columns; row firstRow is red-first.
@@ -150,7 +152,7 @@ void edgeLastRowsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height, int
 // Columns from the one before the interior's end to the right edge, rows 2 .. height-1.
 void edgeLastColsRGGBU16(const uint16_t* src, uint16_t* dst, int32_t height, int32_t width,
                          uint64_t interior, int32_t ceiling) {
-    const int32_t colEnd = static_cast<int32_t>(static_cast<uint32_t>(interior));
+    const int32_t colEnd = colOf(interior);
     const int32_t c0 = colEnd - 1 < 0 ? 0 : colEnd - 1;
     const Clamp clamp{ceiling, false};
     const FrameRows frame{src, height, width};

@@ -17,8 +17,8 @@ using EdgeKernel = int32_t (*)(const uint16_t* src, int32_t height, int32_t widt
 // labels: samples keep the source's depth unless the format moves them up.
 struct ColourOutput {
     int64_t format;
-    bool redFirst;
-    bool toTop;  // shifted to the top of the word afterwards
+    bool rgbOrder;  // red in the first word
+    bool toTop;     // shifted to the top of the word afterwards
 };
 
 constexpr ColourOutput kColourOutputs[] = {
@@ -26,14 +26,14 @@ constexpr ColourOutput kColourOutputs[] = {
     {TAV_PF_BGR12, false, false}, {TAV_PF_RGB16, true, true},
 };
 
-// Kernels and exchange flags of one Bayer phase; flags indexed by redFirst.
-// The bilinear flags of BG equal those of RG: BG output keeps the colours the
+// Kernels and exchange arguments of one Bayer phase, indexed by rgbOrder.
+// The bilinear exchanges of BG equal those of RG: BG output keeps the colours the
 // RG kernel assigns, as it always has.
 struct BayerConverter {
     EdgeKernel edge;
     BilinearKernel bilinear;
-    uint32_t edgeFlag[2];
-    uint32_t bilinearFlag[2];
+    uint32_t edgeExchange[2];
+    uint32_t bilinearExchange[2];
 };
 
 constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}};
@@ -52,12 +52,12 @@ int32_t bayerConvert(const BayerConverter& c, const uint16_t* src, uint16_t* dst
                      int32_t width, int64_t outputFormat, uint32_t method, uint32_t bitDepth) {
     const ColourOutput* out = findColourOutput(outputFormat);
     if (out == nullptr) return TAV_E_PARAMETER;
-    const int order = out->redFirst ? 1 : 0;
+    const int order = out->rgbOrder ? 1 : 0;
     int32_t result;
     if (method == TAV_METHOD_EDGE) {
-        result = c.edge(src, height, width, dst, c.edgeFlag[order], bitDepth);
+        result = c.edge(src, height, width, dst, c.edgeExchange[order], bitDepth);
     } else if (method == TAV_METHOD_BILINEAR) {
-        result = c.bilinear(src, height, width, dst, c.bilinearFlag[order]);
+        result = c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
     } else {
         return TAV_E_PARAMETER;
     }

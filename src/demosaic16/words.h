@@ -14,6 +14,9 @@
 
 #include <cstdint>
 
+#include "luma.h"
+#include "shuffle.h"
+
 namespace tav::d16 {
 
 inline __m128i loadWords(const uint16_t* p) {
@@ -30,26 +33,7 @@ inline __m128i averageDown(__m128i a, __m128i b) {
 
 // 24 words c0 c1 c2 c0 c1 c2 ... from three vectors of 8 words.
 inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint16_t* out) {
-    // Byte indices per output vector; -1 selects zero.
-    const __m128i a0 = _mm_setr_epi8(0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1, 4, 5, -1, -1);
-    const __m128i a1 = _mm_setr_epi8(-1, -1, 0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1, 4, 5);
-    const __m128i a2 = _mm_setr_epi8(-1, -1, -1, -1, 0, 1, -1, -1, -1, -1, 2, 3, -1, -1, -1, -1);
-    const __m128i b0 = _mm_setr_epi8(-1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1, -1, -1, 10, 11);
-    const __m128i b1 = _mm_setr_epi8(-1, -1, -1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1, -1, -1);
-    const __m128i b2 = _mm_setr_epi8(4, 5, -1, -1, -1, -1, 6, 7, -1, -1, -1, -1, 8, 9, -1, -1);
-    const __m128i d0 =
-        _mm_setr_epi8(-1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15, -1, -1, -1, -1);
-    const __m128i d1 =
-        _mm_setr_epi8(10, 11, -1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15, -1, -1);
-    const __m128i d2 =
-        _mm_setr_epi8(-1, -1, 10, 11, -1, -1, -1, -1, 12, 13, -1, -1, -1, -1, 14, 15);
-    auto mix = [](__m128i x, __m128i y, __m128i z, __m128i mx, __m128i my, __m128i mz) {
-        return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(x, mx), _mm_shuffle_epi8(y, my)),
-                            _mm_shuffle_epi8(z, mz));
-    };
-    storeWords(out, mix(c0, c1, c2, a0, a1, a2));
-    storeWords(out + 8, mix(c0, c1, c2, b0, b1, b2));
-    storeWords(out + 16, mix(c0, c1, c2, d0, d1, d2));
+    simd::gather48<false>(simd::kInterleave3Words, c0, c1, c2, reinterpret_cast<uint8_t*>(out));
 }
 
 // ---- writers
@@ -119,7 +103,7 @@ struct Mono16Writer {
         uint16_t* p;
         const uint32_t* w;
         void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
-            p[x] = static_cast<uint16_t>((r * w[0] + g * w[1] + b * w[2] + 128) >> 8);
+            p[x] = static_cast<uint16_t>(luma(w, r, g, b));
         }
         void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
             const __m128i zero = _mm_setzero_si128();

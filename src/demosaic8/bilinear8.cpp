@@ -9,6 +9,8 @@
 #include <type_traits>
 
 #include "bilinear8_sites.h"
+#include "passes.h"
+#include "rows.h"
 #include "simd.h"
 #include "tav.h"
 #include "writers.h"
@@ -17,25 +19,8 @@ namespace tav::d8 {
 namespace {
 
 // Whether a pass exchanges red and blue.
-template <bool kSwap>
-using Exchange = std::bool_constant<kSwap>;
-
-// First row (column) left to the last-row (last-column) pass: one before the
-// end for an even size, two for an odd one, so that the body covers whole
-// pairs. Always odd.
-inline int32_t lastStart(int32_t n) {
-    return (n & 1) ? n - 2 : n - 1;
-}
-
-inline uint64_t packRowCol(int32_t row, int32_t col) {
-    return (uint64_t{static_cast<uint32_t>(row)} << 32) | static_cast<uint32_t>(col);
-}
-inline int32_t rowOf(uint64_t rowCol) {
-    return static_cast<int32_t>(rowCol >> 32);
-}
-inline int32_t colOf(uint64_t rowCol) {
-    return static_cast<int32_t>(rowCol & 0xFFFFFFFFu);
-}
+template <bool kExchange>
+using Exchange = std::bool_constant<kExchange>;
 
 // The passes exchange red and blue themselves: the writers' own exchange stays
 // off, known at compile time, so that no step tests it.
@@ -50,18 +35,18 @@ inline const W& native(const W& w) {
     return w;
 }
 
-template <bool kSwap, typename W>
+template <bool kExchange, typename W>
 inline void emit(const W& w, int32_t x, Rgb c) {
-    if constexpr (kSwap) {
+    if constexpr (kExchange) {
         native(w).put(x, c.b, c.g, c.r);
     } else {
         native(w).put(x, c.r, c.g, c.b);
     }
 }
 
-template <bool kSwap, typename W>
+template <bool kExchange, typename W>
 inline void emit16(const W& w, int32_t x, __m128i r, __m128i g, __m128i b) {
-    if constexpr (kSwap) {
+    if constexpr (kExchange) {
         native(w).put16(x, b, g, r);
     } else {
         native(w).put16(x, r, g, b);
@@ -69,50 +54,52 @@ inline void emit16(const W& w, int32_t x, __m128i r, __m128i g, __m128i b) {
 }
 
 // Columns [x0, x1) of row y, `w` writing row 0.
-template <bool kSwap, typename W>
+template <bool kExchange, typename W>
 void rowSpan(const MirroredSamples& s, const W& w, int32_t y, int32_t x0, int32_t x1, bool redRow) {
     const W row = w.next(y);
     for (int32_t x = x0; x < x1; ++x)
-        emit<kSwap>(row, x, bilinearAt(s, y, x, redRow, (x & 1) == 0));
+        emit<kExchange>(row, x, bilinearAt(s, y, x, redRow, (x & 1) == 0));
 }
 
 // ---- border passes (row 0 a red row unless stated)
 
-template <bool kSwap, typename W>
-void firstRowRg(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
-    rowSpan<kSwap>(MirroredSamples{src, height, width}, w, 0, 0, width, true);
+template <bool kExchange, typename W>
+void firstRowRg(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height,
+                int32_t width) {
+    rowSpan<kExchange>(MirroredSamples{src, height, width}, w, 0, 0, width, true);
 }
 
 // Rows 0 and 1 of a mosaic whose row 0 is a blue row (GB; GR when exchanged).
-template <bool kSwap, typename W>
-void firstRowsGb(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
+template <bool kExchange, typename W>
+void firstRowsGb(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height,
+                 int32_t width) {
     const MirroredSamples s{src, height, width};
-    rowSpan<kSwap>(s, w, 0, 0, width, false);
-    rowSpan<kSwap>(s, w, 1, 0, width, true);
+    rowSpan<kExchange>(s, w, 0, 0, width, false);
+    rowSpan<kExchange>(s, w, 1, 0, width, true);
 }
 
-template <bool kSwap, typename W>
-void firstCols(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
+template <bool kExchange, typename W>
+void firstCols(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
     const MirroredSamples s{src, height, width};
-    for (int32_t y = 1; y < height; ++y) rowSpan<kSwap>(s, w, y, 0, 1, (y & 1) == 0);
+    for (int32_t y = 1; y < height; ++y) rowSpan<kExchange>(s, w, y, 0, 1, (y & 1) == 0);
 }
 
 // Rows from rowOf(start) on, of which the first is a blue row; the GR/GB
 // wrappers give the whole frame and a start one below the body's.
-template <bool kSwap, typename W>
-void lastRows(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width,
+template <bool kExchange, typename W>
+void lastRows(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height, int32_t width,
               uint64_t start) {
     const MirroredSamples s{src, height, width};
     const int32_t r0 = rowOf(start), c0 = colOf(start);
-    for (int32_t y = r0; y < height; ++y) rowSpan<kSwap>(s, w, y, 1, c0, ((y - r0) & 1) != 0);
+    for (int32_t y = r0; y < height; ++y) rowSpan<kExchange>(s, w, y, 1, c0, ((y - r0) & 1) != 0);
 }
 
-template <bool kSwap, typename W>
-void lastCols(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width,
+template <bool kExchange, typename W>
+void lastCols(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height, int32_t width,
               uint64_t start) {
     const MirroredSamples s{src, height, width};
     const int32_t c0 = colOf(start);
-    for (int32_t y = 1; y < height; ++y) rowSpan<kSwap>(s, w, y, c0, width, (y & 1) == 0);
+    for (int32_t y = 1; y < height; ++y) rowSpan<kExchange>(s, w, y, c0, width, (y & 1) == 0);
 }
 
 // ---- body
@@ -147,31 +134,26 @@ inline __m128i quarter(__m128i a) {
 
 // How the body hands 16 pixels, given as values at the columns x+2j and
 // x+1+2j in 16-bit lanes, to a writer: as colour bytes in column order...
-template <bool kSwap, typename W>
+template <bool kExchange, typename W>
 struct LaneOutput {
     explicit LaneOutput(const W&) {}
     void operator()(const W& w, int32_t x, __m128i rOdd, __m128i rEven, __m128i gOdd, __m128i gEven,
                     __m128i bOdd, __m128i bEven) const {
-        emit16<kSwap>(w, x, joinColumns(rOdd, rEven), joinColumns(gOdd, gEven),
-                      joinColumns(bOdd, bEven));
+        emit16<kExchange>(w, x, joinColumns(rOdd, rEven), joinColumns(gOdd, gEven),
+                          joinColumns(bOdd, bEven));
     }
 };
 
 // ... except Mono8, weighed in the lanes before they are packed, with the
 // weights kept in registers: the same bytes as the writer's luma.
-template <bool kSwap>
-struct LaneOutput<kSwap, Mono8Writer> {
-    __m128i wr, wg, wb;
+template <bool kExchange>
+struct LaneOutput<kExchange, Mono8Writer> {
+    LumaLanes w;
 
-    explicit LaneOutput(const Mono8Writer& w)
-        : wr(_mm_set1_epi16(static_cast<int16_t>(w.weights[kSwap ? 2 : 0]))),
-          wg(_mm_set1_epi16(static_cast<int16_t>(w.weights[1]))),
-          wb(_mm_set1_epi16(static_cast<int16_t>(w.weights[kSwap ? 0 : 2]))) {}
-    __m128i luma(__m128i r, __m128i g, __m128i b) const {
-        const __m128i s = add(add(_mm_mullo_epi16(r, wr), _mm_mullo_epi16(g, wg)),
-                              add(_mm_mullo_epi16(b, wb), _mm_set1_epi16(128)));
-        return _mm_srli_epi16(s, 8);
+    explicit LaneOutput(const Mono8Writer& m) : w(lumaLanes(m.weights)) {
+        if (kExchange) w = {w.b, w.g, w.r};
     }
+    __m128i luma(__m128i r, __m128i g, __m128i b) const { return tav::luma(w, r, g, b); }
     void operator()(const Mono8Writer& w, int32_t x, __m128i rOdd, __m128i rEven, __m128i gOdd,
                     __m128i gEven, __m128i bOdd, __m128i bEven) const {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(w.row + x),
@@ -199,23 +181,24 @@ inline void bandStep(const Out& out, const uint8_t* blue, ptrdiff_t stride, int3
 
 // Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns
 // (R0, C0), where the last-row and last-column passes start.
-template <bool kSwap, typename W>
-uint64_t body(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
-    const int32_t r0 = lastStart(height), c0 = lastStart(width);
+template <bool kExchange, typename W>
+uint64_t body(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t height, int32_t width) {
+    const int32_t r0 = bodyEnd(height), c0 = bodyEnd(width);
     const InnerSamples s{src, width};
     const ptrdiff_t stride = width;
-    const LaneOutput<kSwap, W> out(w);
+    const LaneOutput<kExchange, W> out(w);
     for (int32_t y = 1; y < r0; y += 2) {
         const uint8_t* blue = src + y * stride;
         const W wBlue = w.next(y), wRed = w.next(y + 1);
-        int32_t x = 1;
-        for (; x < width - 16; x += 16) bandStep(out, blue, stride, x, wBlue, wRed);
-        for (; x < c0; x += 2) {
-            emit<kSwap>(wBlue, x, atBlue(s, y, x));
-            emit<kSwap>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
-            emit<kSwap>(wRed, x, atGreenOfRedRow(s, y + 1, x));
-            emit<kSwap>(wRed, x + 1, atRed(s, y + 1, x + 1));
-        }
+        // A step reads one column past its 16; it never passes c0 (both odd).
+        eachStep<16, 2>(
+            1, width - 1, c0, [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
+            [&](int32_t x, bool) {
+                emit<kExchange>(wBlue, x, atBlue(s, y, x));
+                emit<kExchange>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
+                emit<kExchange>(wRed, x, atGreenOfRedRow(s, y + 1, x));
+                emit<kExchange>(wRed, x + 1, atRed(s, y + 1, x + 1));
+            });
     }
     return packRowCol(r0, c0);
 }
@@ -223,8 +206,8 @@ uint64_t body(Exchange<kSwap>, const uint8_t* src, const W& w, int32_t height, i
 // ---- whole frames
 
 // Column 0, body, last rows and columns of a mosaic whose row 0 is done.
-template <bool kSwap, typename W>
-void afterFirstRows(Exchange<kSwap> ex, const uint8_t* src, const W& w, int32_t height,
+template <bool kExchange, typename W>
+void afterFirstRows(Exchange<kExchange> ex, const uint8_t* src, const W& w, int32_t height,
                     int32_t width) {
     firstCols(ex, src, w, height, width);
     const uint64_t start = body(ex, src, w, height, width);
@@ -232,16 +215,18 @@ void afterFirstRows(Exchange<kSwap> ex, const uint8_t* src, const W& w, int32_t 
     lastCols(ex, src, w, height, width, start);
 }
 
-template <bool kSwap, typename W>
-void frameRg(Exchange<kSwap> ex, const uint8_t* src, const W& w, int32_t height, int32_t width) {
+template <bool kExchange, typename W>
+void frameRg(Exchange<kExchange> ex, const uint8_t* src, const W& w, int32_t height,
+             int32_t width) {
     firstRowRg(ex, src, w, height, width);
     afterFirstRows(ex, src, w, height, width);
 }
 
 // GB (GR when exchanged): rows 0 and 1 whole, then the RG passes on the frame
 // from row 1, whose last rows are done on the whole frame.
-template <bool kSwap, typename W>
-void frameGb(Exchange<kSwap> ex, const uint8_t* src, const W& w, int32_t height, int32_t width) {
+template <bool kExchange, typename W>
+void frameGb(Exchange<kExchange> ex, const uint8_t* src, const W& w, int32_t height,
+             int32_t width) {
     firstRowsGb(ex, src, w, height, width);
     const uint8_t* below = src + width;
     const W wBelow = w.next(1);
@@ -251,10 +236,10 @@ void frameGb(Exchange<kSwap> ex, const uint8_t* src, const W& w, int32_t height,
     lastCols(ex, below, wBelow, height - 1, width, start);
 }
 
-// Runs f(Exchange<...>) for an exchange flag: only the value 1 exchanges.
+// Runs f(Exchange<...>) for an exchange argument: only the value 1 exchanges.
 template <typename F>
-inline auto byFlag(uint32_t flag, F&& f) {
-    return flag == 1 ? f(Exchange<true>{}) : f(Exchange<false>{});
+inline auto byExchange(uint32_t exchange, F&& f) {
+    return exchange == 1 ? f(Exchange<true>{}) : f(Exchange<false>{});
 }
 
 inline Bgr8Writer bgr8(uint8_t* dst, int32_t width) {
@@ -283,28 +268,31 @@ extern "C" {
 // ---- BGR8
 
 void rg8ToBgr8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstRowRg(ex, src, bgr8(dst, width), height, width); });
+                                  uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstRowRg(ex, src, bgr8(dst, width), height, width); });
 }
 void gr8ToBgr8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstRowsGb(ex, src, bgr8(dst, width), height, width); });
+                                  uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstRowsGb(ex, src, bgr8(dst, width), height, width); });
 }
 void rg8ToBgr8_bilinear_firstCols(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstCols(ex, src, bgr8(dst, width), height, width); });
+                                  uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstCols(ex, src, bgr8(dst, width), height, width); });
 }
 uint64_t rg8ToBgr8_bilinear_body(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                 uint32_t flag) {
-    return byFlag(flag, [&](auto ex) { return body(ex, src, bgr8(dst, width), height, width); });
+                                 uint32_t exchange) {
+    return byExchange(exchange,
+                      [&](auto ex) { return body(ex, src, bgr8(dst, width), height, width); });
 }
 void rg8ToBgr8_bilinear_lastRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                 uint32_t flag, uint64_t start) {
-    byFlag(flag, [&](auto ex) { lastRows(ex, src, bgr8(dst, width), height, width, start); });
+                                 uint32_t exchange, uint64_t start) {
+    byExchange(exchange,
+               [&](auto ex) { lastRows(ex, src, bgr8(dst, width), height, width, start); });
 }
 void rg8ToBgr8_bilinear_lastCols(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                 uint32_t flag, uint64_t start) {
-    byFlag(flag, [&](auto ex) { lastCols(ex, src, bgr8(dst, width), height, width, start); });
+                                 uint32_t exchange, uint64_t start) {
+    byExchange(exchange,
+               [&](auto ex) { lastCols(ex, src, bgr8(dst, width), height, width, start); });
 }
 
 int32_t rg8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
@@ -327,28 +315,31 @@ int32_t gr8ToBgr8_bilinear(const uint8_t* src, int32_t height, int32_t width, ui
 // ---- BGRa8
 
 void rg8ToBgra8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                   uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstRowRg(ex, src, bgra8(dst, width), height, width); });
+                                   uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstRowRg(ex, src, bgra8(dst, width), height, width); });
 }
 void gr8ToBgra8_bilinear_firstRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                   uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstRowsGb(ex, src, bgra8(dst, width), height, width); });
+                                   uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstRowsGb(ex, src, bgra8(dst, width), height, width); });
 }
 void rg8ToBgra8_bilinear_firstCols(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                   uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstCols(ex, src, bgra8(dst, width), height, width); });
+                                   uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) { firstCols(ex, src, bgra8(dst, width), height, width); });
 }
 uint64_t rg8ToBgra8_bilinear_body(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag) {
-    return byFlag(flag, [&](auto ex) { return body(ex, src, bgra8(dst, width), height, width); });
+                                  uint32_t exchange) {
+    return byExchange(exchange,
+                      [&](auto ex) { return body(ex, src, bgra8(dst, width), height, width); });
 }
 void rg8ToBgra8_bilinear_lastRows(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag, uint64_t start) {
-    byFlag(flag, [&](auto ex) { lastRows(ex, src, bgra8(dst, width), height, width, start); });
+                                  uint32_t exchange, uint64_t start) {
+    byExchange(exchange,
+               [&](auto ex) { lastRows(ex, src, bgra8(dst, width), height, width, start); });
 }
 void rg8ToBgra8_bilinear_lastCols(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                                  uint32_t flag, uint64_t start) {
-    byFlag(flag, [&](auto ex) { lastCols(ex, src, bgra8(dst, width), height, width, start); });
+                                  uint32_t exchange, uint64_t start) {
+    byExchange(exchange,
+               [&](auto ex) { lastCols(ex, src, bgra8(dst, width), height, width, start); });
 }
 
 int32_t rg8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
@@ -368,31 +359,33 @@ int32_t gr8ToBgra8_bilinear(const uint8_t* src, int32_t height, int32_t width, u
     return TAV_OK;
 }
 
-// ---- planar: the flag exchanges the first and third planes
+// ---- planar: exchange 1 exchanges the first and third planes
 
 void rg8ToBgr8P_bilinear_firstCols(const uint8_t* src, uint8_t* first, uint8_t* second,
-                                   uint8_t* third, int32_t height, int32_t width, uint32_t flag) {
-    byFlag(flag, [&](auto ex) {
+                                   uint8_t* third, int32_t height, int32_t width,
+                                   uint32_t exchange) {
+    byExchange(exchange, [&](auto ex) {
         firstCols(ex, src, planes(first, second, third, width), height, width);
     });
 }
 uint64_t rg8ToBgr8P_bilinear_body(const uint8_t* src, uint8_t* first, uint8_t* second,
-                                  uint8_t* third, int32_t height, int32_t width, uint32_t flag) {
-    return byFlag(flag, [&](auto ex) {
+                                  uint8_t* third, int32_t height, int32_t width,
+                                  uint32_t exchange) {
+    return byExchange(exchange, [&](auto ex) {
         return body(ex, src, planes(first, second, third, width), height, width);
     });
 }
 void rg8ToBgr8P_bilinear_lastRows(const uint8_t* src, uint8_t* first, uint8_t* second,
-                                  uint8_t* third, int32_t height, int32_t width, uint32_t flag,
+                                  uint8_t* third, int32_t height, int32_t width, uint32_t exchange,
                                   uint64_t start) {
-    byFlag(flag, [&](auto ex) {
+    byExchange(exchange, [&](auto ex) {
         lastRows(ex, src, planes(first, second, third, width), height, width, start);
     });
 }
 void rg8ToBgr8P_bilinear_lastCols(const uint8_t* src, uint8_t* first, uint8_t* second,
-                                  uint8_t* third, int32_t height, int32_t width, uint32_t flag,
+                                  uint8_t* third, int32_t height, int32_t width, uint32_t exchange,
                                   uint64_t start) {
-    byFlag(flag, [&](auto ex) {
+    byExchange(exchange, [&](auto ex) {
         lastCols(ex, src, planes(first, second, third, width), height, width, start);
     });
 }
@@ -409,26 +402,32 @@ int32_t gr8ToBgr8P_bilinear(const uint8_t* src, int32_t height, int32_t width, u
     return TAV_OK;
 }
 
-// ---- Mono8: the flag exchanges the first and third weights
+// ---- Mono8: exchange 1 exchanges the first and third weights
 
 void rg8ToMono8_bilinear_firstCols(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
-                                   int32_t height, int32_t width, uint32_t flag) {
-    byFlag(flag, [&](auto ex) { firstCols(ex, src, mono8(dst, width, weights), height, width); });
+                                   int32_t height, int32_t width, uint32_t exchange) {
+    byExchange(exchange,
+               [&](auto ex) { firstCols(ex, src, mono8(dst, width, weights), height, width); });
 }
 uint64_t rg8ToMono8_bilinear_body(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
-                                  int32_t height, int32_t width, uint32_t flag) {
-    return byFlag(
-        flag, [&](auto ex) { return body(ex, src, mono8(dst, width, weights), height, width); });
+                                  int32_t height, int32_t width, uint32_t exchange) {
+    return byExchange(exchange, [&](auto ex) {
+        return body(ex, src, mono8(dst, width, weights), height, width);
+    });
 }
 void rg8ToMono8_bilinear_lastRows(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
-                                  int32_t height, int32_t width, uint32_t flag, uint64_t start) {
-    byFlag(flag,
-           [&](auto ex) { lastRows(ex, src, mono8(dst, width, weights), height, width, start); });
+                                  int32_t height, int32_t width, uint32_t exchange,
+                                  uint64_t start) {
+    byExchange(exchange, [&](auto ex) {
+        lastRows(ex, src, mono8(dst, width, weights), height, width, start);
+    });
 }
 void rg8ToMono8_bilinear_lastCols(const uint8_t* src, const uint32_t* weights, uint8_t* dst,
-                                  int32_t height, int32_t width, uint32_t flag, uint64_t start) {
-    byFlag(flag,
-           [&](auto ex) { lastCols(ex, src, mono8(dst, width, weights), height, width, start); });
+                                  int32_t height, int32_t width, uint32_t exchange,
+                                  uint64_t start) {
+    byExchange(exchange, [&](auto ex) {
+        lastCols(ex, src, mono8(dst, width, weights), height, width, start);
+    });
 }
 
 int32_t rg8ToMono8_bilinear(const uint8_t* src, int32_t height, int32_t width,
@@ -436,11 +435,11 @@ int32_t rg8ToMono8_bilinear(const uint8_t* src, int32_t height, int32_t width,
     frameRg(kNative, src, mono8(dst, width, weights), height, width);
     return TAV_OK;
 }
-// Rows from 1 on form a mosaic with red and blue exchanged, hence the reversed weights.
+// Rows from 1 on form a mosaic with red and blue exchanged, hence the exchanged weights.
 int32_t gr8ToMono8_bilinear(const uint8_t* src, int32_t height, int32_t width,
                             const uint32_t* weights, uint8_t* dst) {
-    const uint32_t reversed[3] = {weights[2], weights[1], weights[0]};
-    frameGb(kNative, src, mono8(dst, width, reversed), height, width);
+    const uint32_t exchanged[3] = {weights[2], weights[1], weights[0]};
+    frameGb(kNative, src, mono8(dst, width, exchanged), height, width);
     return TAV_OK;
 }
 

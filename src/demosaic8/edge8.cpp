@@ -8,11 +8,8 @@
 namespace tav::d8::edge {
 namespace {
 
-// Luma weights of the red-site colour, green and the blue-site colour.
-constexpr uint32_t kLuma[2][3] = {{77, 150, 29}, {29, 150, 77}};
-
 Mono8Writer mono(uint8_t* row, int32_t width, uint32_t exchange) {
-    return {row, width, kLuma[exchange != 0]};
+    return {row, width, kLumaWeights[exchange != 0]};
 }
 Bgr8Writer bgr(uint8_t* row, int32_t width, uint32_t exchange) {
     return {row, width, exchange != 0};

@@ -17,11 +17,39 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <type_traits>
 
+#include "edge_sites.h"
+#include "mirror.h"
+#include "rows.h"
 #include "simd.h"
 #include "writers.h"
 
 namespace tav::d8::edge {
+
+// The 4-byte form leaves the alpha byte as the caller's buffer held it, except
+// where the vector body assembles whole pixels with a zero alpha byte.
+struct Bgra8KeepAlphaWriter {
+    Bgra8Writer base;
+
+    void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
+        uint8_t* p = base.row + 4 * x;
+        p[0] = static_cast<uint8_t>(base.exchange ? r : b);
+        p[1] = static_cast<uint8_t>(g);
+        p[2] = static_cast<uint8_t>(base.exchange ? b : r);
+    }
+    void put16(int32_t x, __m128i r, __m128i g, __m128i b) const { base.put16(x, r, g, b); }
+    Bgra8KeepAlphaWriter next(int32_t rows) const { return {base.next(rows)}; }
+};
+
+// One pixel; `inStep` tells that a vector step writes it, whole, alpha included.
+template <class Writer>
+inline void putPixel(const Writer& w, int x, int r, int g, int b, bool inStep) {
+    if constexpr (std::is_same_v<Writer, Bgra8KeepAlphaWriter>) {
+        if (inStep) return w.base.put(x, r, g, b);
+    }
+    w.put(x, r, g, b);
+}
 
 // ---- site formulas
 
@@ -29,36 +57,21 @@ inline int clampByte(int v) {
     return v < 0 ? 0 : v > 255 ? 255 : v;
 }
 
-// Green at a red or blue site with value c, from the same-colour samples two
-// steps west, east, north, south (w2 e2 n2 s2) and the greens next to it
-// (w1 e1 n1 s1). Ties take the vertical estimate; the mean and the quarter
-// Laplacian are floored separately; the result is clamped before any colour
-// difference uses it.
+// The shared rules (edge_sites.h), clamped to a byte: the green estimate
+// before any colour difference uses it.
 inline int greenEstimate(int c, int w2, int e2, int n2, int s2, int w1, int e1, int n1, int s1) {
-    const int lh = 2 * c - w2 - e2;
-    const int lv = 2 * c - n2 - s2;
-    const int h = std::abs(lh) + std::abs(w1 - e1);
-    const int v = std::abs(lv) + std::abs(n1 - s1);
-    const int g = h < v ? ((w1 + e1) >> 1) + (lh >> 2) : ((n1 + s1) >> 1) + (lv >> 2);
-    return clampByte(g);
+    return clampByte(tav::greenEstimate(c, w2, e2, n2, s2, w1, e1, n1, s1));
 }
-
-// A colour at a green site g from the two differences beside it (row or column).
 inline int fromTwo(int g, int d0, int d1) {
-    return clampByte(g + ((d0 + d1) >> 1));
+    return clampByte(tav::fromTwo(g, d0, d1));
 }
-
-// Red at a blue site (or blue at a red site) with green estimate g, from the
-// four diagonal differences.
 inline int fromFour(int g, int d0, int d1, int d2, int d3) {
-    return clampByte(g + ((d0 + d1 + d2 + d3) >> 2));
+    return clampByte(tav::fromFour(g, d0, d1, d2, d3));
 }
 
 // ---- scalar passes
 
-inline int mirror(int i, int n) {
-    return i < 0 ? -i : i >= n ? 2 * (n - 1) - i : i;
-}
+using tav::mirror;
 
 // Source rows r - 2 .. r + 3 (already mirrored at the top and bottom) with
 // mirrored columns.
@@ -84,17 +97,18 @@ struct Carry {
 // estimates at x - 1 (even, left), x + 1 (even, right) and x (odd).
 template <class Writer>
 void emitOdd(const Window& s, int x, int oldL, int oldR, int oldO, int newL, int newR, int newO,
-             const Writer* up, const Writer* lo) {
+             const Writer* up, const Writer* lo, bool inStep = false) {
     const int dMidL = s.at(0, x - 1) - newL, dMidR = s.at(0, x + 1) - newR;
     const int dAbove = s.at(-1, x) - oldO;
     if (up) {
         const int red =
             fromFour(oldO, s.at(-2, x - 1) - oldL, s.at(-2, x + 1) - oldR, dMidL, dMidR);
-        up->put(x, red, oldO, s.at(-1, x));
+        putPixel(*up, x, red, oldO, s.at(-1, x), inStep);
     }
     if (lo) {
         const int g = s.at(0, x);
-        lo->put(x, fromTwo(g, dMidL, dMidR), g, fromTwo(g, dAbove, s.at(1, x) - newO));
+        putPixel(*lo, x, fromTwo(g, dMidL, dMidR), g, fromTwo(g, dAbove, s.at(1, x) - newO),
+                 inStep);
     }
 }
 
@@ -102,17 +116,18 @@ void emitOdd(const Window& s, int x, int oldL, int oldR, int oldO, int newL, int
 // estimates at x (even) and x - 1, x + 1 (odd).
 template <class Writer>
 void emitEven(const Window& s, int x, int oldE, int oldL, int oldR, int newE, int newL, int newR,
-              const Writer* up, const Writer* lo) {
+              const Writer* up, const Writer* lo, bool inStep = false) {
     const int dMid = s.at(0, x) - newE;
     const int dAboveL = s.at(-1, x - 1) - oldL, dAboveR = s.at(-1, x + 1) - oldR;
     if (up) {
         const int g = s.at(-1, x);
-        up->put(x, fromTwo(g, s.at(-2, x) - oldE, dMid), g, fromTwo(g, dAboveL, dAboveR));
+        putPixel(*up, x, fromTwo(g, s.at(-2, x) - oldE, dMid), g, fromTwo(g, dAboveL, dAboveR),
+                 inStep);
     }
     if (lo) {
         const int blue =
             fromFour(newE, dAboveL, dAboveR, s.at(1, x - 1) - newL, s.at(1, x + 1) - newR);
-        lo->put(x, s.at(0, x), newE, blue);
+        putPixel(*lo, x, s.at(0, x), newE, blue, inStep);
     }
 }
 
@@ -126,25 +141,29 @@ Carry startPair(const Window& s, const uint8_t* line, const Writer* up, const Wr
     return {oldE, oldO, newE, newO};
 }
 
-// Column pairs from x (even) to the right edge. A pass that writes only row
-// r - 1 needs no estimates of row r + 1 and leaves junk in the odd entries.
+// The column pair at x (even, x <= width - 1): output columns x - 1 and x. A
+// pass that writes only row r - 1 needs no estimates of row r + 1 and leaves
+// junk in the odd entries.
 template <class Writer>
-void finishPair(const Window& s, uint8_t* line, int x, Carry c, const Writer* up,
-                const Writer* lo) {
+void columnPair(const Window& s, uint8_t* line, int x, Carry& c, const Writer* up, const Writer* lo,
+                bool inStep = false) {
+    // At the right edge column x + 1 mirrors onto x - 1.
+    const bool inside = x + 1 <= s.width - 1;
+    const int oldE = line[x], oldO = inside ? line[x + 1] : c.oldO;
+    const int newE = s.green(0, x);
+    const int newO = !inside ? c.newO : lo ? s.green(1, x + 1) : 0;
+    emitOdd(s, x - 1, c.oldE, oldE, c.oldO, c.newE, newE, c.newO, up, lo, inStep);
+    emitEven(s, x, oldE, c.oldO, oldO, newE, c.newO, newO, up, lo, inStep);
+    line[x - 2] = static_cast<uint8_t>(c.newE);
+    line[x - 1] = static_cast<uint8_t>(c.newO);
+    c = {oldE, oldO, newE, newO};
+}
+
+// After the last column pair: the last column of an even width, the last line entries.
+template <class Writer>
+void endPairs(const Window& s, uint8_t* line, const Carry& c, const Writer* up, const Writer* lo) {
     const int last = s.width - 1;
-    for (; x <= last; x += 2) {
-        // At the right edge column x + 1 mirrors onto x - 1.
-        const bool inside = x + 1 <= last;
-        const int oldE = line[x], oldO = inside ? line[x + 1] : c.oldO;
-        const int newE = s.green(0, x);
-        const int newO = !inside ? c.newO : lo ? s.green(1, x + 1) : 0;
-        emitOdd(s, x - 1, c.oldE, oldE, c.oldO, c.newE, newE, c.newO, up, lo);
-        emitEven(s, x, oldE, c.oldO, oldO, newE, c.newO, newO, up, lo);
-        line[x - 2] = static_cast<uint8_t>(c.newE);
-        line[x - 1] = static_cast<uint8_t>(c.newO);
-        c = {oldE, oldO, newE, newO};
-    }
-    if (x == last + 1) {
+    if ((s.width & 1) == 0) {
         // Even width: the last column is odd, its right neighbour mirrors onto its left.
         emitOdd(s, last, c.oldE, c.oldE, c.oldO, c.newE, c.newE, c.newO, up, lo);
         line[last - 1] = static_cast<uint8_t>(c.newE);
@@ -159,10 +178,12 @@ inline void fillGreens(const Window& s, int dy, int x0, uint8_t* line) {
     for (int x = x0; x < s.width; x += 2) line[x] = static_cast<uint8_t>(s.green(dy, x));
 }
 
-// A whole row pair in scalar code (borders, narrow frames).
+// A whole row pair in scalar code (borders).
 template <class Writer>
 void scalarPair(const Window& s, uint8_t* line, const Writer* up, const Writer* lo) {
-    finishPair(s, line, 2, startPair(s, line, up, lo), up, lo);
+    Carry c = startPair(s, line, up, lo);
+    for (int x = 2; x < s.width; x += 2) columnPair(s, line, x, c, up, lo);
+    endPairs(s, line, c, up, lo);
 }
 
 // ---- vector body: 8 red and 8 blue sites per step in 16-bit lanes
@@ -178,33 +199,17 @@ inline EvenOdd split(const uint8_t* p) {
     return {_mm_and_si128(v, _mm_set1_epi16(0x00FF)), _mm_srli_epi16(v, 8)};
 }
 
-inline __m128i select(__m128i mask, __m128i a, __m128i b) {
-    return _mm_or_si128(_mm_and_si128(mask, a), _mm_andnot_si128(mask, b));
-}
+constexpr Lanes16 kLanes{};
 
+// The scalar greenEstimate's twin, clamped to a byte the same way.
 inline __m128i greenEstimate(__m128i c, __m128i w2, __m128i e2, __m128i n2, __m128i s2, __m128i w1,
                              __m128i e1, __m128i n1, __m128i s1) {
-    const __m128i c2 = _mm_add_epi16(c, c);
-    const __m128i lh = _mm_sub_epi16(_mm_sub_epi16(c2, w2), e2);
-    const __m128i lv = _mm_sub_epi16(_mm_sub_epi16(c2, n2), s2);
-    const __m128i h = _mm_add_epi16(_mm_abs_epi16(lh), _mm_abs_epi16(_mm_sub_epi16(w1, e1)));
-    const __m128i v = _mm_add_epi16(_mm_abs_epi16(lv), _mm_abs_epi16(_mm_sub_epi16(n1, s1)));
-    const __m128i gh =
-        _mm_add_epi16(_mm_srli_epi16(_mm_add_epi16(w1, e1), 1), _mm_srai_epi16(lh, 2));
-    const __m128i gv =
-        _mm_add_epi16(_mm_srli_epi16(_mm_add_epi16(n1, s1), 1), _mm_srai_epi16(lv, 2));
-    const __m128i g = select(_mm_cmplt_epi16(h, v), gh, gv);
+    const __m128i g = tav::greenEstimate(kLanes, c, w2, e2, n2, s2, w1, e1, n1, s1);
     return _mm_min_epi16(_mm_max_epi16(g, _mm_setzero_si128()), _mm_set1_epi16(255));
 }
 
-// Unclamped: the saturating pack in interleave() clamps to 0..255.
-inline __m128i fromTwo(__m128i g, __m128i d0, __m128i d1) {
-    return _mm_add_epi16(g, _mm_srai_epi16(_mm_add_epi16(d0, d1), 1));
-}
-inline __m128i fromFour(__m128i g, __m128i d0, __m128i d1, __m128i d2, __m128i d3) {
-    return _mm_add_epi16(
-        g, _mm_srai_epi16(_mm_add_epi16(_mm_add_epi16(d0, d1), _mm_add_epi16(d2, d3)), 2));
-}
+// fromTwo and fromFour stay unclamped: the saturating pack in interleave()
+// clamps to 0..255.
 
 // 16 output bytes in column order from odd-column lanes (first column) and
 // even-column lanes, saturated to 0..255.
@@ -218,92 +223,110 @@ inline __m128i shiftIn(__m128i cur, __m128i prev) {
     return _mm_alignr_epi8(cur, prev, 14);
 }
 
-// Red-site columns x = 2, 18, 34, ... while x < width - 17; each step writes
-// output columns x - 1 .. x + 14 of rows r - 1 and r. Takes the carry of
-// column 0 and returns it for the column pair where the scalar code goes on.
+// What one step leaves the next: the estimates of its top lanes (the left
+// neighbours of the next step) and the estimates waiting for the line, where
+// the next step still reads the old ones beside them.
+struct Run {
+    __m128i prevE, prevO, pending;
+    bool open;
+};
+
+// Before the first step: the carry of column 0.
+inline Run begin(const Carry& c) {
+    return {_mm_slli_si128(_mm_cvtsi32_si128(c.newE), 14),
+            _mm_slli_si128(_mm_cvtsi32_si128(c.newO), 14), _mm_setzero_si128(), false};
+}
+
+// The step at red-site column x (2, 18, 34, ...; reads source columns up to
+// x + 17) writes output columns x - 1 .. x + 14 of rows r - 1 and r.
 template <class Writer>
-int run(const uint8_t* const* rows, int width, uint8_t* line, Carry& c, const Writer& up,
-        const Writer& lo) {
+inline void step(const uint8_t* const* rows, uint8_t* line, int x, const Carry& c, Run& run,
+                 const Writer& up, const Writer& lo) {
     const uint8_t *s0 = rows[0], *s1 = rows[1], *s2 = rows[2], *s3 = rows[3], *s4 = rows[4],
                   *s5 = rows[5];
-    __m128i prevE = _mm_slli_si128(_mm_cvtsi32_si128(c.newE), 14);
-    __m128i prevO = _mm_slli_si128(_mm_cvtsi32_si128(c.newO), 14);
-    __m128i pending = _mm_setzero_si128();
-    int x = 2;
-    for (; x < width - 17; x += 16) {
-        const EvenOdd up2L = split(s0 + x - 2), up2 = split(s0 + x);
-        const EvenOdd up1L = split(s1 + x - 2), up1 = split(s1 + x);
-        const EvenOdd midL = split(s2 + x - 2), mid = split(s2 + x), midR = split(s2 + x + 2);
-        const EvenOdd lo1L = split(s3 + x - 2), lo1 = split(s3 + x), lo1R = split(s3 + x + 2);
-        const EvenOdd lo2 = split(s4 + x), lo3 = split(s5 + x);
-        const EvenOdd oldL = split(line + x - 2), old = split(line + x);
-        // The old estimates are read; the new ones of the previous step may go in.
-        if (x == 2) {
-            line[0] = static_cast<uint8_t>(c.newE);
-            line[1] = static_cast<uint8_t>(c.newO);
-        } else {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), pending);
-        }
-
-        const __m128i newE = greenEstimate(mid.even, midL.even, midR.even, up2.even, lo2.even,
-                                           midL.odd, mid.odd, up1.even, lo1.even);
-        const __m128i newO = greenEstimate(lo1.odd, lo1L.odd, lo1R.odd, up1.odd, lo3.odd, lo1.even,
-                                           lo1R.even, mid.odd, lo2.odd);
-        const __m128i newEL = shiftIn(newE, prevE), newOL = shiftIn(newO, prevO);
-
-        // Colour differences: two rows up (red, old), this row (red, new),
-        // one row up and down (blue, old and new); L = one site to the left.
-        const __m128i dUp2L = _mm_sub_epi16(up2L.even, oldL.even);
-        const __m128i dUp2 = _mm_sub_epi16(up2.even, old.even);
-        const __m128i dMidL = _mm_sub_epi16(midL.even, newEL);
-        const __m128i dMid = _mm_sub_epi16(mid.even, newE);
-        const __m128i dUp1L = _mm_sub_epi16(up1L.odd, oldL.odd);
-        const __m128i dUp1 = _mm_sub_epi16(up1.odd, old.odd);
-        const __m128i dLo1L = _mm_sub_epi16(lo1L.odd, newOL);
-        const __m128i dLo1 = _mm_sub_epi16(lo1.odd, newO);
-
-        // Row r - 1: blue sites at odd columns, green sites at even columns.
-        const __m128i upOddR = fromFour(oldL.odd, dUp2L, dUp2, dMidL, dMid);
-        const __m128i upEvenR = fromTwo(up1.even, dUp2, dMid);
-        const __m128i upEvenB = fromTwo(up1.even, dUp1L, dUp1);
-        up.put16(x - 1, interleave(upOddR, upEvenR), interleave(oldL.odd, up1.even),
-                 interleave(up1L.odd, upEvenB));
-
-        // Row r: green sites at odd columns, red sites at even columns.
-        const __m128i loOddR = fromTwo(midL.odd, dMidL, dMid);
-        const __m128i loOddB = fromTwo(midL.odd, dUp1L, dLo1L);
-        const __m128i loEvenB = fromFour(newE, dUp1L, dUp1, dLo1L, dLo1);
-        lo.put16(x - 1, interleave(loOddR, mid.even), interleave(midL.odd, newE),
-                 interleave(loOddB, loEvenB));
-
-        pending = _mm_or_si128(newE, _mm_slli_epi16(newO, 8));
-        prevE = newE;
-        prevO = newO;
+    const EvenOdd up2L = split(s0 + x - 2), up2 = split(s0 + x);
+    const EvenOdd up1L = split(s1 + x - 2), up1 = split(s1 + x);
+    const EvenOdd midL = split(s2 + x - 2), mid = split(s2 + x), midR = split(s2 + x + 2);
+    const EvenOdd lo1L = split(s3 + x - 2), lo1 = split(s3 + x), lo1R = split(s3 + x + 2);
+    const EvenOdd lo2 = split(s4 + x), lo3 = split(s5 + x);
+    const EvenOdd oldL = split(line + x - 2), old = split(line + x);
+    // The old estimates are read; the new ones of the previous step may go in.
+    if (!run.open) {
+        line[0] = static_cast<uint8_t>(c.newE);
+        line[1] = static_cast<uint8_t>(c.newO);
+        run.open = true;
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), run.pending);
     }
+
+    const __m128i newE = greenEstimate(mid.even, midL.even, midR.even, up2.even, lo2.even, midL.odd,
+                                       mid.odd, up1.even, lo1.even);
+    const __m128i newO = greenEstimate(lo1.odd, lo1L.odd, lo1R.odd, up1.odd, lo3.odd, lo1.even,
+                                       lo1R.even, mid.odd, lo2.odd);
+    const __m128i newEL = shiftIn(newE, run.prevE), newOL = shiftIn(newO, run.prevO);
+
+    // Colour differences: two rows up (red, old), this row (red, new),
+    // one row up and down (blue, old and new); L = one site to the left.
+    const __m128i dUp2L = _mm_sub_epi16(up2L.even, oldL.even);
+    const __m128i dUp2 = _mm_sub_epi16(up2.even, old.even);
+    const __m128i dMidL = _mm_sub_epi16(midL.even, newEL);
+    const __m128i dMid = _mm_sub_epi16(mid.even, newE);
+    const __m128i dUp1L = _mm_sub_epi16(up1L.odd, oldL.odd);
+    const __m128i dUp1 = _mm_sub_epi16(up1.odd, old.odd);
+    const __m128i dLo1L = _mm_sub_epi16(lo1L.odd, newOL);
+    const __m128i dLo1 = _mm_sub_epi16(lo1.odd, newO);
+
+    // Row r - 1: blue sites at odd columns, green sites at even columns.
+    const __m128i upOddR = tav::fromFour(kLanes, oldL.odd, dUp2L, dUp2, dMidL, dMid);
+    const __m128i upEvenR = tav::fromTwo(kLanes, up1.even, dUp2, dMid);
+    const __m128i upEvenB = tav::fromTwo(kLanes, up1.even, dUp1L, dUp1);
+    up.put16(x - 1, interleave(upOddR, upEvenR), interleave(oldL.odd, up1.even),
+             interleave(up1L.odd, upEvenB));
+
+    // Row r: green sites at odd columns, red sites at even columns.
+    const __m128i loOddR = tav::fromTwo(kLanes, midL.odd, dMidL, dMid);
+    const __m128i loOddB = tav::fromTwo(kLanes, midL.odd, dUp1L, dLo1L);
+    const __m128i loEvenB = tav::fromFour(kLanes, newE, dUp1L, dUp1, dLo1L, dLo1);
+    lo.put16(x - 1, interleave(loOddR, mid.even), interleave(midL.odd, newE),
+             interleave(loOddB, loEvenB));
+
+    run.pending = _mm_or_si128(newE, _mm_slli_epi16(newO, 8));
+    run.prevE = newE;
+    run.prevO = newO;
+}
+
+// After the last step, before the column pair at x: the carry for the scalar rule.
+inline void close(Run& run, uint8_t* line, int x, Carry& c) {
     c.oldE = line[x - 2];
     c.oldO = line[x - 1];
-    c.newE = _mm_extract_epi16(prevE, 7);
-    c.newO = _mm_extract_epi16(prevO, 7);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), pending);
-    return x;
+    c.newE = _mm_extract_epi16(run.prevE, 7);
+    c.newO = _mm_extract_epi16(run.prevO, 7);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(line + x - 16), run.pending);
+    run.open = false;
 }
 
 }  // namespace vec
 
-// Vector steps from 20 columns on.
+// Vector steps from 20 columns on (a step at x needs x + 17 < width).
 constexpr int kVectorMinWidth = 20;
 
 // One body pass: column 0, the vector steps, then scalar column pairs to the
-// right edge. `vector` false runs the same pass in scalar code only.
+// right edge. `vector` false runs the same pass without steps. Flattened, so
+// that the steps' run state stays in registers.
 template <class Writer>
-void bodyPass(const uint8_t* const* rows, int width, const Writer& lo, uint8_t* line,
-              bool vector = true) {
+[[gnu::flatten]] void bodyPass(const uint8_t* const* rows, int width, const Writer& lo,
+                               uint8_t* line, bool vector = true) {
     const Window s{rows, width};
     const Writer up = lo.next(-1);
     Carry c = startPair(s, line, &up, &lo);
-    int x = 2;
-    if (vector && width >= kVectorMinWidth) x = vec::run(rows, width, line, c, up, lo);
-    finishPair(s, line, x, c, &up, &lo);
+    vec::Run run = vec::begin(c);
+    eachStep<16, 2>(
+        2, vector ? width - 2 : 2, width, [&](int x) { vec::step(rows, line, x, c, run, up, lo); },
+        [&](int x, bool inStep) {
+            if (run.open) vec::close(run, line, x, c);
+            columnPair(s, line, x, c, &up, &lo, inStep);
+        });
+    endPairs(s, line, c, &up, &lo);
 }
 
 // Top of a red-first frame: output row 0, greens of rows 0 and 1 left in the line.
@@ -354,20 +377,5 @@ void last3Rows(const uint8_t* const* rows, int width, const Writer& lo, uint8_t*
     const uint8_t* const below[6] = {rows[2], rows[3], rows[4], rows[3], rows[2], rows[1]};
     scalarPair(Window{below, width}, line, &up2, &lo2);
 }
-
-// The 4-byte form leaves the alpha byte as the caller's buffer held it, except
-// where the vector body assembles whole pixels with a zero alpha byte.
-struct Bgra8KeepAlphaWriter {
-    Bgra8Writer base;
-
-    void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
-        uint8_t* p = base.row + 4 * x;
-        p[0] = static_cast<uint8_t>(base.exchange ? r : b);
-        p[1] = static_cast<uint8_t>(g);
-        p[2] = static_cast<uint8_t>(base.exchange ? b : r);
-    }
-    void put16(int32_t x, __m128i r, __m128i g, __m128i b) const { base.put16(x, r, g, b); }
-    Bgra8KeepAlphaWriter next(int32_t rows) const { return {base.next(rows)}; }
-};
 
 }  // namespace tav::d8::edge

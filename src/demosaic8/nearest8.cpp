@@ -10,15 +10,13 @@
 
 #include <immintrin.h>
 
+#include "rows.h"
 #include "simd.h"
 #include "tav.h"
 #include "writers.h"
 
 namespace tav::d8 {
 namespace {
-
-// Luma weights of the Mono8 kernels, by exchange flag: red and blue weights swap.
-constexpr uint32_t kNearestWeights[2][3] = {{77, 150, 29}, {29, 150, 77}};
 
 // ---- 16 pixels from an odd column x: lane i is column x + i
 //
@@ -129,22 +127,12 @@ struct Step16<Mono8Writer> {
     }
 };
 
-// Covers columns 0 .. width-1: step(x) over 16 columns from column 1, a last
-// step moved left to end at the row's end (its start kept odd for the lane
-// pattern; it rewrites equal bytes), and single(x) where no step fits.
+// Covers columns 0 .. width-1: column 0 and the columns no step of 16 from
+// column 1 reaches by the single-pixel rule.
 template <typename Step, typename Single>
 inline void sweep(int32_t width, Step step, Single single) {
     single(0);
-    int32_t x = 1;
-    for (; x + 16 <= width; x += 16) step(x);
-    if (width - x > 1) {
-        const int32_t last = width - 16 - ((width & 1) ^ 1);
-        if (last >= 1) {
-            step(last);
-            x = last + 16;
-        }
-    }
-    for (; x < width; ++x) single(x);
+    eachStep<16>(1, width, width, step, [&single](int32_t x, bool) { single(x); });
 }
 
 template <typename W>
@@ -210,14 +198,14 @@ int32_t nearestFrame(const uint8_t* src, int32_t height, int32_t width, bool gb,
 }
 
 // Output forms from the exported arguments.
-inline Bgr8Writer bgr8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, flag != 0};
+inline Bgr8Writer bgr8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, exchange != 0};
 }
-inline Bgra8Writer bgra8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, flag != 0};
+inline Bgra8Writer bgra8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, exchange != 0};
 }
-inline Mono8Writer mono8(uint8_t* dst, int32_t width, uint32_t flag) {
-    return {dst, width, kNearestWeights[flag != 0]};
+inline Mono8Writer mono8(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, kLumaWeights[exchange != 0]};
 }
 inline PlanarWriter planes(uint8_t* first, uint8_t* second, uint8_t* third, int32_t width) {
     return {first, second, third, width};
@@ -233,28 +221,28 @@ extern "C" {
 // ---- wrappers
 
 int32_t rg8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                          uint32_t flag) {
-    return nearestFrame(src, height, width, false, bgr8(dst, width, flag));
+                          uint32_t exchange) {
+    return nearestFrame(src, height, width, false, bgr8(dst, width, exchange));
 }
 int32_t gb8ToBgr8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                          uint32_t flag) {
-    return nearestFrame(src, height, width, true, bgr8(dst, width, flag));
+                          uint32_t exchange) {
+    return nearestFrame(src, height, width, true, bgr8(dst, width, exchange));
 }
 int32_t rg8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, false, bgra8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, false, bgra8(dst, width, exchange));
 }
 int32_t gb8ToBgra8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, true, bgra8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, true, bgra8(dst, width, exchange));
 }
 int32_t rg8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, false, mono8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, false, mono8(dst, width, exchange));
 }
 int32_t gb8ToMono8_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
-                           uint32_t flag) {
-    return nearestFrame(src, height, width, true, mono8(dst, width, flag));
+                           uint32_t exchange) {
+    return nearestFrame(src, height, width, true, mono8(dst, width, exchange));
 }
 int32_t rg8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                            uint8_t* second, uint8_t* third) {
@@ -268,16 +256,16 @@ int32_t gb8ToBgr8P_nearest(const uint8_t* src, int32_t height, int32_t width, ui
 // ---- bands of two rows: a row with blue sites, then one with red sites
 
 void rg8ToBgr8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                            int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, bgr8(dst, width, flag));
+                            int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, bgr8(dst, width, exchange));
 }
 void rg8ToBgra8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                             int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, bgra8(dst, width, flag));
+                             int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, bgra8(dst, width, exchange));
 }
 void rg8ToMono8_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
-                             int32_t width, uint8_t* dst, uint32_t flag) {
-    nearestBand(above, upper, lower, width, mono8(dst, width, flag));
+                             int32_t width, uint8_t* dst, uint32_t exchange) {
+    nearestBand(above, upper, lower, width, mono8(dst, width, exchange));
 }
 void rg8ToBgr8P_nearest_body(const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
                              int32_t width, uint8_t* first, uint8_t* second, uint8_t* third) {
@@ -287,16 +275,16 @@ void rg8ToBgr8P_nearest_body(const uint8_t* above, const uint8_t* upper, const u
 // ---- the last row, one with blue sites below a row with red sites
 
 void rg8ToBgr8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, bgr8(dst, width, flag));
+                                uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, bgr8(dst, width, exchange));
 }
 void rg8ToBgra8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                 uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, bgra8(dst, width, flag));
+                                 uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, bgra8(dst, width, exchange));
 }
 void rg8ToMono8_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
-                                 uint8_t* dst, uint32_t flag) {
-    nearestRow<false>(row, above, 1, width, mono8(dst, width, flag));
+                                 uint8_t* dst, uint32_t exchange) {
+    nearestRow<false>(row, above, 1, width, mono8(dst, width, exchange));
 }
 void rg8ToBgr8P_nearest_lastRows(const uint8_t* above, const uint8_t* row, int32_t width,
                                  uint8_t* first, uint8_t* second, uint8_t* third) {

@@ -7,13 +7,11 @@
 
 #include <cstdint>
 
+#include "bilinear_sites.h"  // Rgb
+
 namespace tav::d8 {
 
-// The colour at the red sites of the kernel's phase (r), green, the colour at
-// its blue sites (b).
-struct Rgb {
-    uint32_t r, g, b;
-};
+using Rgb = tav::Rgb;
 
 // The pixel at (dy, dx) of a cell whose rows start at `top` and `bottom` (both
 // already offset to the cell's left column). The red sample sits in cell row
