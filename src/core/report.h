@@ -91,9 +91,4 @@ inline int32_t fail(Site site, int32_t code) {
     return code;
 }
 
-// For call sites still spelling the number.
-inline int32_t fail(int site, int32_t code) {
-    return fail(static_cast<Site>(site), code);
-}
-
 }  // namespace tav

@@ -131,17 +131,18 @@ int32_t gr16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
 
 int32_t tavDemosaicingBilinearU16(const uint16_t* src, int32_t height, int32_t width,
                                   uint16_t* dst) {
-    if (src == nullptr || dst == nullptr) return tav::fail(196, TAV_E_NULL_POINTER);
-    if (height < 4 || width < 4) return tav::fail(197, TAV_E_IMAGE_SIZE);
+    if (src == nullptr || dst == nullptr)
+        return tav::fail(tav::Site::kBilinear16Null, TAV_E_NULL_POINTER);
+    if (height < 4 || width < 4) return tav::fail(tav::Site::kBilinear16Size, TAV_E_IMAGE_SIZE);
     return demosaicingBilinearRGGBU16(src, height, width, dst, 0);
 }
 
 int32_t tavDemosaicingBilinearU16P(const uint16_t* src, int32_t height, int32_t width,
                                    uint16_t* blue, uint16_t* green, uint16_t* red) {
     if (src == nullptr || blue == nullptr || green == nullptr || red == nullptr) {
-        return tav::fail(283, TAV_E_NULL_POINTER);
+        return tav::fail(tav::Site::kBilinear16PNull, TAV_E_NULL_POINTER);
     }
-    if (height < 4 || width < 4) return tav::fail(284, TAV_E_IMAGE_SIZE);
+    if (height < 4 || width < 4) return tav::fail(tav::Site::kBilinear16PSize, TAV_E_IMAGE_SIZE);
     return demosaicingBilinearRGGBU16P(src, height, width, blue, green, red);
 }
 

@@ -218,13 +218,13 @@ extern "C" {
 
 int32_t rg16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                          uint32_t exchange, uint32_t bitDepth) {
-    if (width < 6 || height < 6) return tav::fail(7569, TAV_E_IMAGE_SIZE);
+    if (width < 6 || height < 6) return tav::fail(tav::Site::kEdge16Rg, TAV_E_IMAGE_SIZE);
     return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 0);
 }
 
 int32_t gb16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                          uint32_t exchange, uint32_t bitDepth) {
-    if (width < 6 || height < 6) return tav::fail(7514, TAV_E_IMAGE_SIZE);
+    if (width < 6 || height < 6) return tav::fail(tav::Site::kEdge16Gb, TAV_E_IMAGE_SIZE);
     return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 1);
 }
 

@@ -169,12 +169,15 @@ int32_t shiftTo16(uint16_t* words, int32_t height, int32_t width, uint32_t bitDe
 int32_t tavDemosaicingU16(const TavDemosaicU16Config* config, const TavImage* src,
                           const TavImage* dst) {
     using tav::fail;
-    if (config == nullptr || src == nullptr || dst == nullptr) return fail(214, TAV_E_NULL_POINTER);
-    if (src->data == nullptr || dst->data == nullptr) return fail(215, TAV_E_NULL_POINTER);
+    using tav::Site;
+    if (config == nullptr || src == nullptr || dst == nullptr)
+        return fail(Site::kU16Null, TAV_E_NULL_POINTER);
+    if (src->data == nullptr || dst->data == nullptr)
+        return fail(Site::kU16NullData, TAV_E_NULL_POINTER);
     const int32_t height = src->height, width = src->width;
-    if (height <= 3 || src->pitch <= 3 || width <= 3) return fail(216, TAV_E_IMAGE_SIZE);
+    if (height <= 3 || src->pitch <= 3 || width <= 3) return fail(Site::kU16Size, TAV_E_IMAGE_SIZE);
     if (static_cast<int32_t>(uint32_t(width) * uint32_t(height)) < 0) {
-        return fail(228, TAV_E_IMAGE_SIZE);
+        return fail(Site::kU16Pixels, TAV_E_IMAGE_SIZE);
     }
     // Only the low 32 bits of the configured format count, sign-extended.
     const int64_t output = static_cast<int32_t>(static_cast<uint32_t>(config->outputFormat));

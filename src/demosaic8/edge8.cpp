@@ -63,56 +63,56 @@ extern "C" {
 
 int32_t rg8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                         uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(13056, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeRgMono8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, mono(dst, width, exchange), line, false);
     return TAV_OK;
 }
 
 int32_t gb8ToMono8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                         uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(13007, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeGbMono8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, mono(dst, width, exchange), line, true);
     return TAV_OK;
 }
 
 int32_t rg8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                        uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(5672, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeRgBgr8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, bgr(dst, width, exchange), line, false);
     return TAV_OK;
 }
 
 int32_t gb8ToBgr8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                        uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(5617, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeGbBgr8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, bgr(dst, width, exchange), line, true);
     return TAV_OK;
 }
 
 int32_t rg8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                         uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(9463, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeRgBgra8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, bgra(dst, width, exchange), line, false);
     return TAV_OK;
 }
 
 int32_t gb8ToBgra8_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
                         uint32_t exchange, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(9413, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeGbBgra8, TAV_E_IMAGE_SIZE);
     convert(src, height, width, bgra(dst, width, exchange), line, true);
     return TAV_OK;
 }
 
 int32_t rg8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                         uint8_t* second, uint8_t* third, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(11269, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeRgPlanar, TAV_E_IMAGE_SIZE);
     convert(src, height, width, planes(first, second, third, width), line, false);
     return TAV_OK;
 }
 
 int32_t gb8ToBgr8P_edge(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                         uint8_t* second, uint8_t* third, uint8_t* line) {
-    if (tooSmall(height, width)) return tav::fail(11216, TAV_E_IMAGE_SIZE);
+    if (tooSmall(height, width)) return tav::fail(tav::Site::kEdgeGbPlanar, TAV_E_IMAGE_SIZE);
     convert(src, height, width, planes(first, second, third, width), line, true);
     return TAV_OK;
 }
