@@ -166,26 +166,53 @@ TEST(Decode, WorkedValues) {
         uint32_t format;
         int32_t w;
         Bytes src;
-    } layouts[] = {{TAV_PF_YUV422_8_UYVY, 2, {255, 10, 128, 20}},
-                   {TAV_PF_YUV422_8, 2, {10, 255, 20, 128}},
-                   {TAV_PF_YUV411_8_UYYVYY, 4, {255, 10, 20, 128, 30, 40}},
-                   {TAV_PF_YUV420SP_NV12, 2, {10, 20, 30, 40, 255, 128}}};
+    } layouts[] = {{TAV_PF_YUV422_8_UYVY, 2, {255, 100, 128, 110}},
+                   {TAV_PF_YUV422_8, 2, {100, 255, 110, 128}},
+                   {TAV_PF_YUV411_8_UYYVYY, 4, {255, 100, 110, 128, 120, 130}}};
     for (const auto& l : layouts) {
-        const int32_t h = l.format == TAV_PF_YUV420SP_NV12 ? 2 : 1;
-        const auto grey = first(convert(l.format, l.src, h, l.w, TAV_PF_MONO8), l.w);
-        const auto rgb = first(convert(l.format, l.src, h, l.w, TAV_PF_RGB8), 3 * l.w);
+        const auto grey = first(convert(l.format, l.src, 1, l.w, TAV_PF_MONO8), l.w);
+        const auto rgb = first(convert(l.format, l.src, 1, l.w, TAV_PF_RGB8), 3 * l.w);
         for (int32_t p = 0; p < l.w; ++p) {
-            const int y = 10 * (p + 1);
-            if (l.format != TAV_PF_YUV420SP_NV12) {
-                EXPECT_EQ(grey[p], y);
-            }
+            const int y = 100 + 10 * p;
+            EXPECT_EQ(grey[p], y);
             // r = y, g = y - 43, b = y + 225, clamped.
-            EXPECT_EQ(
-                Bytes(&rgb[3 * p], &rgb[3 * p + 3]),
-                (Bytes{uint8_t(y), uint8_t(std::max(0, y - 43)), uint8_t(std::min(255, y + 225))}))
+            EXPECT_EQ(Bytes(&rgb[3 * p], &rgb[3 * p + 3]),
+                      (Bytes{uint8_t(y), uint8_t(y - 43), 255}))
                 << std::hex << l.format << " pixel " << p;
         }
     }
+}
+
+// NV12 uses the packed kernels' formula: each pixel as a UYVY pair of its own
+// luma and its 2x2 block's chroma.
+TEST(Decode, Nv12IsPackedWithItsBlocksChroma) {
+    const int32_t h = 6, w = 10;
+    const Bytes nv12 = tavtest::randomBytes(size_t(h) * w * 3 / 2, 9);
+    Bytes uyvy;
+    for (int32_t i = 0; i < h * w; ++i) {
+        const size_t c = size_t(h) * w + (i / w / 2) * w + (i % w) / 2 * 2;
+        uyvy.insert(uyvy.end(), {nv12[c], nv12[i], nv12[c + 1], nv12[i]});
+    }
+    for (uint32_t target : {TAV_PF_RGB8, TAV_PF_BGRA8}) {
+        const auto pairs = convert(TAV_PF_YUV422_8_UYVY, uyvy, h, 2 * w, target);
+        const auto got = convert(TAV_PF_YUV420SP_NV12, nv12, h, w, target);
+        const size_t bytes = target == TAV_PF_RGB8 ? 3 : 4;
+        for (int32_t i = 0; i < h * w; ++i) {
+            ASSERT_EQ(Bytes(&got.dst[bytes * i], &got.dst[bytes * (i + 1)]),
+                      Bytes(&pairs.dst[2 * bytes * i], &pairs.dst[2 * bytes * i + bytes]))
+                << "pixel " << i;
+        }
+    }
+}
+
+// Unknown sources, and target codes as 64 bits (a sign-extended one is another code).
+TEST(Decode, UnknownCodes) {
+    for (uint32_t source : {0u, TAV_PF_BAYER_RG8, TAV_PF_RGBA8, TAV_PF_MONO16, 0x800C0003u}) {
+        EXPECT_EQ(convert(source, Bytes(256), 4, 6, TAV_PF_RGB8).code, TAV_E_PIXEL_FORMAT);
+    }
+    EXPECT_EQ(convert(TAV_PF_BGR8, Bytes(48), 4, 4, 0xFFFFFFFF800C0002ull).code,
+              TAV_E_PIXEL_FORMAT);
+    EXPECT_EQ(convert(TAV_PF_BGR8, Bytes(48), 4, 4, 0x800C0002ull).code, TAV_OK);
 }
 
 // The kernels pick their order from the target alone; counts under one

@@ -294,11 +294,12 @@ TEST(Values16, EdgeBodyClampIsASignedMinimum) {
         // Depth 12: 40000 reads as negative and passes; outside, 4095.
         const uint16_t inside = bits == 16 ? 65535 : 40000, outside = bits == 16 ? 1000 : 4095;
         auto word = [&](int y, int x, int k) { return out[3 * (size_t(y) * w + x) + k]; };
-        EXPECT_EQ(word(2, 2, 1), inside);    // green at a red site in the body
-        EXPECT_EQ(word(2, 2, 2), level);     // the native red
-        EXPECT_EQ(word(3, 11, 2), inside);   // red at a blue site
-        EXPECT_EQ(word(0, 0, 1), outside);   // first row: the ordinary clamp
-        EXPECT_EQ(word(4, 30, 0), outside);  // past the blocks
+        EXPECT_EQ(word(2, 2, 1), inside);       // green at a red site in the body
+        EXPECT_EQ(word(2, 2, 2), level);        // the native red
+        EXPECT_EQ(word(3, 11, 2), inside);      // red at a blue site
+        EXPECT_EQ(word(0, 0, 1), outside);      // first row: the ordinary clamp
+        EXPECT_EQ(word(4, 30, 0), outside);     // past the blocks
+        EXPECT_EQ(word(h - 1, 3, 1), outside);  // the closing rows
     }
 }
 
