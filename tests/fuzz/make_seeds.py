@@ -2,8 +2,8 @@
 """Writes the seed corpora of the fuzz targets into tests/fuzz/corpus/<target>/.
 
 Each seed is the header bytes a harness decodes (table indices, dimension
-bytes, flags) followed by pixel bytes. The indices refer to the tables at the
-top of each *_fuzz.cpp; keep them in step when a table changes.
+bytes, flags) followed by pixel bytes. The indices refer to the tables of each
+target's namespace in fuzz.cpp; keep them in step when a table changes.
 Usage: tests/fuzz/make_seeds.py (from anywhere; rewrites the seed files).
 """
 import os

@@ -1,0 +1,262 @@
+// Promises about memory and threads: destinations of 16 MiB and more (where
+// the kernels switch to streamed stores) stay inside and give the bytes of
+// plain stores; calls on several threads (a context each, shared read-only
+// sources) give the serial results. The Concurrency suites run under
+// ThreadSanitizer in CI.
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "frames.h"
+
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+// Sources shared by the large cases (built once).
+const Bytes& bigSource() {
+    static const Bytes bytes = tavtest::randomBytes(size_t{34} << 20, 21);
+    return bytes;
+}
+
+struct Aligned {
+    explicit Aligned(size_t n) {
+        void* p = nullptr;
+        if (posix_memalign(&p, 64, n) == 0) bytes = static_cast<uint8_t*>(p);
+    }
+    ~Aligned() { std::free(bytes); }
+    Aligned(const Aligned&) = delete;
+    Aligned& operator=(const Aligned&) = delete;
+    uint8_t* bytes = nullptr;
+};
+
+struct Streamed {
+    const char* name;
+    size_t dstBytes;
+    std::function<int32_t(uint8_t* dst)> run;
+};
+
+void PrintTo(const Streamed& c, std::ostream* os) {
+    *os << c.name;
+}
+
+std::function<int32_t(uint8_t*)> converts(uint32_t source, int32_t h, int32_t w, uint32_t target) {
+    return [=](uint8_t* dst) {
+        const TavImage in{h, w, source, const_cast<uint8_t*>(bigSource().data()), 0};
+        TavImage out{0, 0, 0, dst, 0};
+        return tavImageTypeConvert(&in, &out, target);
+    };
+}
+
+std::function<int32_t(uint8_t*)> corrects(uint32_t mode, int32_t h, int32_t w) {
+    return [=](uint8_t* dst) {
+        const size_t n = size_t(h) * w;
+        std::vector<uint32_t> table{mode, uint32_t(h), uint32_t(w)};
+        const uint8_t* noise = bigSource().data();
+        for (size_t i = 0; i < (mode ? n : size_t(h / 2) * (w / 2)); ++i)
+            table.push_back((120000u + 64u * noise[i]) << 12 | noise[i + 1]);
+        std::vector<uint16_t> src(n);
+        for (size_t i = 0; i < n; ++i) src[i] = uint16_t(noise[2 * i] << 4 | noise[i] >> 4);
+        const TavImage in{h, w, TAV_PF_BAYER_RG12, tavtest::bytes(src), 0};
+        const TavImage out{h, w, TAV_PF_BAYER_RG12, dst, 0};
+        return tavLSCorrection(&in, &out, reinterpret_cast<const TavLscParameter*>(table.data()));
+    };
+}
+
+const Streamed kStreamed[] = {
+    {"Mono8ToBgra8", size_t{2049} * 2051 * 4,
+     [](uint8_t* dst) {
+         Bytes src(bigSource().begin(), bigSource().begin() + 2049 * 2051);
+         tavtest::Context c;
+         c.setOutput(TAV_PF_BGRA8);
+         TavImage in{2049, 2051, TAV_PF_MONO8, src.data(), 2051};
+         TavImage out{0, 0, 0, dst, 0};
+         return tavDemosaicing(c.ctx, &in, 1, &out);
+     }},
+    {"UyvyToRgba8", size_t{2047} * 2054 * 4,
+     converts(TAV_PF_YUV422_8_UYVY, 2047, 2054, TAV_PF_RGBA8)},
+    {"Nv12ToBgra8", size_t{2048} * 2052 * 4,
+     converts(TAV_PF_YUV420SP_NV12, 2048, 2052, TAV_PF_BGRA8)},
+    {"Bgr8ToRgba8", size_t{2047} * 2053 * 4, converts(TAV_PF_BGR8, 2047, 2053, TAV_PF_RGBA8)},
+    // Per Bayer cell (odd height: the last row is kept) and per pixel.
+    {"LscPerCell", size_t{2} * 2049 * 4104, corrects(0, 2049, 4104)},
+    {"LscPerPixel", size_t{2} * 2049 * 4104, corrects(1, 2049, 4104)},
+};
+
+}  // namespace
+
+class StreamedStores : public testing::TestWithParam<Streamed> {};
+
+// An exact 64-byte aligned destination (streamed) and one two bytes off
+// alignment (plain stores) get the same bytes.
+TEST_P(StreamedStores, StayInsideAndMatchPlainStores) {
+    const Streamed& c = GetParam();
+    ASSERT_GE(c.dstBytes, size_t{16} << 20);
+    Aligned streamed(c.dstBytes), plain(c.dstBytes + 2);
+    ASSERT_TRUE(streamed.bytes && plain.bytes);
+    std::memset(streamed.bytes, 0x3C, c.dstBytes);
+    std::memset(plain.bytes, 0x3C, c.dstBytes + 2);
+    EXPECT_EQ(c.run(streamed.bytes), TAV_OK);
+    EXPECT_EQ(c.run(plain.bytes + 2), TAV_OK);
+    EXPECT_EQ(std::memcmp(streamed.bytes, plain.bytes + 2, c.dstBytes), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Large, StreamedStores, testing::ValuesIn(kStreamed),
+                         [](const auto& i) { return std::string(i.param.name); });
+
+// ---- threads
+
+namespace {
+
+// A call writing into fresh bytes; `ctx` is the calling thread's own context.
+using Job = std::function<Bytes(TavContext* ctx)>;
+
+// Every job serially, then on four threads, each from a different start and
+// twice over: all results equal the serial ones.
+void expectThreadsAgree(const std::vector<Job>& jobs) {
+    std::vector<Bytes> serial;
+    {
+        tavtest::Context c;
+        for (const Job& job : jobs) serial.push_back(job(c.ctx));
+    }
+    constexpr int kThreads = 4;
+    std::vector<std::vector<Bytes>> results(kThreads, std::vector<Bytes>(jobs.size()));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            TavContext* ctx = nullptr;
+            if (tavCreate(&ctx) != TAV_OK) return;
+            for (int round = 0; round < 2; ++round) {
+                for (size_t k = 0; k < jobs.size(); ++k) {
+                    const size_t i = (k + 7 * t) % jobs.size();
+                    results[t][i] = jobs[i](ctx);
+                }
+            }
+            tavRelease(&ctx);
+        });
+    }
+    for (auto& th : threads) th.join();
+    for (int t = 0; t < kThreads; ++t) {
+        for (size_t i = 0; i < jobs.size(); ++i) {
+            EXPECT_TRUE(results[t][i] == serial[i]) << "thread " << t << " job " << i;
+        }
+    }
+}
+
+// The result code in the first four bytes, then the output.
+Bytes withCode(int32_t code, Bytes out) {
+    out.insert(out.begin(), reinterpret_cast<uint8_t*>(&code),
+               reinterpret_cast<uint8_t*>(&code) + 4);
+    return out;
+}
+
+}  // namespace
+
+// Many frames through one context per thread; padded 8-bit sources are
+// compacted in place, so each call gets its own copy.
+TEST(Concurrency, ContextPerThreadMatchesTheSerialRun) {
+    const int32_t h = 23, w = 37;
+    const std::pair<uint32_t, int> sources[] = {
+        {TAV_PF_MONO8, 2},     {TAV_PF_BAYER_RG8, 2},         {TAV_PF_BAYER_GR8, 2},
+        {TAV_PF_BAYER_GB8, 2}, {TAV_PF_BAYER_BG8, 2},         {TAV_PF_BAYER_RG12, 4},
+        {TAV_PF_MONO16, 4},    {TAV_PF_BAYER_BG10_PACKED, 3}, {TAV_PF_MONO12_PACKED, 3}};
+    std::vector<Job> jobs;
+    for (const auto& [source, bytesPerTwo] : sources) {
+        const int32_t pitch = w * bytesPerTwo / 2 + 6;
+        const auto bytes = tavtest::randomBytes(size_t(h) * pitch + 8, source);
+        for (uint64_t output : {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGB8_PLANAR,
+                                TAV_PF_BGR8_PLANAR, TAV_PF_RGBA8, TAV_PF_BGRA8}) {
+            for (uint32_t method = 0; method < 3; ++method) {
+                jobs.push_back([=, source = source](TavContext* ctx) {
+                    Bytes src = bytes, out(size_t(w) * h * 4, 0);
+                    uint64_t format = output;
+                    int32_t code = tavDemosaicSetConfig(ctx, &format);
+                    TavImage in{h, w, source, src.data(), pitch}, dst{0, 0, 0, out.data(), 0};
+                    if (code == TAV_OK) code = tavDemosaicing(ctx, &in, method, &dst);
+                    return withCode(code, out);
+                });
+            }
+        }
+    }
+    expectThreadsAgree(jobs);
+}
+
+// The entries without a context on shared read-only sources and tables.
+TEST(Concurrency, StatelessEntriesOnSharedSources) {
+    const int32_t h = 32, w = 44;  // even and at least 32: every entry accepts it
+    const size_t n = size_t(h) * w;
+    const auto words = std::make_shared<std::vector<uint16_t>>(tavtest::randomWords(n, 5, 12));
+    const auto bytes = std::make_shared<Bytes>(tavtest::randomBytes(3 * n, 6));
+    std::vector<Job> jobs;
+    auto add = [&](size_t outBytes, std::function<int32_t(uint8_t*)> call) {
+        jobs.push_back([=](TavContext*) {
+            Bytes out(outBytes, 0);
+            return withCode(call(out.data()), out);
+        });
+    };
+    for (uint32_t format : {TAV_PF_BAYER_RG12, TAV_PF_BAYER_GR12, TAV_PF_BAYER_GB12,
+                            TAV_PF_BAYER_BG12, TAV_PF_MONO12}) {
+        for (uint32_t method : {1u, 2u}) {
+            for (int64_t output : {int64_t{TAV_PF_BGR12}, int64_t{TAV_PF_RGB16}}) {
+                add(6 * n, [=](uint8_t* out) {
+                    const TavDemosaicU16Config config{output, method, 12};
+                    const TavImage src{h, w, format, tavtest::bytes(*words), 2 * w};
+                    const TavImage dst{0, 0, 0, out, 0};
+                    return tavDemosaicingU16(&config, &src, &dst);
+                });
+            }
+        }
+    }
+    const std::pair<uint32_t, uint64_t> conversions[] = {
+        {TAV_PF_YUV422_8_UYVY, TAV_PF_BGRA8},   {TAV_PF_YUV422_8, TAV_PF_RGB8},
+        {TAV_PF_YUV420SP_NV12, TAV_PF_RGB8},    {TAV_PF_YUV420P, TAV_PF_BGR8},
+        {TAV_PF_YUV411_8_UYYVYY, TAV_PF_MONO8}, {TAV_PF_YUV8_UYV, TAV_PF_RGB8},
+        {TAV_PF_BGR8, TAV_PF_YUV420P},          {TAV_PF_RGB8, TAV_PF_YUV411_8_UYYVYY},
+        {TAV_PF_BGR8, TAV_PF_YUV422_8},         {TAV_PF_MONO4P, TAV_PF_RGBA8}};
+    for (const auto& [source, target] : conversions) {
+        add(4 * n, [=, source = source, target = target](uint8_t* out) {
+            const TavImage src{h, w, source, bytes->data(), 0};
+            TavImage dst{0, 0, 0, out, 0};
+            return tavImageTypeConvert(&src, &dst, target);
+        });
+    }
+    // Normalisation and Mono8 conversion.
+    add(6 * n, [=](uint8_t* out) {
+        unpacked_old(bytes->data(), h, w, out);
+        u16Tou8_old(words->data(), h, w, 4, out + n + 1);
+        return mono8Convert(bytes->data(), out + 2 * n + 1, h, w, TAV_PF_BGRA8);
+    });
+    // Lens shading: correction with shared records; estimates from shared
+    // flat fields (they allocate per call).
+    auto table = std::make_shared<std::vector<uint32_t>>();
+    for (uint32_t mode : {0u, 1u}) {
+        const size_t start = table->size(), count = mode ? n : n / 4;
+        table->insert(table->end(), {mode, uint32_t(h), uint32_t(w)});
+        for (size_t i = 0; i < count; ++i)
+            table->push_back((100000u + 64u * (*words)[i]) << 12 | ((*words)[i] & 0xFFF));
+        for (uint32_t format : {TAV_PF_BAYER_RG12, TAV_PF_MONO8}) {
+            add(2 * n, [=](uint8_t* out) {
+                uint8_t* source = format == TAV_PF_MONO8 ? bytes->data() : tavtest::bytes(*words);
+                const TavImage src{h, w, format, source, 0}, dst{h, w, format, out, 0};
+                return tavLSCorrection(
+                    &src, &dst, reinterpret_cast<const TavLscParameter*>(table->data() + start));
+            });
+        }
+    }
+    auto flat = std::make_shared<std::vector<float>>(2 * n);  // dark frame, then grey frame
+    for (size_t i = 0; i < n; ++i) {
+        (*flat)[i] = float((*bytes)[i] % 8);
+        (*flat)[n + i] = 150.0f + float((*bytes)[n + i]);
+    }
+    for (uint32_t mode : {0u, 1u}) {
+        add(12 + 4 * n, [=](uint8_t* out) {
+            const TavLscInput input{mode, 10, w, h, flat->data() + n, flat->data()};
+            return tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(out));
+        });
+    }
+    for (const Job& job : jobs) {
+        const Bytes r = job(nullptr);
+        ASSERT_EQ(r[0] | r[1] | r[2] | r[3], 0) << "a job failed";
+    }
+    expectThreadsAgree(jobs);
+}
