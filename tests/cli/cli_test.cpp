@@ -440,7 +440,9 @@ TEST_F(Cli, DemoWritesChartFrameSheetAndAResultPerMethod) {
     ASSERT_EQ(p.status, 0) << p.err;
     EXPECT_NE(p.out.find("40x28"), std::string::npos) << p.out;
     for (const DemoLine& d : readSummary(slurp(path("picture/summary.csv")))) {
-        if (d.status == "ok") EXPECT_GT(d.psnr, 30.0) << d.method;
+        if (d.status == "ok") {
+            EXPECT_GT(d.psnr, 30.0) << d.method;
+        }
     }
 }
 
