@@ -31,8 +31,10 @@ struct Method {
     uint32_t value;
     const char* name;
 };
-constexpr Method kMethods[] = {
-    {TAV_METHOD_NEAREST, "nearest"}, {TAV_METHOD_BILINEAR, "bilinear"}, {TAV_METHOD_EDGE, "edge"}};
+constexpr Method kMethods[] = {{TAV_METHOD_NEAREST, "nearest"},
+                               {TAV_METHOD_BILINEAR, "bilinear"},
+                               {TAV_METHOD_EDGE, "edge"},
+                               {TAV_METHOD_HQ, "hq"}};
 
 std::vector<uint8_t> mosaic(const Raster& rgb, const Phase& p) {
     std::vector<uint8_t> raw(size_t(rgb.width) * rgb.height);

@@ -1,5 +1,6 @@
 // The 8-bit demosaicing entry: checks, source mapping, scratch, normalisation.
 #include "dispatch8.h"
+#include "hq.h"
 #include "report.h"
 
 namespace tav {
@@ -110,7 +111,10 @@ int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavI
     if (mapped != TAV_OK) return fail(110, mapped);
 
     TavScratch& scratch = context->scratch;
-    if (tavMemRealloc(&scratch, tav::scratchSize(height, width, normClass)) != TAV_OK) {
+    // Method 3 adds its line buffers after the others' scratch.
+    const int64_t size =
+        tav::scratchSize(height, width, normClass) + (method == 3 ? tav::hqWorkBytes(width) : 0);
+    if (size > INT32_MAX || tavMemRealloc(&scratch, static_cast<int32_t>(size)) != TAV_OK) {
         return fail(normClass == tav::kClass8 ? 115 : 119, TAV_E_NO_MEMORY);
     }
 

@@ -1,0 +1,222 @@
+// The scalar frame walk of method 3 over line buffers: rows of the
+// difference planes run eight rows ahead of the output, green three, the
+// other colour at red and blue sites one. Every plane is a ring of rows read
+// through the mirror rule, so borders need no passes of their own.
+#pragma once
+
+#include <cstdint>
+
+#include "hq_rules.h"
+
+namespace tav::hq {
+
+constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plane
+constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
+constexpr int32_t kReach = 8;       // columns read beyond either edge
+constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
+
+// Bytes of line buffer a frame `width` wide needs (16 of them for alignment).
+constexpr int64_t workBytes(int32_t width) {
+    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
+           (int64_t{width} + 2 * kReach) * 4 + 16;
+}
+
+struct Ring {
+    int32_t* base;
+    int32_t width;
+    int32_t rows;
+    int32_t* row(int32_t y) const { return base + (y % rows) * width; }
+};
+
+template <typename T>
+struct Frame {
+    const T* src;
+    int32_t height, width, max;
+    int32_t redY, redX;  // parity of the red site's row and column
+    uint32_t epsGreen, epsColour;
+    const int32_t* col;  // col[x + kReach]: column x folded into the frame
+    Ring dh, dv, gh, gv, green, other;
+
+    bool isGreen(int32_t y, int32_t x) const { return ((y + x + redY + redX) & 1) != 0; }
+    bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
+    const T* srcRow(int32_t y) const { return src + int64_t{fold(y, height)} * width; }
+    int32_t c(int32_t x) const { return col[x + kReach]; }
+};
+
+// Differences and gradients of row q; the vertical gradient of row q - 1
+// (and of q itself at the last row), which needs the differences below it.
+template <typename T>
+void diffRow(const Frame<T>& f, int32_t q) {
+    const T* s[5];
+    for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
+    int32_t* dh = f.dh.row(q);
+    int32_t* dv = f.dv.row(q);
+    const int32_t max8 = f.max << kFrac;
+    for (int32_t x = 0; x < f.width; ++x) {
+        const bool green = f.isGreen(q, x);
+        const int32_t v = s[2][x];
+        dh[x] = directional(v, s[2][f.c(x - 1)], s[2][f.c(x + 1)], s[2][f.c(x - 2)],
+                            s[2][f.c(x + 2)], green, max8);
+        dv[x] = directional(v, s[1][x], s[3][x], s[0][x], s[4][x], green, max8);
+    }
+    int32_t* gh = f.gh.row(q);
+    for (int32_t x = 0; x < f.width; ++x) gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]);
+    auto vertical = [&](int32_t y) {
+        const int32_t* up = f.dv.row(fold(y - 1, f.height));
+        const int32_t* down = f.dv.row(fold(y + 1, f.height));
+        int32_t* gv = f.gv.row(y);
+        for (int32_t x = 0; x < f.width; ++x) gv[x] = std::abs(up[x] - down[x]);
+    };
+    if (q >= 1) vertical(q - 1);
+    if (q == f.height - 1) vertical(q);
+}
+
+// The difference planes around one row, for greenAt.
+struct DiffWindow {
+    const int32_t* dvRows[9];  // rows r - 4 .. r + 4
+    const int32_t* gvRows[9];
+    const int32_t* ghRows[3];  // rows r - 1 .. r + 1
+    const int32_t* dhRow;
+    const int32_t* col;
+    int32_t x;
+
+    int32_t at(const int32_t* row, int dx) const { return row[col[x + dx + kReach]]; }
+    int32_t dv(int dy, int dx) const { return at(dvRows[dy + 4], dx); }
+    uint32_t gv(int dy, int dx) const { return static_cast<uint32_t>(at(gvRows[dy + 4], dx)); }
+    uint32_t gh(int dy, int dx) const { return static_cast<uint32_t>(at(ghRows[dy + 1], dx)); }
+    int32_t dh(int, int dx) const { return at(dhRow, dx); }
+};
+
+template <typename T>
+void greenRow(const Frame<T>& f, int32_t r) {
+    DiffWindow n;
+    for (int i = 0; i < 9; ++i) {
+        n.dvRows[i] = f.dv.row(fold(r - 4 + i, f.height));
+        n.gvRows[i] = f.gv.row(fold(r - 4 + i, f.height));
+    }
+    for (int i = 0; i < 3; ++i) n.ghRows[i] = f.gh.row(fold(r - 1 + i, f.height));
+    n.dhRow = f.dh.row(r);
+    n.col = f.col;
+    const T* s = f.srcRow(r);
+    int32_t* g = f.green.row(r);
+    for (int32_t x = 0; x < f.width; ++x) {
+        n.x = x;
+        g[x] = f.isGreen(r, x) ? s[x] : greenAt(n, s[x], f.epsGreen, f.max);
+    }
+}
+
+// Green and one colour around a site: `d` is green minus that colour, which
+// neighbours of that colour have as a sample and the others as an estimate.
+template <typename T>
+struct ColourWindow {
+    const Frame<T>* f;
+    const int32_t* greenRows[5];  // rows y - 2 .. y + 2
+    const int32_t* otherRows[3];  // rows y - 1 .. y + 1
+    const T* srcRows[3];
+    int32_t y, x;
+    bool red;  // the colour wanted is the one at red sites
+
+    int32_t g(int dy, int dx) const { return greenRows[dy + 2][f->c(x + dx)]; }
+    int32_t d(int dy, int dx) const {
+        const int32_t cx = f->c(x + dx);
+        const bool sample = f->isRed(y + dy, x + dx) == red;
+        return greenRows[dy + 2][cx] - (sample ? srcRows[dy + 1][cx] : otherRows[dy + 1][cx]);
+    }
+};
+
+template <typename T>
+ColourWindow<T> colourWindow(const Frame<T>& f, int32_t y) {
+    ColourWindow<T> n;
+    n.f = &f;
+    for (int i = 0; i < 5; ++i) n.greenRows[i] = f.green.row(fold(y - 2 + i, f.height));
+    for (int i = 0; i < 3; ++i) {
+        n.otherRows[i] = f.other.row(fold(y - 1 + i, f.height));
+        n.srcRows[i] = f.srcRow(y - 1 + i);
+    }
+    n.y = y;
+    return n;
+}
+
+constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
+constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
+
+// The colour missing at each red and blue site of row r (blue at red sites,
+// red at blue sites), from the diagonal neighbours, which have it.
+template <typename T>
+void otherRow(const Frame<T>& f, int32_t r) {
+    ColourWindow<T> n = colourWindow(f, r);
+    int32_t* o = f.other.row(r);
+    for (int32_t x = 0; x < f.width; ++x) {
+        if (f.isGreen(r, x)) continue;
+        n.x = x;
+        n.red = !f.isRed(r, x);
+        o[x] = colourAt(n, kDiagY, kDiagX, f.epsColour, f.max);
+    }
+}
+
+template <typename T, class Writer>
+void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
+    ColourWindow<T> n = colourWindow(f, y);
+    const T* s = f.srcRow(y);
+    const int32_t* g = f.green.row(y);
+    const int32_t* o = f.other.row(y);
+    for (int32_t x = 0; x < f.width; ++x) {
+        n.x = x;
+        if (!f.isGreen(y, x)) {
+            const bool red = f.isRed(y, x);
+            out.put(x, red ? s[x] : o[x], g[x], red ? o[x] : s[x]);
+            continue;
+        }
+        n.red = true;
+        const int32_t r = colourAt(n, kAxisY, kAxisX, f.epsColour, f.max);
+        n.red = false;
+        const int32_t b = colourAt(n, kAxisY, kAxisX, f.epsColour, f.max);
+        out.put(x, r, g[x], b);
+    }
+}
+
+// A whole frame, height and width at least 2; `out` writes row 0 and gives
+// the writers of the rows below. `work` holds workBytes(width).
+template <typename T, class Writer>
+void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
+           const Writer& out, uint8_t* work) {
+    int32_t* p =
+        reinterpret_cast<int32_t*>(work + ((16 - (reinterpret_cast<uintptr_t>(work) & 15)) & 15));
+    int32_t* col = p;
+    for (int32_t x = -kReach; x < width + kReach; ++x) col[x + kReach] = fold(x, width);
+    p += width + 2 * kReach;
+    auto ring = [&](int32_t rows) {
+        const Ring r{p, width, rows};
+        p += int64_t{rows} * width;
+        return r;
+    };
+    const int32_t scale = depth > 8 ? depth - 8 : 0;
+    Frame<T> f{src,
+               height,
+               width,
+               (1 << depth) - 1,
+               redY,
+               redX,
+               static_cast<uint32_t>(kEpsGreen) << scale,
+               static_cast<uint32_t>(kEpsColour) << scale,
+               col,
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kColourRows),
+               ring(kColourRows)};
+    int32_t diffDone = 0, greenDone = 0, otherDone = 0;
+    for (int32_t y = 0; y < height; ++y) {
+        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);
+        for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
+            greenRow(f, greenDone);
+        }
+        for (; otherDone < height && otherDone <= y + kAheadOther; ++otherDone) {
+            otherRow(f, otherDone);
+        }
+        outputRow(f, y, out.next(y));
+    }
+}
+
+}  // namespace tav::hq
