@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "hq_rules.h"
 
@@ -15,10 +16,15 @@ constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 
+// Rows of kReach-padded sums the green pass keeps: the column index, the
+// five-row sums of vertical gradients above and below, and the running sum
+// along the row of three-row sums of horizontal gradients.
+constexpr int32_t kPaddedRows = 4;
+
 // Bytes of line buffer a frame `width` wide needs (16 of them for alignment).
 constexpr int64_t workBytes(int32_t width) {
     return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
-           (int64_t{width} + 2 * kReach) * 4 + 16;
+           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 16;
 }
 
 struct Ring {
@@ -30,12 +36,15 @@ struct Ring {
 
 template <typename T>
 struct Frame {
+    using Acc = std::conditional_t<sizeof(T) == 1, int32_t, int64_t>;
+
     const T* src;
     int32_t height, width, max;
     int32_t redY, redX;  // parity of the red site's row and column
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring dh, dv, gh, gv, green, other;
+    uint32_t *north, *south, *along;  // padded rows of window sums (greenRow)
 
     bool isGreen(int32_t y, int32_t x) const { return ((y + x + redY + redX) & 1) != 0; }
     bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
@@ -71,37 +80,67 @@ void diffRow(const Frame<T>& f, int32_t q) {
     if (q == f.height - 1) vertical(q);
 }
 
-// The difference planes around one row, for greenAt.
+// The difference planes and window sums around one site, for greenAt.
 struct DiffWindow {
-    const int32_t* dvRows[9];  // rows r - 4 .. r + 4
-    const int32_t* gvRows[9];
-    const int32_t* ghRows[3];  // rows r - 1 .. r + 1
+    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
     const int32_t* dhRow;
     const int32_t* col;
+    const uint32_t *north, *south, *along;  // padded by kReach
     int32_t x;
 
-    int32_t at(const int32_t* row, int dx) const { return row[col[x + dx + kReach]]; }
-    int32_t dv(int dy, int dx) const { return at(dvRows[dy + 4], dx); }
-    uint32_t gv(int dy, int dx) const { return static_cast<uint32_t>(at(gvRows[dy + 4], dx)); }
-    uint32_t gh(int dy, int dx) const { return static_cast<uint32_t>(at(ghRows[dy + 1], dx)); }
-    int32_t dh(int, int dx) const { return at(dhRow, dx); }
+    int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
+    int32_t dh(int, int dx) const { return dhRow[col[x + dx + kReach]]; }
+    uint32_t window(int k) const {
+        const int32_t i = x + kReach;
+        switch (k) {
+            case 0:
+                return north[i - 1] + north[i] + north[i + 1];
+            case 1:
+                return south[i - 1] + south[i] + south[i + 1];
+            case 2:
+                return along[i] - along[i - kWindowLength];
+            default:
+                return along[i + kWindowLength - 1] - along[i - 1];
+        }
+    }
 };
 
+// Green along row r: window sums first (five-row sums of the vertical
+// gradients above and below each column; running sum of three-row sums of
+// the horizontal ones), then the rule at each red and blue site.
 template <typename T>
 void greenRow(const Frame<T>& f, int32_t r) {
-    DiffWindow n;
-    for (int i = 0; i < 9; ++i) {
-        n.dvRows[i] = f.dv.row(fold(r - 4 + i, f.height));
-        n.gvRows[i] = f.gv.row(fold(r - 4 + i, f.height));
+    const int32_t* gv[2 * kWindowLength - 1];
+    for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
+        gv[i] = f.gv.row(fold(r - kWindowLength + 1 + i, f.height));
     }
-    for (int i = 0; i < 3; ++i) n.ghRows[i] = f.gh.row(fold(r - 1 + i, f.height));
+    const int32_t* gh[3];
+    for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
+    uint32_t running = 0;
+    for (int32_t i = 0; i < f.width + 2 * kReach; ++i) {
+        const int32_t x = f.col[i];
+        uint32_t up = 0, down = 0;
+        for (int k = 0; k < kWindowLength; ++k) {
+            up += static_cast<uint32_t>(gv[k][x]);
+            down += static_cast<uint32_t>(gv[k + kWindowLength - 1][x]);
+        }
+        f.north[i] = up;
+        f.south[i] = down;
+        running += static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
+        f.along[i] = running;
+    }
+    DiffWindow n;
+    for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
+    n.north = f.north;
+    n.south = f.south;
+    n.along = f.along;
     const T* s = f.srcRow(r);
     int32_t* g = f.green.row(r);
     for (int32_t x = 0; x < f.width; ++x) {
         n.x = x;
-        g[x] = f.isGreen(r, x) ? s[x] : greenAt(n, s[x], f.epsGreen, f.max);
+        g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
     }
 }
 
@@ -150,7 +189,9 @@ void otherRow(const Frame<T>& f, int32_t r) {
         if (f.isGreen(r, x)) continue;
         n.x = x;
         n.red = !f.isRed(r, x);
-        o[x] = colourAt(n, kDiagY, kDiagX, f.epsColour, f.max);
+        int32_t steps[4];
+        greenSteps(n, kDiagY, kDiagX, steps);
+        o[x] = colourAt<typename Frame<T>::Acc>(n, kDiagY, kDiagX, steps, f.epsColour, f.max);
     }
 }
 
@@ -167,10 +208,13 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             out.put(x, red ? s[x] : o[x], g[x], red ? o[x] : s[x]);
             continue;
         }
+        using Acc = typename Frame<T>::Acc;
+        int32_t steps[4];
+        greenSteps(n, kAxisY, kAxisX, steps);
         n.red = true;
-        const int32_t r = colourAt(n, kAxisY, kAxisX, f.epsColour, f.max);
+        const int32_t r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
         n.red = false;
-        const int32_t b = colourAt(n, kAxisY, kAxisX, f.epsColour, f.max);
+        const int32_t b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
         out.put(x, r, g[x], b);
     }
 }
@@ -205,7 +249,14 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
                ring(kDiffRows),
                ring(kDiffRows),
                ring(kColourRows),
-               ring(kColourRows)};
+               ring(kColourRows),
+               nullptr,
+               nullptr,
+               nullptr};
+    uint32_t* padded = reinterpret_cast<uint32_t*>(p);
+    f.north = padded;
+    f.south = padded + (width + 2 * kReach);
+    f.along = padded + 2 * (width + 2 * kReach);
     int32_t diffDone = 0, greenDone = 0, otherDone = 0;
     for (int32_t y = 0; y < height; ++y) {
         for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);

@@ -56,8 +56,9 @@ inline int32_t clampTo(int32_t v, int32_t lo, int32_t hi) {
     return v < lo ? lo : v > hi ? hi : v;
 }
 
-inline int64_t floorDiv(int64_t a, int64_t b) {  // b > 0
-    const int64_t q = a / b;
+template <typename Acc>
+Acc floorDiv(Acc a, Acc b) {  // b > 0
+    const Acc q = a / b;
     return q * b > a ? q - 1 : q;
 }
 
@@ -93,20 +94,21 @@ inline void weights4(const uint32_t s[4], uint32_t eps, int32_t w[4]) {
     }
 }
 
+// Window sums of gradients on each side of a site: north, rows -4..0 and
+// columns -1..1 of the vertical gradients; south, rows 0..4; west and east
+// alike across the horizontal ones.
+constexpr int kWindowLength = 5;
+
+// Products and quotients of the blends run in Acc: 32 bits hold them for
+// 8-bit samples (below 2^29), 16-bit samples need 64.
+
 // Green at a red or blue site of value c. `n` gives the planes around it:
-// dh/dv(dy, dx) the colour differences, gh/gv(dy, dx) their gradients.
-template <class N>
+// dh/dv(dy, dx) the colour differences, window(k) the gradient sum of
+// direction k (north, south, west, east).
+template <typename Acc, class N>
 int32_t greenAt(const N& n, int32_t c, uint32_t eps, int32_t max) {
-    uint32_t s[4] = {0, 0, 0, 0};  // north, south, west, east
-    for (int i = 0; i < 5; ++i) {
-        for (int j = -1; j <= 1; ++j) {
-            s[0] += n.gv(-i, j);
-            s[1] += n.gv(i, j);
-            s[2] += n.gh(j, -i);
-            s[3] += n.gh(j, i);
-        }
-    }
-    int64_t d[4] = {0, 0, 0, 0};
+    const uint32_t s[4] = {n.window(0), n.window(1), n.window(2), n.window(3)};
+    Acc d[4] = {0, 0, 0, 0};
     for (int i = 0; i < 3; ++i) {
         d[0] += kTaps[i] * n.dv(-i, 0);
         d[1] += kTaps[i] * n.dv(i, 0);
@@ -117,35 +119,40 @@ int32_t greenAt(const N& n, int32_t c, uint32_t eps, int32_t max) {
     weights4(s, eps, w);
     // Green = c + weighted mean difference, rounded: one division by the
     // weight total in eighths.
-    const int64_t den = int64_t{w[0] + w[1] + w[2] + w[3]} * kTapSum;
-    const int64_t num = w[0] * d[0] + w[1] * d[1] + w[2] * d[2] + w[3] * d[3];
-    const int64_t g =
-        floorDiv(((int64_t{c} << kFrac) + (1 << (kFrac - 1))) * den + num, den << kFrac);
+    const Acc den = Acc{w[0] + w[1] + w[2] + w[3]} * kTapSum;
+    const Acc num = w[0] * d[0] + w[1] * d[1] + w[2] * d[2] + w[3] * d[3];
+    const Acc g = floorDiv<Acc>(((Acc{c} << kFrac) + (1 << (kFrac - 1))) * den + num, den << kFrac);
     return clampTo(static_cast<int32_t>(g), 0, max);
 }
 
-// A missing colour at a site of green g, from the four neighbours k at
-// (dy[k], dx[k]), opposite in pairs (0, 1) and (2, 3): `n.g` is green there,
-// `n.d` green minus the colour wanted. Each neighbour weighs by how smoothly
-// green runs from the site through it, and how its difference agrees with
-// the opposite one.
+// How smoothly green runs from a site through each of four neighbours k at
+// (dy[k], dx[k]) and on: |g0 - g1| + |g1 - g2|. `n.g` is green.
 template <class N>
-int32_t colourAt(const N& n, const int (&dy)[4], const int (&dx)[4], uint32_t eps, int32_t max) {
+void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t steps[4]) {
     const int32_t g = n.g(0, 0);
-    uint32_t s[4];
-    int32_t d[4];
-    for (int k = 0; k < 4; ++k) d[k] = n.d(dy[k], dx[k]);
     for (int k = 0; k < 4; ++k) {
         const int32_t g1 = n.g(dy[k], dx[k]), g2 = n.g(2 * dy[k], 2 * dx[k]);
-        s[k] =
-            static_cast<uint32_t>(std::abs(g - g1) + std::abs(g1 - g2) + std::abs(d[k] - d[k ^ 1]));
+        steps[k] = std::abs(g - g1) + std::abs(g1 - g2);
     }
+}
+
+// A missing colour at a site of green g, from the four neighbours k at
+// (dy[k], dx[k]), opposite in pairs (0, 1) and (2, 3): `n.d` is green minus
+// the colour wanted. Each neighbour weighs by its green steps and by how its
+// difference agrees with the opposite one.
+template <typename Acc, class N>
+int32_t colourAt(const N& n, const int (&dy)[4], const int (&dx)[4], const int32_t steps[4],
+                 uint32_t eps, int32_t max) {
+    const Acc g = n.g(0, 0);
+    int32_t d[4];
+    for (int k = 0; k < 4; ++k) d[k] = n.d(dy[k], dx[k]);
+    uint32_t s[4];
+    for (int k = 0; k < 4; ++k) s[k] = static_cast<uint32_t>(steps[k] + std::abs(d[k] - d[k ^ 1]));
     int32_t w[4];
     weights4(s, eps, w);
-    const int64_t den = w[0] + w[1] + w[2] + w[3];
-    const int64_t num =
-        int64_t{w[0]} * d[0] + int64_t{w[1]} * d[1] + int64_t{w[2]} * d[2] + int64_t{w[3]} * d[3];
-    return clampTo(static_cast<int32_t>(floorDiv(g * den - num + den / 2, den)), 0, max);
+    const Acc den = w[0] + w[1] + w[2] + w[3];
+    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
+    return clampTo(static_cast<int32_t>(floorDiv<Acc>(g * den - num + den / 2, den)), 0, max);
 }
 
 }  // namespace tav::hq
