@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "level.h"
 #include "support.h"
 
 namespace {
@@ -125,6 +126,24 @@ TEST_P(HqPhase, BordersReadTheMirrorImage) {
                 ASSERT_TRUE(std::equal(&small[size_t(y) * w * 3], &small[size_t(y + 1) * w * 3],
                                        &whole[(size_t(y + e) * W + e) * 3]))
                     << h << "x" << w << " row " << y;
+        }
+    }
+}
+
+// The vector body gives the scalar rules' bytes at every width around its
+// steps and every output form.
+TEST_P(HqPhase, VectorBodyEqualsScalarRules) {
+    const int p = GetParam();
+    for (int w = 4; w <= 40; ++w) {
+        for (const int h : {4, 7, 12}) {
+            const std::vector<uint8_t> raw = tavtest::randomBytes(size_t(h) * w, w * 31 + h + p);
+            for (const uint64_t out : kOutputs) {
+                tav::setLevel(tav::Level::Scalar);
+                const std::vector<uint8_t> scalar = demosaic(raw, h, w, kPhases[p], out);
+                tav::setLevel(tav::Level::Sse41);
+                ASSERT_EQ(demosaic(raw, h, w, kPhases[p], out), scalar)
+                    << w << "x" << h << " output " << std::hex << out;
+            }
         }
     }
 }

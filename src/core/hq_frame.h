@@ -8,6 +8,8 @@
 #include <type_traits>
 
 #include "hq_rules.h"
+#include "hq_sse41.h"
+#include "rows.h"
 
 namespace tav::hq {
 
@@ -21,10 +23,21 @@ constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 // along the row of three-row sums of horizontal gradients.
 constexpr int32_t kPaddedRows = 4;
 
-// Bytes of line buffer a frame `width` wide needs (16 of them for alignment).
+// Bytes of line buffer a frame `width` wide needs: the rows above, three
+// byte rows of output colours, 16 bytes for alignment.
 constexpr int64_t workBytes(int32_t width) {
     return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
-           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 16;
+           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} + 16;
+}
+
+// Vector steps cover columns 2 .. width - 3, where every read of a step
+// (two columns either side) stays in the row; the rest runs the scalar rule.
+constexpr int32_t kStepStart = 2, kStepMargin = 2;
+
+// Lanes of a four-site step from column x that are green sites.
+inline __m128i greenLanes(bool evenGreen, int32_t x) {
+    const bool first = ((x & 1) == 0) == evenGreen;
+    return first ? _mm_setr_epi32(-1, 0, -1, 0) : _mm_setr_epi32(0, -1, 0, -1);
 }
 
 struct Ring {
@@ -45,6 +58,10 @@ struct Frame {
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring dh, dv, gh, gv, green, other;
     uint32_t *north, *south, *along;  // padded rows of window sums (greenRow)
+    uint8_t *outR, *outG, *outB;      // one output row before the writer
+
+    // Whether the sites of even columns in row y are green.
+    bool evenGreen(int32_t y) const { return isGreen(y, 0); }
 
     bool isGreen(int32_t y, int32_t x) const { return ((y + x + redY + redX) & 1) != 0; }
     bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
@@ -105,6 +122,17 @@ struct DiffWindow {
     }
 };
 
+// Columns [x, end): vector steps of four sites for 8-bit samples, the
+// scalar rule elsewhere and at the scalar level.
+template <typename T, class Step, class One>
+void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
+    if constexpr (sizeof(T) == 1) {
+        eachStep<4>(x, stepEnd, end, step, one);
+    } else {
+        for (; x < end; ++x) one(x, false);
+    }
+}
+
 // Green along row r: window sums first (five-row sums of the vertical
 // gradients above and below each column; running sum of three-row sums of
 // the horizontal ones), then the rule at each red and blue site.
@@ -138,10 +166,38 @@ void greenRow(const Frame<T>& f, int32_t r) {
     n.along = f.along;
     const T* s = f.srcRow(r);
     int32_t* g = f.green.row(r);
-    for (int32_t x = 0; x < f.width; ++x) {
+    auto one = [&](int32_t x, bool) {
         n.x = x;
         g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
-    }
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            const int32_t i = x + kReach;
+            auto sum3 = [&](const uint32_t* p) {
+                return _mm_add_epi32(_mm_add_epi32(load(p + i - 1), load(p + i)), load(p + i + 1));
+            };
+            const __m128i sums[4] = {
+                sum3(f.north), sum3(f.south),
+                _mm_sub_epi32(load(f.along + i), load(f.along + i - kWindowLength)),
+                _mm_sub_epi32(load(f.along + i + kWindowLength - 1), load(f.along + i - 1))};
+            __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
+                            _mm_setzero_si128()};
+            for (int t = 0; t < 3; ++t) {
+                const __m128i tap = _mm_set1_epi32(kTaps[t]);
+                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, load(n.dvRows[2 - t] + x)));
+                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, load(n.dvRows[2 + t] + x)));
+                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, load(n.dhRow + x - t)));
+                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, load(n.dhRow + x + t)));
+            }
+            const __m128i c = loadBytes(s + x);
+            const __m128i v = sse41::greenAt(c, sums, d, f.epsGreen, f.max);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(g + x),
+                             _mm_blendv_epi8(v, c, greenLanes(f.evenGreen(r), x)));
+        }
+    };
+    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
 }
 
 // Green and one colour around a site: `d` is green minus that colour, which
@@ -185,38 +241,105 @@ template <typename T>
 void otherRow(const Frame<T>& f, int32_t r) {
     ColourWindow<T> n = colourWindow(f, r);
     int32_t* o = f.other.row(r);
-    for (int32_t x = 0; x < f.width; ++x) {
-        if (f.isGreen(r, x)) continue;
+    auto one = [&](int32_t x, bool) {
+        if (f.isGreen(r, x)) return;
         n.x = x;
         n.red = !f.isRed(r, x);
         int32_t steps[4];
         greenSteps(n, kDiagY, kDiagX, steps);
         o[x] = colourAt<typename Frame<T>::Acc>(n, kDiagY, kDiagX, steps, f.epsColour, f.max);
-    }
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Green-site lanes compute a value nobody reads.
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            const __m128i g0 = load(n.greenRows[2] + x);
+            __m128i d[4], steps[4];
+            for (int k = 0; k < 4; ++k) {
+                const int32_t dy = kDiagY[k], dx = kDiagX[k];
+                const __m128i g1 = load(n.greenRows[2 + dy] + x + dx);
+                d[k] = _mm_sub_epi32(g1, loadBytes(n.srcRows[1 + dy] + x + dx));
+                steps[k] = greenStep(g0, g1, load(n.greenRows[2 + 2 * dy] + x + 2 * dx));
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(o + x),
+                             sse41::colourAt(g0, d, steps, f.epsColour, f.max));
+        }
+    };
+    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
 }
 
 template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
+    static_assert(sizeof(T) == 1, "the output row holds bytes");
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
     const int32_t* g = f.green.row(y);
     const int32_t* o = f.other.row(y);
-    for (int32_t x = 0; x < f.width; ++x) {
+    using Acc = typename Frame<T>::Acc;
+    auto one = [&](int32_t x, bool) {
         n.x = x;
+        int32_t r, b;
         if (!f.isGreen(y, x)) {
             const bool red = f.isRed(y, x);
-            out.put(x, red ? s[x] : o[x], g[x], red ? o[x] : s[x]);
-            continue;
+            r = red ? s[x] : o[x];
+            b = red ? o[x] : s[x];
+        } else {
+            int32_t steps[4];
+            greenSteps(n, kAxisY, kAxisX, steps);
+            n.red = true;
+            r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
+            n.red = false;
+            b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
         }
-        using Acc = typename Frame<T>::Acc;
-        int32_t steps[4];
-        greenSteps(n, kAxisY, kAxisX, steps);
-        n.red = true;
-        const int32_t r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
-        n.red = false;
-        const int32_t b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
-        out.put(x, r, g[x], b);
-    }
+        f.outR[x] = static_cast<uint8_t>(r);
+        f.outG[x] = static_cast<uint8_t>(g[x]);
+        f.outB[x] = static_cast<uint8_t>(b);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            // Red sites share rows with green ones here or above and below.
+            const bool redRow = (y & 1) == f.redY;
+            const __m128i g0 = load(g + x);
+            __m128i steps[4], sample[4], estimate[4];
+            for (int k = 0; k < 4; ++k) {
+                const int32_t dy = kAxisY[k], dx = kAxisX[k];
+                const __m128i g1 = load(n.greenRows[2 + dy] + x + dx);
+                steps[k] = greenStep(g0, g1, load(n.greenRows[2 + 2 * dy] + x + 2 * dx));
+                sample[k] = _mm_sub_epi32(g1, loadBytes(n.srcRows[1 + dy] + x + dx));
+                estimate[k] = _mm_sub_epi32(g1, load(n.otherRows[1 + dy] + x + dx));
+            }
+            // Row neighbours (k = 2, 3) have the row's colour as a sample and
+            // the column's as an estimate; column neighbours the other way.
+            const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+            const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+            const __m128i fromRow = sse41::colourAt(g0, dRow, steps, f.epsColour, f.max);
+            const __m128i fromCol = sse41::colourAt(g0, dCol, steps, f.epsColour, f.max);
+            const __m128i c = loadBytes(s + x), other = load(o + x);
+            const __m128i green = greenLanes(f.evenGreen(y), x);
+            // The row's colour: a sample at its own sites, fromRow at green ones.
+            const __m128i rowValue = _mm_blendv_epi8(c, fromRow, green);
+            const __m128i colValue = _mm_blendv_epi8(other, fromCol, green);
+            const __m128i r = redRow ? rowValue : colValue, b = redRow ? colValue : rowValue;
+            auto put4 = [&](uint8_t* p, __m128i v) {
+                const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(v, v), v);
+                const int32_t word = _mm_cvtsi128_si32(bytes);
+                __builtin_memcpy(p + x, &word, 4);
+            };
+            put4(f.outR, r);
+            put4(f.outG, g0);
+            put4(f.outB, b);
+        }
+    };
+    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    eachStep<16>(
+        0, f.width, f.width,
+        [&](int32_t x) {
+            out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x), simd::load(f.outB + x));
+        },
+        [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); });
 }
 
 // A whole frame, height and width at least 2; `out` writes row 0 and gives
@@ -252,11 +375,17 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
                ring(kColourRows),
                nullptr,
                nullptr,
+               nullptr,
+               nullptr,
+               nullptr,
                nullptr};
     uint32_t* padded = reinterpret_cast<uint32_t*>(p);
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.along = padded + 2 * (width + 2 * kReach);
+    f.outR = reinterpret_cast<uint8_t*>(padded + 3 * (width + 2 * kReach));
+    f.outG = f.outR + width;
+    f.outB = f.outG + width;
     int32_t diffDone = 0, greenDone = 0, otherDone = 0;
     for (int32_t y = 0; y < height; ++y) {
         for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);

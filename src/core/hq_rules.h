@@ -73,13 +73,14 @@ inline int32_t directional(int32_t c, int32_t a1, int32_t b1, int32_t a2, int32_
     return green ? (c << kFrac) - est : est - (c << kFrac);
 }
 
+// 2^20 / m^2 for m = 16..31, rounded.
+constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
+                                    1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};
+
 // Relative weights 1 / (s + eps)^2 of four directions, the largest between
 // 1024 and 4096: a four-bit mantissa looked up, the exponent shifted out
 // relative to the smallest sum.
 inline void weights4(const uint32_t s[4], uint32_t eps, int32_t w[4]) {
-    // 2^20 / m^2 for m = 16..31.
-    static constexpr int32_t kInvSquare[16] = {4096, 3629, 3236, 2905, 2621, 2377, 2166, 1982,
-                                               1820, 1677, 1551, 1439, 1337, 1247, 1165, 1092};
     int32_t e[4], m[4];
     int32_t least = 63;
     for (int k = 0; k < 4; ++k) {
