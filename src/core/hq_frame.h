@@ -19,8 +19,8 @@ constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 
 // Rows of kReach-padded sums the green pass keeps: the column index, the
-// five-row sums of vertical gradients above and below, and the running sum
-// along the row of three-row sums of horizontal gradients.
+// five-row sums of vertical gradients above and below, and the three-row
+// sums of horizontal gradients.
 constexpr int32_t kPaddedRows = 4;
 
 // Bytes of line buffer a frame `width` wide needs: the rows above, three
@@ -57,8 +57,8 @@ struct Frame {
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring dh, dv, gh, gv, green, other;
-    uint32_t *north, *south, *along;  // padded rows of window sums (greenRow)
-    uint8_t *outR, *outG, *outB;      // one output row before the writer
+    uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
+    uint8_t *outR, *outG, *outB;       // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -67,59 +67,6 @@ struct Frame {
     bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
     const T* srcRow(int32_t y) const { return src + int64_t{fold(y, height)} * width; }
     int32_t c(int32_t x) const { return col[x + kReach]; }
-};
-
-// Differences and gradients of row q; the vertical gradient of row q - 1
-// (and of q itself at the last row), which needs the differences below it.
-template <typename T>
-void diffRow(const Frame<T>& f, int32_t q) {
-    const T* s[5];
-    for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
-    int32_t* dh = f.dh.row(q);
-    int32_t* dv = f.dv.row(q);
-    const int32_t max8 = f.max << kFrac;
-    for (int32_t x = 0; x < f.width; ++x) {
-        const bool green = f.isGreen(q, x);
-        const int32_t v = s[2][x];
-        dh[x] = directional(v, s[2][f.c(x - 1)], s[2][f.c(x + 1)], s[2][f.c(x - 2)],
-                            s[2][f.c(x + 2)], green, max8);
-        dv[x] = directional(v, s[1][x], s[3][x], s[0][x], s[4][x], green, max8);
-    }
-    int32_t* gh = f.gh.row(q);
-    for (int32_t x = 0; x < f.width; ++x) gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]);
-    auto vertical = [&](int32_t y) {
-        const int32_t* up = f.dv.row(fold(y - 1, f.height));
-        const int32_t* down = f.dv.row(fold(y + 1, f.height));
-        int32_t* gv = f.gv.row(y);
-        for (int32_t x = 0; x < f.width; ++x) gv[x] = std::abs(up[x] - down[x]);
-    };
-    if (q >= 1) vertical(q - 1);
-    if (q == f.height - 1) vertical(q);
-}
-
-// The difference planes and window sums around one site, for greenAt.
-struct DiffWindow {
-    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
-    const int32_t* dhRow;
-    const int32_t* col;
-    const uint32_t *north, *south, *along;  // padded by kReach
-    int32_t x;
-
-    int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
-    int32_t dh(int, int dx) const { return dhRow[col[x + dx + kReach]]; }
-    uint32_t window(int k) const {
-        const int32_t i = x + kReach;
-        switch (k) {
-            case 0:
-                return north[i - 1] + north[i] + north[i + 1];
-            case 1:
-                return south[i - 1] + south[i] + south[i + 1];
-            case 2:
-                return along[i] - along[i - kWindowLength];
-            default:
-                return along[i + kWindowLength - 1] - along[i - 1];
-        }
-    }
 };
 
 // Columns [x, end): vector steps of four sites for 8-bit samples, the
@@ -133,9 +80,98 @@ void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
     }
 }
 
-// Green along row r: window sums first (five-row sums of the vertical
-// gradients above and below each column; running sum of three-row sums of
-// the horizontal ones), then the rule at each red and blue site.
+// Differences and gradients of row q; the vertical gradient of row q - 1
+// (and of q itself at the last row), which needs the differences below it.
+template <typename T>
+void diffRow(const Frame<T>& f, int32_t q) {
+    const T* s[5];
+    for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
+    int32_t* dh = f.dh.row(q);
+    int32_t* dv = f.dv.row(q);
+    const int32_t max8 = f.max << kFrac;
+    auto one = [&](int32_t x, bool) {
+        const bool green = f.isGreen(q, x);
+        const int32_t v = s[2][x];
+        dh[x] = directional(v, s[2][f.c(x - 1)], s[2][f.c(x + 1)], s[2][f.c(x - 2)],
+                            s[2][f.c(x + 2)], green, max8);
+        dv[x] = directional(v, s[1][x], s[3][x], s[0][x], s[4][x], green, max8);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            // Green sites take green minus the estimate: the sign flips there.
+            const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
+            const __m128i c = loadBytes(s[2] + x);
+            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+                const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
+                const __m128i est = _mm_add_epi32(
+                    _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
+                    _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
+                return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)),
+                                      sign);
+            };
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
+                             rule(loadBytes(s[2] + x - 1), loadBytes(s[2] + x + 1),
+                                  loadBytes(s[2] + x - 2), loadBytes(s[2] + x + 2)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                             rule(loadBytes(s[1] + x), loadBytes(s[3] + x), loadBytes(s[0] + x),
+                                  loadBytes(s[4] + x)));
+        }
+    };
+    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    int32_t* gh = f.gh.row(q);
+    auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
+    auto across4 = [&](int32_t x) {
+        const __m128i d = _mm_sub_epi32(sse41::load(dh + x - 1), sse41::load(dh + x + 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(gh + x), _mm_abs_epi32(d));
+    };
+    across(0, false);
+    eachStep<4>(1, f.width - 1, f.width, across4, across);
+    auto vertical = [&](int32_t y) {
+        const int32_t* up = f.dv.row(fold(y - 1, f.height));
+        const int32_t* down = f.dv.row(fold(y + 1, f.height));
+        int32_t* gv = f.gv.row(y);
+        eachStep<4>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                const __m128i d = _mm_sub_epi32(sse41::load(up + x), sse41::load(down + x));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(gv + x), _mm_abs_epi32(d));
+            },
+            [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
+    };
+    if (q >= 1) vertical(q - 1);
+    if (q == f.height - 1) vertical(q);
+}
+
+// The difference planes and window sums around one site, for greenAt.
+struct DiffWindow {
+    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
+    const int32_t* dhRow;
+    const int32_t* col;
+    const uint32_t *north, *south, *across;  // padded by kReach
+    int32_t x;
+
+    int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
+    int32_t dh(int, int dx) const { return dhRow[col[x + dx + kReach]]; }
+    uint32_t window(int k) const {
+        const int32_t i = x + kReach;
+        switch (k) {
+            case 0:
+                return north[i - 1] + north[i] + north[i + 1];
+            case 1:
+                return south[i - 1] + south[i] + south[i + 1];
+            case 2:
+                return across[i] + across[i - 1] + across[i - 2] + across[i - 3] + across[i - 4];
+            default:
+                return across[i] + across[i + 1] + across[i + 2] + across[i + 3] + across[i + 4];
+        }
+    }
+};
+
+// Green along row r: partial window sums first (five-row sums of the
+// vertical gradients above and below each column, three-row sums of the
+// horizontal ones), then the rule at each red and blue site.
 template <typename T>
 void greenRow(const Frame<T>& f, int32_t r) {
     const int32_t* gv[2 * kWindowLength - 1];
@@ -144,8 +180,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
     }
     const int32_t* gh[3];
     for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
-    uint32_t running = 0;
-    for (int32_t i = 0; i < f.width + 2 * kReach; ++i) {
+    // Padded column i is column i - kReach, folded.
+    auto sums = [&](int32_t i, bool) {
         const int32_t x = f.col[i];
         uint32_t up = 0, down = 0;
         for (int k = 0; k < kWindowLength; ++k) {
@@ -154,16 +190,31 @@ void greenRow(const Frame<T>& f, int32_t r) {
         }
         f.north[i] = up;
         f.south[i] = down;
-        running += static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
-        f.along[i] = running;
-    }
+        f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
+    };
+    auto sums4 = [&](int32_t i) {
+        using sse41::load;
+        const int32_t x = i - kReach;
+        __m128i up = _mm_setzero_si128(), down = _mm_setzero_si128();
+        for (int k = 0; k < kWindowLength; ++k) {
+            up = _mm_add_epi32(up, load(gv[k] + x));
+            down = _mm_add_epi32(down, load(gv[k + kWindowLength - 1] + x));
+        }
+        const __m128i across =
+            _mm_add_epi32(_mm_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
+    };
+    for (int32_t i = 0; i < kReach; ++i) sums(i, false);
+    eachStep<4>(kReach, kReach + f.width, f.width + 2 * kReach, sums4, sums);
     DiffWindow n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
     n.north = f.north;
     n.south = f.south;
-    n.along = f.along;
+    n.across = f.across;
     const T* s = f.srcRow(r);
     int32_t* g = f.green.row(r);
     auto one = [&](int32_t x, bool) {
@@ -175,13 +226,17 @@ void greenRow(const Frame<T>& f, int32_t r) {
         if constexpr (sizeof(T) == 1) {
             using namespace sse41;
             const int32_t i = x + kReach;
+            auto sum5 = [&](int32_t from) {
+                __m128i v = load(f.across + from);
+                for (int k = 1; k < kWindowLength; ++k)
+                    v = _mm_add_epi32(v, load(f.across + from + k));
+                return v;
+            };
             auto sum3 = [&](const uint32_t* p) {
                 return _mm_add_epi32(_mm_add_epi32(load(p + i - 1), load(p + i)), load(p + i + 1));
             };
-            const __m128i sums[4] = {
-                sum3(f.north), sum3(f.south),
-                _mm_sub_epi32(load(f.along + i), load(f.along + i - kWindowLength)),
-                _mm_sub_epi32(load(f.along + i + kWindowLength - 1), load(f.along + i - 1))};
+            const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
+                                     sum5(i)};
             __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
                             _mm_setzero_si128()};
             for (int t = 0; t < 3; ++t) {
@@ -382,7 +437,7 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
     uint32_t* padded = reinterpret_cast<uint32_t*>(p);
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
-    f.along = padded + 2 * (width + 2 * kReach);
+    f.across = padded + 2 * (width + 2 * kReach);
     f.outR = reinterpret_cast<uint8_t*>(padded + 3 * (width + 2 * kReach));
     f.outG = f.outR + width;
     f.outB = f.outG + width;

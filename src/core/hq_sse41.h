@@ -29,6 +29,13 @@ inline __m128i clamp(__m128i v, int32_t hi) {
     return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(hi));
 }
 
+// floorDiv for each lane, b > 0, |a| + b < 2^24: single precision is exact
+// there (the rounding error stays below 1 / b, the nearest a quotient other
+// than an integer comes to one).
+inline __m128i floorDivSmall(__m128i a, __m128i b) {
+    return _mm_cvttps_epi32(_mm_floor_ps(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b))));
+}
+
 // floorDiv for each lane, b > 0.
 inline __m128i floorDiv(__m128i a, __m128i b) {
     auto half = [](__m128i n, __m128i d) {
@@ -99,7 +106,8 @@ inline __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32
 }
 
 // colourAt for four sites of green g, from the neighbours' differences d and
-// green steps.
+// green steps. The dividend stays below 2^23: g and |d| below 2^8, the
+// weights' total below 2^15.
 inline __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps,
                         int32_t max) {
     __m128i s[4];
@@ -110,7 +118,7 @@ inline __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], u
     const __m128i den = total(w);
     const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
                                     _mm_srli_epi32(den, 1));
-    return clamp(floorDiv(a, den), max);
+    return clamp(floorDivSmall(a, den), max);
 }
 
 // greenSteps for four sites: g0 at the sites, g1 and g2 one and two steps on.
