@@ -30,9 +30,10 @@ constexpr int64_t workBytes(int32_t width) {
            kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} + 16;
 }
 
-// Vector steps cover columns 2 .. width - 3, where every read of a step
-// (two columns either side) stays in the row; the rest runs the scalar rule.
-constexpr int32_t kStepStart = 2, kStepMargin = 2;
+// Vector steps start at column 2 and end 2 columns (four-site steps) or 3
+// (eight-column steps, which load up to 10 columns on) before the row's end,
+// so that every read stays in the row; the rest runs the scalar rule.
+constexpr int32_t kStepStart = 2, kStepMargin = 2, kStepMargin8 = 3;
 
 // Lanes of a four-site step from column x that are green sites.
 inline __m128i greenLanes(bool evenGreen, int32_t x) {
@@ -71,10 +72,10 @@ struct Frame {
 
 // Columns [x, end): vector steps of four sites for 8-bit samples, the
 // scalar rule elsewhere and at the scalar level.
-template <typename T, class Step, class One>
+template <typename T, int32_t kStep = 4, class Step, class One>
 void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
     if constexpr (sizeof(T) == 1) {
-        eachStep<4>(x, stepEnd, end, step, one);
+        eachStep<kStep>(x, stepEnd, end, step, one);
     } else {
         for (; x < end; ++x) one(x, false);
     }
@@ -222,18 +223,21 @@ void greenRow(const Frame<T>& f, int32_t r) {
         g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Eight columns a step: the rule at the four red or blue sites.
     auto step = [&](int32_t x) {
         if constexpr (sizeof(T) == 1) {
             using namespace sse41;
-            const int32_t i = x + kReach;
+            const bool greenFirst = f.isGreen(r, x);
+            const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
             auto sum5 = [&](int32_t from) {
-                __m128i v = load(f.across + from);
+                __m128i v = everyOther(f.across + from);
                 for (int k = 1; k < kWindowLength; ++k)
-                    v = _mm_add_epi32(v, load(f.across + from + k));
+                    v = _mm_add_epi32(v, everyOther(f.across + from + k));
                 return v;
             };
             auto sum3 = [&](const uint32_t* p) {
-                return _mm_add_epi32(_mm_add_epi32(load(p + i - 1), load(p + i)), load(p + i + 1));
+                return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
+                                     everyOther(p + i + 1));
             };
             const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
                                      sum5(i)};
@@ -241,18 +245,17 @@ void greenRow(const Frame<T>& f, int32_t r) {
                             _mm_setzero_si128()};
             for (int t = 0; t < 3; ++t) {
                 const __m128i tap = _mm_set1_epi32(kTaps[t]);
-                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, load(n.dvRows[2 - t] + x)));
-                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, load(n.dvRows[2 + t] + x)));
-                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, load(n.dhRow + x - t)));
-                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, load(n.dhRow + x + t)));
+                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
+                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
+                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
+                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
             }
-            const __m128i c = loadBytes(s + x);
-            const __m128i v = sse41::greenAt(c, sums, d, f.epsGreen, f.max);
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(g + x),
-                             _mm_blendv_epi8(v, c, greenLanes(f.evenGreen(r), x)));
+            const __m128i v = sse41::greenAt(everyOther(s + at), sums, d, f.epsGreen, f.max);
+            const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
+            store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
         }
     };
-    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
 }
 
 // Green and one colour around a site: `d` is green minus that colour, which
@@ -305,23 +308,26 @@ void otherRow(const Frame<T>& f, int32_t r) {
         o[x] = colourAt<typename Frame<T>::Acc>(n, kDiagY, kDiagX, steps, f.epsColour, f.max);
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
-    // Green-site lanes compute a value nobody reads.
+    // Eight columns a step: the rule at the four red or blue sites; green
+    // sites keep what they had, which nobody reads.
     auto step = [&](int32_t x) {
         if constexpr (sizeof(T) == 1) {
             using namespace sse41;
-            const __m128i g0 = load(n.greenRows[2] + x);
+            const int32_t at = f.isGreen(r, x) ? x + 1 : x;
+            const __m128i g0 = everyOther(n.greenRows[2] + at);
             __m128i d[4], steps[4];
             for (int k = 0; k < 4; ++k) {
                 const int32_t dy = kDiagY[k], dx = kDiagX[k];
-                const __m128i g1 = load(n.greenRows[2 + dy] + x + dx);
-                d[k] = _mm_sub_epi32(g1, loadBytes(n.srcRows[1 + dy] + x + dx));
-                steps[k] = greenStep(g0, g1, load(n.greenRows[2 + 2 * dy] + x + 2 * dx));
+                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+                d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
             }
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(o + x),
-                             sse41::colourAt(g0, d, steps, f.epsColour, f.max));
+            const __m128i v = sse41::colourAt(g0, d, steps, f.epsColour, f.max);
+            const __m128i keep = everyOther(o + (at == x ? x + 1 : x));
+            store8(o + x, at == x ? merge(v, keep) : merge(keep, v));
         }
     };
-    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
 }
 
 template <typename T, class Writer>
@@ -352,19 +358,21 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         f.outB[x] = static_cast<uint8_t>(b);
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Eight columns a step: both colours at the four green sites, the
+    // sample and the other colour at the four red or blue ones.
     auto step = [&](int32_t x) {
         if constexpr (sizeof(T) == 1) {
             using namespace sse41;
-            // Red sites share rows with green ones here or above and below.
-            const bool redRow = (y & 1) == f.redY;
-            const __m128i g0 = load(g + x);
+            const bool greenFirst = f.isGreen(y, x);
+            const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+            const __m128i g0 = everyOther(g + at);
             __m128i steps[4], sample[4], estimate[4];
             for (int k = 0; k < 4; ++k) {
                 const int32_t dy = kAxisY[k], dx = kAxisX[k];
-                const __m128i g1 = load(n.greenRows[2 + dy] + x + dx);
-                steps[k] = greenStep(g0, g1, load(n.greenRows[2 + 2 * dy] + x + 2 * dx));
-                sample[k] = _mm_sub_epi32(g1, loadBytes(n.srcRows[1 + dy] + x + dx));
-                estimate[k] = _mm_sub_epi32(g1, load(n.otherRows[1 + dy] + x + dx));
+                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+                sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+                estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
             }
             // Row neighbours (k = 2, 3) have the row's colour as a sample and
             // the column's as an estimate; column neighbours the other way.
@@ -372,23 +380,19 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
             const __m128i fromRow = sse41::colourAt(g0, dRow, steps, f.epsColour, f.max);
             const __m128i fromCol = sse41::colourAt(g0, dCol, steps, f.epsColour, f.max);
-            const __m128i c = loadBytes(s + x), other = load(o + x);
-            const __m128i green = greenLanes(f.evenGreen(y), x);
-            // The row's colour: a sample at its own sites, fromRow at green ones.
-            const __m128i rowValue = _mm_blendv_epi8(c, fromRow, green);
-            const __m128i colValue = _mm_blendv_epi8(other, fromCol, green);
-            const __m128i r = redRow ? rowValue : colValue, b = redRow ? colValue : rowValue;
-            auto put4 = [&](uint8_t* p, __m128i v) {
-                const __m128i bytes = _mm_packus_epi16(_mm_packus_epi32(v, v), v);
-                const int32_t word = _mm_cvtsi128_si32(bytes);
-                __builtin_memcpy(p + x, &word, 4);
+            // At red and blue sites the row's colour is the sample.
+            const __m128i c = everyOther(s + site), other = everyOther(o + site);
+            const __m128i gSite = everyOther(g + site);
+            auto both = [&](__m128i atGreen, __m128i atSite) {
+                return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
             };
-            put4(f.outR, r);
-            put4(f.outG, g0);
-            put4(f.outB, b);
+            const bool redRow = (y & 1) == f.redY;
+            storeBytes8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
+            storeBytes8(f.outG + x, both(g0, gSite));
+            storeBytes8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
         }
     };
-    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
     eachStep<16>(
         0, f.width, f.width,
         [&](int32_t x) {

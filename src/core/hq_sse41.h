@@ -25,6 +25,35 @@ inline __m128i loadBytes(const uint8_t* p) {  // four bytes widened to lanes
     __builtin_memcpy(&v, p, 4);
     return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(v));
 }
+// Every second value from p: p[0], p[2], p[4], p[6] (reads p[0..7]).
+inline __m128i everyOther(const int32_t* p) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(load(p)), _mm_castsi128_ps(load(p + 4)),
+                                           _MM_SHUFFLE(2, 0, 2, 0)));
+}
+inline __m128i everyOther(const uint32_t* p) {
+    return everyOther(reinterpret_cast<const int32_t*>(p));
+}
+inline __m128i everyOther(const uint8_t* p) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    return _mm_cvtepu8_epi32(_mm_shuffle_epi8(
+        bytes, _mm_setr_epi8(0, 2, 4, 6, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)));
+}
+// Eight columns from the values at their even (e) and odd (o) columns.
+struct Columns8 {
+    __m128i lo, hi;
+};
+inline Columns8 merge(__m128i e, __m128i o) {
+    return {_mm_unpacklo_epi32(e, o), _mm_unpackhi_epi32(e, o)};
+}
+inline void storeBytes8(uint8_t* p, Columns8 v) {
+    const __m128i words = _mm_packus_epi32(v.lo, v.hi);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(words, words));
+}
+inline void store8(int32_t* p, Columns8 v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4), v.hi);
+}
+
 inline __m128i clamp(__m128i v, int32_t hi) {
     return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(hi));
 }
