@@ -309,7 +309,7 @@ void otherRow(const Frame<T>& f, int32_t r) {
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: the rule at the four red or blue sites; green
-    // sites keep what they had, which nobody reads.
+    // sites get 0, which nobody reads.
     auto step = [&](int32_t x) {
         if constexpr (sizeof(T) == 1) {
             using namespace sse41;
@@ -323,8 +323,8 @@ void otherRow(const Frame<T>& f, int32_t r) {
                 steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
             }
             const __m128i v = sse41::colourAt(g0, d, steps, f.epsColour, f.max);
-            const __m128i keep = everyOther(o + (at == x ? x + 1 : x));
-            store8(o + x, at == x ? merge(v, keep) : merge(keep, v));
+            const __m128i none = _mm_setzero_si128();
+            store8(o + x, at == x ? merge(v, none) : merge(none, v));
         }
     };
     runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
