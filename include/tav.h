@@ -121,7 +121,12 @@ enum {
 #define TAV_PF_RGB16 0x02300033u
 
 /* Interpolation methods. */
-enum { TAV_METHOD_NEAREST = 0, TAV_METHOD_BILINEAR = 1, TAV_METHOD_EDGE = 2 };
+enum {
+    TAV_METHOD_NEAREST = 0,
+    TAV_METHOD_BILINEAR = 1,
+    TAV_METHOD_EDGE = 2,
+    TAV_METHOD_HQ = 3 /* gradient-weighted colour differences */
+};
 
 /* ---------------------------------------------------------------- context */
 

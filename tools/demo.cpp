@@ -134,7 +134,7 @@ int runDemo(const std::vector<std::string>& argv) {
     // 8-bit: the camera frame as delivered, through the context's entry
     {
         Context8 context;
-        for (uint32_t method = 0; method < 3; ++method) {
+        for (uint32_t method = 0; method <= TAV_METHOD_HQ; ++method) {
             Result r;
             r.name = methodName(method);
             r.path = "tavDemosaicing RGB8";

@@ -33,7 +33,8 @@ uint32_t parseMethod(const std::string& text) {
     if (text == "nearest" || text == "0") return TAV_METHOD_NEAREST;
     if (text == "bilinear" || text == "1") return TAV_METHOD_BILINEAR;
     if (text == "edge" || text == "2") return TAV_METHOD_EDGE;
-    throw usageError("unknown method '" + text + "' (nearest, bilinear or edge)");
+    if (text == "hq" || text == "3") return TAV_METHOD_HQ;
+    throw usageError("unknown method '" + text + "' (nearest, bilinear, edge or hq)");
 }
 
 const char* methodName(uint32_t method) {
@@ -44,6 +45,8 @@ const char* methodName(uint32_t method) {
             return "bilinear";
         case TAV_METHOD_EDGE:
             return "edge";
+        case TAV_METHOD_HQ:
+            return "hq";
     }
     return "?";
 }

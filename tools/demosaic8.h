@@ -25,7 +25,7 @@ class Context8 {
     TavContext* ctx_ = nullptr;
 };
 
-// "nearest", "bilinear", "edge" (or 0, 1, 2) to the method number.
+// "nearest", "bilinear", "edge", "hq" (or 0, 1, 2, 3) to the method number.
 uint32_t parseMethod(const std::string& text);
 const char* methodName(uint32_t method);
 

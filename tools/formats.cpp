@@ -183,7 +183,7 @@ int outputBytesPerPixel(Layout layout) {
 namespace tavcli {
 namespace {
 
-const char* const kMethodNames[] = {"nearest", "bilinear", "edge"};
+const char* const kMethodNames[] = {"nearest", "bilinear", "edge", "hq"};
 
 // Runs one small frame through the 8-bit entry: what this build of the
 // library really does, rather than what a table says it should.
@@ -228,7 +228,7 @@ int runFormats(const std::vector<std::string>& argv) {
         if (f.phase == Phase::None) {
             methods = "any (monochrome: copied or replicated)";
         } else {
-            for (uint32_t m = 0; m < 3; ++m) {
+            for (uint32_t m = 0; m < 4; ++m) {
                 if (probeDemosaic8(f, m, TAV_PF_BGR8) == TAV_OK) {
                     methods += std::string(methods.empty() ? "" : " ") + kMethodNames[m];
                 }

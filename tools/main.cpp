@@ -29,7 +29,7 @@ const Command kCommands[] = {
      "  megapixels/s and PSNR against the chart. Default size 1920x1080.\n"},
     {"demosaic", tavcli::runDemosaic, "raw Bayer or mono frames to PNG, BMP, PPM/PGM or raw",
      "tav demosaic --format FMT --width W --height H [--pitch BYTES]\n"
-     "             [--method nearest|bilinear|edge] [--output png|png16|bmp|ppm|pgm|raw]\n"
+     "             [--method nearest|bilinear|edge|hq] [--output png|png16|bmp|ppm|pgm|raw]\n"
      "             [--target FMT] [-o FILE|DIR] FRAME...\n"
      "  FMT is a pixel-format name or code (tav formats). --method defaults to bilinear,\n"
      "  --output to png. png takes --target RGB8 or Mono8; png16 keeps the full depth\n"

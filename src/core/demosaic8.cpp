@@ -1,5 +1,6 @@
 // The 8-bit demosaicing entry: checks, source mapping, scratch, normalisation.
 #include "dispatch8.h"
+#include "hq.h"
 #include "pixels.h"
 #include "report.h"
 
@@ -134,7 +135,10 @@ int32_t tavDemosaicing(TavContext* context, TavImage* src, uint32_t method, TavI
     const bool wide = reduction.kind != tav::Narrowing::kNone;
 
     TavScratch& scratch = context->scratch;
-    if (tavMemRealloc(&scratch, tav::scratchSize(height, width, reduction.kind)) != TAV_OK) {
+    // Method 3 adds its line buffers after the others' scratch.
+    const int64_t size = tav::scratchSize(height, width, reduction.kind) +
+                         (method == 3 ? tav::hqWorkBytes(width) : 0);
+    if (size > INT32_MAX || tavMemRealloc(&scratch, static_cast<int32_t>(size)) != TAV_OK) {
         return fail(wide ? tav::Site::kDemosaicScratchWide : tav::Site::kDemosaicScratch8,
                     TAV_E_NO_MEMORY);
     }

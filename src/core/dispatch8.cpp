@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "dispatch8.h"
+#include "hq.h"
 #include "luma.h"
 #include "rows.h"
 #include "shuffle.h"
@@ -49,11 +50,11 @@ int32_t runRoute(const Route8& r, const uint8_t* src, uint8_t* dst, int32_t heig
 int32_t convert8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                  uint64_t outputFormat, uint32_t method, uint8_t* work) {
     static constexpr const RouteTable8* kMethods[] = {&kNearestRoutes, &kBilinearRoutes,
-                                                      &kEdgeRoutes};
+                                                      &kEdgeRoutes, &kHqRoutes};
     const int out = output8Index(outputFormat);
     if (out < 0) return TAV_E_PARAMETER;
     // An unknown method is not an error: nothing is written and the call succeeds.
-    if (method > 2) return TAV_OK;
+    if (method > 3) return TAV_OK;
     return runRoute((*kMethods[method])[phase][out], src, dst, height, width, work);
 }
 

@@ -1,0 +1,461 @@
+// The scalar frame walk of method 3 over line buffers: rows of the
+// difference planes run eight rows ahead of the output, green three, the
+// other colour at red and blue sites one. Every plane is a ring of rows read
+// through the mirror rule, so borders need no passes of their own.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "hq_rules.h"
+#include "hq_sse41.h"
+#include "rows.h"
+
+namespace tav::hq {
+
+constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plane
+constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
+constexpr int32_t kReach = 8;       // columns read beyond either edge
+constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
+
+// Rows of kReach-padded sums the green pass keeps: the column index, the
+// five-row sums of vertical gradients above and below, and the three-row
+// sums of horizontal gradients.
+constexpr int32_t kPaddedRows = 4;
+
+// Bytes of line buffer a frame `width` wide needs: the rows above, three
+// byte rows of output colours, 16 bytes for alignment.
+constexpr int64_t workBytes(int32_t width) {
+    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
+           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} + 16;
+}
+
+// Vector steps start at column 2 and end 2 columns (four-site steps) or 3
+// (eight-column steps, which load up to 10 columns on) before the row's end,
+// so that every read stays in the row; the rest runs the scalar rule.
+constexpr int32_t kStepStart = 2, kStepMargin = 2, kStepMargin8 = 3;
+
+// Lanes of a four-site step from column x that are green sites.
+inline __m128i greenLanes(bool evenGreen, int32_t x) {
+    const bool first = ((x & 1) == 0) == evenGreen;
+    return first ? _mm_setr_epi32(-1, 0, -1, 0) : _mm_setr_epi32(0, -1, 0, -1);
+}
+
+struct Ring {
+    int32_t* base;
+    int32_t width;
+    int32_t rows;
+    int32_t* row(int32_t y) const { return base + (y % rows) * width; }
+};
+
+template <typename T>
+struct Frame {
+    using Acc = std::conditional_t<sizeof(T) == 1, int32_t, int64_t>;
+
+    const T* src;
+    int32_t height, width, max;
+    int32_t redY, redX;  // parity of the red site's row and column
+    uint32_t epsGreen, epsColour;
+    const int32_t* col;  // col[x + kReach]: column x folded into the frame
+    Ring dh, dv, gh, gv, green, other;
+    uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
+    uint8_t *outR, *outG, *outB;       // one output row before the writer
+
+    // Whether the sites of even columns in row y are green.
+    bool evenGreen(int32_t y) const { return isGreen(y, 0); }
+
+    bool isGreen(int32_t y, int32_t x) const { return ((y + x + redY + redX) & 1) != 0; }
+    bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
+    const T* srcRow(int32_t y) const { return src + int64_t{fold(y, height)} * width; }
+    int32_t c(int32_t x) const { return col[x + kReach]; }
+};
+
+// Columns [x, end): vector steps of four sites for 8-bit samples, the
+// scalar rule elsewhere and at the scalar level.
+template <typename T, int32_t kStep = 4, class Step, class One>
+void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
+    if constexpr (sizeof(T) == 1) {
+        eachStep<kStep>(x, stepEnd, end, step, one);
+    } else {
+        for (; x < end; ++x) one(x, false);
+    }
+}
+
+// Differences and gradients of row q; the vertical gradient of row q - 1
+// (and of q itself at the last row), which needs the differences below it.
+template <typename T>
+void diffRow(const Frame<T>& f, int32_t q) {
+    const T* s[5];
+    for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
+    int32_t* dh = f.dh.row(q);
+    int32_t* dv = f.dv.row(q);
+    const int32_t max8 = f.max << kFrac;
+    auto one = [&](int32_t x, bool) {
+        const bool green = f.isGreen(q, x);
+        const int32_t v = s[2][x];
+        dh[x] = directional(v, s[2][f.c(x - 1)], s[2][f.c(x + 1)], s[2][f.c(x - 2)],
+                            s[2][f.c(x + 2)], green, max8);
+        dv[x] = directional(v, s[1][x], s[3][x], s[0][x], s[4][x], green, max8);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            // Green sites take green minus the estimate: the sign flips there.
+            const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
+            const __m128i c = loadBytes(s[2] + x);
+            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+                const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
+                const __m128i est = _mm_add_epi32(
+                    _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
+                    _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
+                return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)),
+                                      sign);
+            };
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
+                             rule(loadBytes(s[2] + x - 1), loadBytes(s[2] + x + 1),
+                                  loadBytes(s[2] + x - 2), loadBytes(s[2] + x + 2)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                             rule(loadBytes(s[1] + x), loadBytes(s[3] + x), loadBytes(s[0] + x),
+                                  loadBytes(s[4] + x)));
+        }
+    };
+    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    int32_t* gh = f.gh.row(q);
+    auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
+    auto across4 = [&](int32_t x) {
+        const __m128i d = _mm_sub_epi32(sse41::load(dh + x - 1), sse41::load(dh + x + 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(gh + x), _mm_abs_epi32(d));
+    };
+    across(0, false);
+    eachStep<4>(1, f.width - 1, f.width, across4, across);
+    auto vertical = [&](int32_t y) {
+        const int32_t* up = f.dv.row(fold(y - 1, f.height));
+        const int32_t* down = f.dv.row(fold(y + 1, f.height));
+        int32_t* gv = f.gv.row(y);
+        eachStep<4>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                const __m128i d = _mm_sub_epi32(sse41::load(up + x), sse41::load(down + x));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(gv + x), _mm_abs_epi32(d));
+            },
+            [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
+    };
+    if (q >= 1) vertical(q - 1);
+    if (q == f.height - 1) vertical(q);
+}
+
+// The difference planes and window sums around one site, for greenAt.
+struct DiffWindow {
+    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
+    const int32_t* dhRow;
+    const int32_t* col;
+    const uint32_t *north, *south, *across;  // padded by kReach
+    int32_t x;
+
+    int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
+    int32_t dh(int, int dx) const { return dhRow[col[x + dx + kReach]]; }
+    uint32_t window(int k) const {
+        const int32_t i = x + kReach;
+        switch (k) {
+            case 0:
+                return north[i - 1] + north[i] + north[i + 1];
+            case 1:
+                return south[i - 1] + south[i] + south[i + 1];
+            case 2:
+                return across[i] + across[i - 1] + across[i - 2] + across[i - 3] + across[i - 4];
+            default:
+                return across[i] + across[i + 1] + across[i + 2] + across[i + 3] + across[i + 4];
+        }
+    }
+};
+
+// Green along row r: partial window sums first (five-row sums of the
+// vertical gradients above and below each column, three-row sums of the
+// horizontal ones), then the rule at each red and blue site.
+template <typename T>
+void greenRow(const Frame<T>& f, int32_t r) {
+    const int32_t* gv[2 * kWindowLength - 1];
+    for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
+        gv[i] = f.gv.row(fold(r - kWindowLength + 1 + i, f.height));
+    }
+    const int32_t* gh[3];
+    for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
+    // Padded column i is column i - kReach, folded.
+    auto sums = [&](int32_t i, bool) {
+        const int32_t x = f.col[i];
+        uint32_t up = 0, down = 0;
+        for (int k = 0; k < kWindowLength; ++k) {
+            up += static_cast<uint32_t>(gv[k][x]);
+            down += static_cast<uint32_t>(gv[k + kWindowLength - 1][x]);
+        }
+        f.north[i] = up;
+        f.south[i] = down;
+        f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
+    };
+    auto sums4 = [&](int32_t i) {
+        using sse41::load;
+        const int32_t x = i - kReach;
+        __m128i up = _mm_setzero_si128(), down = _mm_setzero_si128();
+        for (int k = 0; k < kWindowLength; ++k) {
+            up = _mm_add_epi32(up, load(gv[k] + x));
+            down = _mm_add_epi32(down, load(gv[k + kWindowLength - 1] + x));
+        }
+        const __m128i across =
+            _mm_add_epi32(_mm_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
+    };
+    for (int32_t i = 0; i < kReach; ++i) sums(i, false);
+    eachStep<4>(kReach, kReach + f.width, f.width + 2 * kReach, sums4, sums);
+    DiffWindow n;
+    for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
+    n.dhRow = f.dh.row(r);
+    n.col = f.col;
+    n.north = f.north;
+    n.south = f.south;
+    n.across = f.across;
+    const T* s = f.srcRow(r);
+    int32_t* g = f.green.row(r);
+    auto one = [&](int32_t x, bool) {
+        n.x = x;
+        g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Eight columns a step: the rule at the four red or blue sites.
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            const bool greenFirst = f.isGreen(r, x);
+            const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
+            auto sum5 = [&](int32_t from) {
+                __m128i v = everyOther(f.across + from);
+                for (int k = 1; k < kWindowLength; ++k)
+                    v = _mm_add_epi32(v, everyOther(f.across + from + k));
+                return v;
+            };
+            auto sum3 = [&](const uint32_t* p) {
+                return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
+                                     everyOther(p + i + 1));
+            };
+            const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
+                                     sum5(i)};
+            __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
+                            _mm_setzero_si128()};
+            for (int t = 0; t < 3; ++t) {
+                const __m128i tap = _mm_set1_epi32(kTaps[t]);
+                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
+                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
+                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
+                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
+            }
+            const __m128i v = sse41::greenAt(everyOther(s + at), sums, d, f.epsGreen, f.max);
+            const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
+            store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
+        }
+    };
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+}
+
+// Green and one colour around a site: `d` is green minus that colour, which
+// neighbours of that colour have as a sample and the others as an estimate.
+template <typename T>
+struct ColourWindow {
+    const Frame<T>* f;
+    const int32_t* greenRows[5];  // rows y - 2 .. y + 2
+    const int32_t* otherRows[3];  // rows y - 1 .. y + 1
+    const T* srcRows[3];
+    int32_t y, x;
+    bool red;  // the colour wanted is the one at red sites
+
+    int32_t g(int dy, int dx) const { return greenRows[dy + 2][f->c(x + dx)]; }
+    int32_t d(int dy, int dx) const {
+        const int32_t cx = f->c(x + dx);
+        const bool sample = f->isRed(y + dy, x + dx) == red;
+        return greenRows[dy + 2][cx] - (sample ? srcRows[dy + 1][cx] : otherRows[dy + 1][cx]);
+    }
+};
+
+template <typename T>
+ColourWindow<T> colourWindow(const Frame<T>& f, int32_t y) {
+    ColourWindow<T> n;
+    n.f = &f;
+    for (int i = 0; i < 5; ++i) n.greenRows[i] = f.green.row(fold(y - 2 + i, f.height));
+    for (int i = 0; i < 3; ++i) {
+        n.otherRows[i] = f.other.row(fold(y - 1 + i, f.height));
+        n.srcRows[i] = f.srcRow(y - 1 + i);
+    }
+    n.y = y;
+    return n;
+}
+
+constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
+constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
+
+// The colour missing at each red and blue site of row r (blue at red sites,
+// red at blue sites), from the diagonal neighbours, which have it.
+template <typename T>
+void otherRow(const Frame<T>& f, int32_t r) {
+    ColourWindow<T> n = colourWindow(f, r);
+    int32_t* o = f.other.row(r);
+    auto one = [&](int32_t x, bool) {
+        if (f.isGreen(r, x)) return;
+        n.x = x;
+        n.red = !f.isRed(r, x);
+        int32_t steps[4];
+        greenSteps(n, kDiagY, kDiagX, steps);
+        o[x] = colourAt<typename Frame<T>::Acc>(n, kDiagY, kDiagX, steps, f.epsColour, f.max);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Eight columns a step: the rule at the four red or blue sites; green
+    // sites get 0, which nobody reads.
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            const int32_t at = f.isGreen(r, x) ? x + 1 : x;
+            const __m128i g0 = everyOther(n.greenRows[2] + at);
+            __m128i d[4], steps[4];
+            for (int k = 0; k < 4; ++k) {
+                const int32_t dy = kDiagY[k], dx = kDiagX[k];
+                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+                d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            }
+            const __m128i v = sse41::colourAt(g0, d, steps, f.epsColour, f.max);
+            const __m128i none = _mm_setzero_si128();
+            store8(o + x, at == x ? merge(v, none) : merge(none, v));
+        }
+    };
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+}
+
+template <typename T, class Writer>
+void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
+    static_assert(sizeof(T) == 1, "the output row holds bytes");
+    ColourWindow<T> n = colourWindow(f, y);
+    const T* s = f.srcRow(y);
+    const int32_t* g = f.green.row(y);
+    const int32_t* o = f.other.row(y);
+    using Acc = typename Frame<T>::Acc;
+    auto one = [&](int32_t x, bool) {
+        n.x = x;
+        int32_t r, b;
+        if (!f.isGreen(y, x)) {
+            const bool red = f.isRed(y, x);
+            r = red ? s[x] : o[x];
+            b = red ? o[x] : s[x];
+        } else {
+            int32_t steps[4];
+            greenSteps(n, kAxisY, kAxisX, steps);
+            n.red = true;
+            r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
+            n.red = false;
+            b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
+        }
+        f.outR[x] = static_cast<uint8_t>(r);
+        f.outG[x] = static_cast<uint8_t>(g[x]);
+        f.outB[x] = static_cast<uint8_t>(b);
+    };
+    for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
+    // Eight columns a step: both colours at the four green sites, the
+    // sample and the other colour at the four red or blue ones.
+    auto step = [&](int32_t x) {
+        if constexpr (sizeof(T) == 1) {
+            using namespace sse41;
+            const bool greenFirst = f.isGreen(y, x);
+            const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+            const __m128i g0 = everyOther(g + at);
+            __m128i steps[4], sample[4], estimate[4];
+            for (int k = 0; k < 4; ++k) {
+                const int32_t dy = kAxisY[k], dx = kAxisX[k];
+                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+                sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+                estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
+            }
+            // Row neighbours (k = 2, 3) have the row's colour as a sample and
+            // the column's as an estimate; column neighbours the other way.
+            const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+            const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+            const __m128i fromRow = sse41::colourAt(g0, dRow, steps, f.epsColour, f.max);
+            const __m128i fromCol = sse41::colourAt(g0, dCol, steps, f.epsColour, f.max);
+            // At red and blue sites the row's colour is the sample.
+            const __m128i c = everyOther(s + site), other = everyOther(o + site);
+            const __m128i gSite = everyOther(g + site);
+            auto both = [&](__m128i atGreen, __m128i atSite) {
+                return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+            };
+            const bool redRow = (y & 1) == f.redY;
+            storeBytes8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
+            storeBytes8(f.outG + x, both(g0, gSite));
+            storeBytes8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
+        }
+    };
+    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    eachStep<16>(
+        0, f.width, f.width,
+        [&](int32_t x) {
+            out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x), simd::load(f.outB + x));
+        },
+        [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); });
+}
+
+// A whole frame, height and width at least 2; `out` writes row 0 and gives
+// the writers of the rows below. `work` holds workBytes(width).
+template <typename T, class Writer>
+void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
+           const Writer& out, uint8_t* work) {
+    int32_t* p =
+        reinterpret_cast<int32_t*>(work + ((16 - (reinterpret_cast<uintptr_t>(work) & 15)) & 15));
+    int32_t* col = p;
+    for (int32_t x = -kReach; x < width + kReach; ++x) col[x + kReach] = fold(x, width);
+    p += width + 2 * kReach;
+    auto ring = [&](int32_t rows) {
+        const Ring r{p, width, rows};
+        p += int64_t{rows} * width;
+        return r;
+    };
+    const int32_t scale = depth > 8 ? depth - 8 : 0;
+    Frame<T> f{src,
+               height,
+               width,
+               (1 << depth) - 1,
+               redY,
+               redX,
+               static_cast<uint32_t>(kEpsGreen) << scale,
+               static_cast<uint32_t>(kEpsColour) << scale,
+               col,
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kDiffRows),
+               ring(kColourRows),
+               ring(kColourRows),
+               nullptr,
+               nullptr,
+               nullptr,
+               nullptr,
+               nullptr,
+               nullptr};
+    uint32_t* padded = reinterpret_cast<uint32_t*>(p);
+    f.north = padded;
+    f.south = padded + (width + 2 * kReach);
+    f.across = padded + 2 * (width + 2 * kReach);
+    f.outR = reinterpret_cast<uint8_t*>(padded + 3 * (width + 2 * kReach));
+    f.outG = f.outR + width;
+    f.outB = f.outG + width;
+    int32_t diffDone = 0, greenDone = 0, otherDone = 0;
+    for (int32_t y = 0; y < height; ++y) {
+        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);
+        for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
+            greenRow(f, greenDone);
+        }
+        for (; otherDone < height && otherDone <= y + kAheadOther; ++otherDone) {
+            otherRow(f, otherDone);
+        }
+        outputRow(f, y, out.next(y));
+    }
+}
+
+}  // namespace tav::hq

@@ -1,0 +1,159 @@
+// Gradient-weighted colour-difference demosaicing (method 3): the per-site
+// rules, shared by the 8- and 16-bit entries, and the scalar frame walk.
+//
+// 1. Every site gets a horizontal and a vertical colour difference, green
+//    minus the other colour of its row or column, from a Hamilton-Adams
+//    estimate of the missing one (neighbour mean plus a Laplacian of the
+//    site's own colour). Differences carry three fraction bits.
+// 2. Their gradients (difference of the two neighbours along the direction),
+//    summed over a window five long and three wide on each side of a site,
+//    say how far each of north, south, west and east crosses an edge; each
+//    direction weighs 1 / (sum + eps)^2.
+// 3. Green at red and blue sites: the site value plus the weighted mean of
+//    the one-sided (tapered) colour differences of the four directions.
+// 4. The other colour at red and blue sites from the four diagonal colour
+//    differences, then red and blue at green sites from the four axial ones,
+//    each weighted by how smooth green and the differences run that way.
+// Integer arithmetic throughout; every rule is symmetric under reflection,
+// so planes of mirrored rows equal the mirrored planes, and the frame walk
+// reads every plane through the mirror rule.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "mirror.h"
+
+namespace tav::hq {
+
+// Strength of the Laplacian correction in eighths (8: Hamilton-Adams' full
+// quarter Laplacian). Half strength keeps most of the detail the correction
+// restores while halving its overshoot next to edges; on photographs it
+// scores best anywhere from 3 to 6, and the full correction is 0.15 dB worse.
+constexpr int32_t kLaplacian = 4;
+// Regularisers of the direction weights, for 8-bit samples (scaled with the
+// sample range): green step, window sums of 15 gradients in eighths (two
+// levels in all); colour steps, sums of three steps in whole units (about
+// ten levels a step), so that noise-level steps do not swing the weights.
+constexpr int32_t kEpsGreen = 16;
+constexpr int32_t kEpsColour = 32;
+// Taper of the one-sided colour differences: the site, the next sample and
+// half of the one after (sum 8). Longer tails reach across detail.
+constexpr int32_t kTaps[3] = {3, 3, 2};
+constexpr int32_t kTapSum = kTaps[0] + kTaps[1] + kTaps[2];
+
+// Fraction bits of the colour differences.
+constexpr int32_t kFrac = 3;
+
+// Rows and columns beyond the frame read their mirror image, reflected again
+// as often as a frame narrower than the reach needs.
+inline int32_t fold(int32_t i, int32_t n) {
+    while (i < 0 || i >= n) i = mirror(i, n);
+    return i;
+}
+
+inline int32_t clampTo(int32_t v, int32_t lo, int32_t hi) {
+    return v < lo ? lo : v > hi ? hi : v;
+}
+
+template <typename Acc>
+Acc floorDiv(Acc a, Acc b) {  // b > 0
+    const Acc q = a / b;
+    return q * b > a ? q - 1 : q;
+}
+
+// Colour difference along one direction at a site of value c, from the
+// samples one (a1, b1) and two (a2, b2) steps either way: green minus the
+// other colour, whose estimate is clamped to the sample range (max8: the
+// largest sample in eighths).
+inline int32_t directional(int32_t c, int32_t a1, int32_t b1, int32_t a2, int32_t b2, bool green,
+                           int32_t max8) {
+    const int32_t est =
+        clampTo((4 * (a1 + b1)) + ((kLaplacian * (2 * c - a2 - b2)) >> (5 - kFrac)), 0, max8);
+    return green ? (c << kFrac) - est : est - (c << kFrac);
+}
+
+// 2^20 / m^2 for m = 16..31, rounded.
+constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
+                                    1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};
+
+// Relative weights 1 / (s + eps)^2 of four directions, the largest between
+// 1024 and 4096: a four-bit mantissa looked up, the exponent shifted out
+// relative to the smallest sum.
+inline void weights4(const uint32_t s[4], uint32_t eps, int32_t w[4]) {
+    int32_t e[4], m[4];
+    int32_t least = 63;
+    for (int k = 0; k < 4; ++k) {
+        const uint32_t v = s[k] + eps;
+        e[k] = 31 - __builtin_clz(v);
+        m[k] = (e[k] >= 4 ? v >> (e[k] - 4) : v << (4 - e[k])) & 15;
+        least = e[k] < least ? e[k] : least;
+    }
+    for (int k = 0; k < 4; ++k) {
+        const int32_t shift = 2 * (e[k] - least);
+        w[k] = shift > 15 ? 0 : kInvSquare[m[k]] >> shift;
+    }
+}
+
+// Window sums of gradients on each side of a site: north, rows -4..0 and
+// columns -1..1 of the vertical gradients; south, rows 0..4; west and east
+// alike across the horizontal ones.
+constexpr int kWindowLength = 5;
+
+// Products and quotients of the blends run in Acc: 32 bits hold them for
+// 8-bit samples (below 2^29), 16-bit samples need 64.
+
+// Green at a red or blue site of value c. `n` gives the planes around it:
+// dh/dv(dy, dx) the colour differences, window(k) the gradient sum of
+// direction k (north, south, west, east).
+template <typename Acc, class N>
+int32_t greenAt(const N& n, int32_t c, uint32_t eps, int32_t max) {
+    const uint32_t s[4] = {n.window(0), n.window(1), n.window(2), n.window(3)};
+    Acc d[4] = {0, 0, 0, 0};
+    for (int i = 0; i < 3; ++i) {
+        d[0] += kTaps[i] * n.dv(-i, 0);
+        d[1] += kTaps[i] * n.dv(i, 0);
+        d[2] += kTaps[i] * n.dh(0, -i);
+        d[3] += kTaps[i] * n.dh(0, i);
+    }
+    int32_t w[4];
+    weights4(s, eps, w);
+    // Green = c + weighted mean difference, rounded: one division by the
+    // weight total in eighths.
+    const Acc den = Acc{w[0] + w[1] + w[2] + w[3]} * kTapSum;
+    const Acc num = w[0] * d[0] + w[1] * d[1] + w[2] * d[2] + w[3] * d[3];
+    const Acc g = floorDiv<Acc>(((Acc{c} << kFrac) + (1 << (kFrac - 1))) * den + num, den << kFrac);
+    return clampTo(static_cast<int32_t>(g), 0, max);
+}
+
+// How smoothly green runs from a site through each of four neighbours k at
+// (dy[k], dx[k]) and on: |g0 - g1| + |g1 - g2|. `n.g` is green.
+template <class N>
+void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t steps[4]) {
+    const int32_t g = n.g(0, 0);
+    for (int k = 0; k < 4; ++k) {
+        const int32_t g1 = n.g(dy[k], dx[k]), g2 = n.g(2 * dy[k], 2 * dx[k]);
+        steps[k] = std::abs(g - g1) + std::abs(g1 - g2);
+    }
+}
+
+// A missing colour at a site of green g, from the four neighbours k at
+// (dy[k], dx[k]), opposite in pairs (0, 1) and (2, 3): `n.d` is green minus
+// the colour wanted. Each neighbour weighs by its green steps and by how its
+// difference agrees with the opposite one.
+template <typename Acc, class N>
+int32_t colourAt(const N& n, const int (&dy)[4], const int (&dx)[4], const int32_t steps[4],
+                 uint32_t eps, int32_t max) {
+    const Acc g = n.g(0, 0);
+    int32_t d[4];
+    for (int k = 0; k < 4; ++k) d[k] = n.d(dy[k], dx[k]);
+    uint32_t s[4];
+    for (int k = 0; k < 4; ++k) s[k] = static_cast<uint32_t>(steps[k] + std::abs(d[k] - d[k ^ 1]));
+    int32_t w[4];
+    weights4(s, eps, w);
+    const Acc den = w[0] + w[1] + w[2] + w[3];
+    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
+    return clampTo(static_cast<int32_t>(floorDiv<Acc>(g * den - num + den / 2, den)), 0, max);
+}
+
+}  // namespace tav::hq

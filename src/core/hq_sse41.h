@@ -1,0 +1,159 @@
+// SSE4.1 twins of the method 3 rules for 8-bit samples: four sites a step,
+// 32-bit lanes, the same integers as the scalar rules. Two devices keep them
+// exact: the exponent and top mantissa bits of a float conversion are the
+// bit length and next four bits of an integer below 2^24 (window sums of
+// 8-bit samples stay below 2^16), and the floor of a double quotient is the
+// integer floor quotient for operands below 2^53.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "hq_rules.h"
+
+namespace tav::hq::sse41 {
+
+inline __m128i load(const int32_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline __m128i load(const uint32_t* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+inline __m128i loadBytes(const uint8_t* p) {  // four bytes widened to lanes
+    int32_t v;
+    __builtin_memcpy(&v, p, 4);
+    return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(v));
+}
+// Every second value from p: p[0], p[2], p[4], p[6] (reads p[0..7]).
+inline __m128i everyOther(const int32_t* p) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(load(p)), _mm_castsi128_ps(load(p + 4)),
+                                           _MM_SHUFFLE(2, 0, 2, 0)));
+}
+inline __m128i everyOther(const uint32_t* p) {
+    return everyOther(reinterpret_cast<const int32_t*>(p));
+}
+inline __m128i everyOther(const uint8_t* p) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    return _mm_cvtepu8_epi32(_mm_shuffle_epi8(
+        bytes, _mm_setr_epi8(0, 2, 4, 6, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)));
+}
+// Eight columns from the values at their even (e) and odd (o) columns.
+struct Columns8 {
+    __m128i lo, hi;
+};
+inline Columns8 merge(__m128i e, __m128i o) {
+    return {_mm_unpacklo_epi32(e, o), _mm_unpackhi_epi32(e, o)};
+}
+inline void storeBytes8(uint8_t* p, Columns8 v) {
+    const __m128i words = _mm_packus_epi32(v.lo, v.hi);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(words, words));
+}
+inline void store8(int32_t* p, Columns8 v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4), v.hi);
+}
+
+inline __m128i clamp(__m128i v, int32_t hi) {
+    return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(hi));
+}
+
+// floorDiv for each lane, b > 0, |a| + b < 2^24: single precision is exact
+// there (the rounding error stays below 1 / b, the nearest a quotient other
+// than an integer comes to one).
+inline __m128i floorDivSmall(__m128i a, __m128i b) {
+    return _mm_cvttps_epi32(_mm_floor_ps(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b))));
+}
+
+// floorDiv for each lane, b > 0.
+inline __m128i floorDiv(__m128i a, __m128i b) {
+    auto half = [](__m128i n, __m128i d) {
+        const __m128d q = _mm_floor_pd(_mm_div_pd(_mm_cvtepi32_pd(n), _mm_cvtepi32_pd(d)));
+        return _mm_cvttpd_epi32(q);
+    };
+    const __m128i lo = half(a, b);
+    const __m128i hi = half(_mm_unpackhi_epi64(a, a), _mm_unpackhi_epi64(b, b));
+    return _mm_unpacklo_epi64(lo, hi);
+}
+
+// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
+struct ByteTable {
+    uint8_t b[32];
+};
+inline constexpr ByteTable kInvSquareTable = [] {
+    ByteTable t{};
+    for (int i = 0; i < 16; ++i) {
+        t.b[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
+        t.b[16 + i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
+    }
+    return t;
+}();
+// weights4 for each lane: s[k] the sums of direction k.
+inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
+    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
+    __m128i e[4], m[4];
+    __m128i least = _mm_set1_epi32(63);
+    for (int k = 0; k < 4; ++k) {
+        const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
+        const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
+        e[k] = _mm_sub_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(127));
+        m[k] = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(bits, 19), _mm_set1_epi32(15)),
+                            _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
+        least = _mm_min_epi32(least, e[k]);
+    }
+    for (int k = 0; k < 4; ++k) {
+        const __m128i t =
+            _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
+        // t >> shift as t * 2^(15 - shift) >> 15; shifts past 15 give 0.
+        const __m128i shift =
+            _mm_min_epi32(_mm_slli_epi32(_mm_sub_epi32(e[k], least), 1), _mm_set1_epi32(16));
+        const __m128i scale = _mm_cvttps_epi32(
+            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(142), shift), 23)));
+        w[k] = _mm_srli_epi32(_mm_mullo_epi32(t, scale), 15);
+    }
+}
+
+inline __m128i weighted(const __m128i w[4], const __m128i d[4]) {
+    return _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi32(w[0], d[0]), _mm_mullo_epi32(w[1], d[1])),
+                         _mm_add_epi32(_mm_mullo_epi32(w[2], d[2]), _mm_mullo_epi32(w[3], d[3])));
+}
+inline __m128i total(const __m128i w[4]) {
+    return _mm_add_epi32(_mm_add_epi32(w[0], w[1]), _mm_add_epi32(w[2], w[3]));
+}
+
+// greenAt for four sites from the window sums s and the tapered one-sided
+// differences d (scalar: Σ kTaps[i] * difference).
+inline __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
+                       int32_t max) {
+    __m128i w[4];
+    weights4(s, eps, w);
+    const __m128i den = _mm_mullo_epi32(total(w), _mm_set1_epi32(kTapSum));
+    const __m128i base = _mm_add_epi32(_mm_slli_epi32(c, kFrac), _mm_set1_epi32(1 << (kFrac - 1)));
+    const __m128i a = _mm_add_epi32(_mm_mullo_epi32(base, den), weighted(w, d));
+    return clamp(floorDiv(a, _mm_slli_epi32(den, kFrac)), max);
+}
+
+// colourAt for four sites of green g, from the neighbours' differences d and
+// green steps. The dividend stays below 2^23: g and |d| below 2^8, the
+// weights' total below 2^15.
+inline __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps,
+                        int32_t max) {
+    __m128i s[4];
+    for (int k = 0; k < 4; ++k)
+        s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
+    __m128i w[4];
+    weights4(s, eps, w);
+    const __m128i den = total(w);
+    const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
+                                    _mm_srli_epi32(den, 1));
+    return clamp(floorDivSmall(a, den), max);
+}
+
+// greenSteps for four sites: g0 at the sites, g1 and g2 one and two steps on.
+inline __m128i greenStep(__m128i g0, __m128i g1, __m128i g2) {
+    return _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(g0, g1)),
+                         _mm_abs_epi32(_mm_sub_epi32(g1, g2)));
+}
+
+}  // namespace tav::hq::sse41

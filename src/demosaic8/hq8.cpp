@@ -1,0 +1,61 @@
+// Method 3 on 8-bit mosaics: the scalar frame walk over each output form.
+#include "hq.h"
+#include "hq_frame.h"
+#include "luma.h"
+#include "writers.h"
+
+namespace tav {
+namespace {
+
+// Green-first frames (G B over R G) have their red sites on odd rows.
+template <class Writer>
+int32_t run(const uint8_t* src, int32_t height, int32_t width, const Writer& out, bool greenFirst,
+            uint8_t* work) {
+    hq::frame<uint8_t>(src, height, width, 8, greenFirst ? 1 : 0, 0, out, work);
+    return TAV_OK;
+}
+
+d8::Mono8Writer mono(uint8_t* dst, int32_t width, uint32_t exchange) {
+    return {dst, width, kLumaWeights[exchange != 0]};
+}
+
+}  // namespace
+
+int64_t hqWorkBytes(int32_t width) {
+    return hq::workBytes(width);
+}
+
+int32_t rg8ToMono8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                     uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, mono(dst, width, exchange), false, work);
+}
+int32_t gb8ToMono8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                     uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, mono(dst, width, exchange), true, work);
+}
+int32_t rg8ToBgr8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                    uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgr8Writer{dst, width, exchange != 0}, false, work);
+}
+int32_t gb8ToBgr8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                    uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgr8Writer{dst, width, exchange != 0}, true, work);
+}
+int32_t rg8ToBgra8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                     uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgra8Writer{dst, width, exchange != 0}, false, work);
+}
+int32_t gb8ToBgra8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                     uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgra8Writer{dst, width, exchange != 0}, true, work);
+}
+int32_t rg8ToBgr8PHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                     uint8_t* second, uint8_t* third, uint8_t* work) {
+    return run(src, height, width, d8::PlanarWriter{first, second, third, width}, false, work);
+}
+int32_t gb8ToBgr8PHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
+                     uint8_t* second, uint8_t* third, uint8_t* work) {
+    return run(src, height, width, d8::PlanarWriter{first, second, third, width}, true, work);
+}
+
+}  // namespace tav
