@@ -4,7 +4,6 @@
 // passes and their flags, and values worked out by hand.
 #include <functional>
 
-#include "core/level.h"
 #include "support.h"
 
 namespace {
@@ -173,12 +172,6 @@ std::string where(const std::vector<uint8_t>& got, const std::vector<uint8_t>& w
     return "";
 }
 
-// Restores the level a test changed.
-struct AtLevel {
-    tav::Level saved = tav::level();
-    ~AtLevel() { tav::setLevel(saved); }
-};
-constexpr tav::Level kLevels[] = {tav::Level::Scalar, tav::Level::Sse41};
 
 // One entry call into an exactly sized destination; fails the test on a
 // refused call, a write past the destination, or bytes other than `want`.
@@ -216,7 +209,7 @@ class Demosaic : public testing::TestWithParam<std::tuple<int, int>> {};
 TEST_P(Demosaic, EveryOutputAndSizeAtEveryLevel) {
     const auto [method, phaseIndex] = GetParam();
     const Phase& p = kPhases[phaseIndex];
-    AtLevel restore;
+    tavtest::AtLevel restore;
     tavtest::Context c;
     for (const auto& [h, w] : sizes()) {
         if (method == TAV_METHOD_EDGE && (h < 6 || w < 6)) continue;  // refused: see checks
@@ -225,7 +218,7 @@ TEST_P(Demosaic, EveryOutputAndSizeAtEveryLevel) {
         Guarded src(mosaic);
         for (const Output& o : kOutputs) {
             const auto want = expected(method, ref, o, h, w, p);
-            for (tav::Level level : kLevels) {
+            for (tav::Level level : tavtest::kLevels) {
                 tav::setLevel(level);
                 expectEntry(c.ctx, {h, w, p.code, src.data(), w}, method, o, want,
                             std::to_string(h) + "x" + std::to_string(w) + " level " +
@@ -252,7 +245,7 @@ class SourceCode : public testing::TestWithParam<tavtest::Source> {};
 
 TEST_P(SourceCode, DemosaicsItsTopEightBits) {
     const tavtest::Source& s = GetParam();
-    AtLevel restore;
+    tavtest::AtLevel restore;
     tavtest::Context c;
     int turn = 0;
     for (const auto& [h, w] : {std::pair{6, 6}, {7, 9}, {8, 33}, {9, 35}, {6, 66}}) {
@@ -267,7 +260,7 @@ TEST_P(SourceCode, DemosaicsItsTopEightBits) {
                                   ? tavtest::place(px, o, [](size_t) -> uint8_t { return 0; })
                                   : expected(method, px, o, h, w, p);
             for (int32_t padding : {0, 5}) {
-                for (tav::Level level : kLevels) {
+                for (tav::Level level : tavtest::kLevels) {
                     tav::setLevel(level);
                     auto e = tavtest::encode(s, mosaic, h, w, padding, uint32_t(w + padding));
                     expectEntry(c.ctx, {h, w, s.code, e.bytes.data(), e.pitch}, method, o, want,

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "core/level.h"
 #include "tav.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -60,6 +61,13 @@ struct Context {
     }
     void setOutput(uint64_t format) { ASSERT_EQ(tavDemosaicSetConfig(ctx, &format), TAV_OK); }
 };
+
+// Restores the level a test changed.
+struct AtLevel {
+    tav::Level saved = tav::level();
+    ~AtLevel() { tav::setLevel(saved); }
+};
+inline constexpr tav::Level kLevels[] = {tav::Level::Scalar, tav::Level::Sse41};
 
 // A buffer of exactly `size` bytes followed by a poisoned tail: writes there
 // show in intact(), and under AddressSanitizer any access there traps.
