@@ -90,10 +90,8 @@ struct Edge {
     Pixel8 pixel(int y, int x) const {
         const int v = m.at(y, x), g = green(y, x);
         if (!m.green(y, x)) {
-            const int o =
-                clampByte(g + ((d(y - 1, x - 1) + d(y - 1, x + 1) + d(y + 1, x - 1) +
-                                d(y + 1, x + 1)) >>
-                               2));
+            const int o = clampByte(
+                g + ((d(y - 1, x - 1) + d(y - 1, x + 1) + d(y + 1, x - 1) + d(y + 1, x + 1)) >> 2));
             return m.red(y, x) ? Pixel8{v, g, o} : Pixel8{o, g, v};
         }
         const int across = clampByte(v + ((d(y, x - 1) + d(y, x + 1)) >> 1));
@@ -103,7 +101,7 @@ struct Edge {
 };
 
 std::vector<Pixel8> reference(int method, const std::vector<uint8_t>& s, int h, int w,
-                           const Phase& p) {
+                              const Phase& p) {
     const Mosaic m{s, h, w, p};
     std::vector<Pixel8> out;
     if (method == TAV_METHOD_EDGE) {
@@ -154,8 +152,9 @@ std::vector<uint8_t> frame(int h, int w, uint32_t seed) {
     for (int y = 0; y < h; ++y) {
         for (int x = 0; x < w; ++x) {
             const uint32_t v = rng();
-            const uint32_t kinds[] = {v, (v & 1) ? 255u : 0u, 100 + (v & 3),
-                                      ((x / 3) % 2 ? 200u : 30u) + ((y / 4) % 2 ? 40 : 0) + (v & 7)};
+            const uint32_t kinds[] = {
+                v, (v & 1) ? 255u : 0u, 100 + (v & 3),
+                ((x / 3) % 2 ? 200u : 30u) + ((y / 4) % 2 ? 40 : 0) + (v & 7)};
             s[size_t(y) * w + x] = uint8_t(kinds[seed % 4]);
         }
     }
@@ -171,7 +170,6 @@ std::string where(const std::vector<uint8_t>& got, const std::vector<uint8_t>& w
     }
     return "";
 }
-
 
 // One entry call into an exactly sized destination; fails the test on a
 // refused call, a write past the destination, or bytes other than `want`.
@@ -232,7 +230,8 @@ TEST_P(Demosaic, EveryOutputAndSizeAtEveryLevel) {
 
 const char* const kMethodNames[] = {"Nearest", "Bilinear", "Edge"};
 
-INSTANTIATE_TEST_SUITE_P(All, Demosaic, testing::Combine(testing::Range(0, 3), testing::Range(0, 4)),
+INSTANTIATE_TEST_SUITE_P(All, Demosaic,
+                         testing::Combine(testing::Range(0, 3), testing::Range(0, 4)),
                          [](const auto& i) {
                              return std::string(kMethodNames[std::get<0>(i.param)]) +
                                     kPhases[std::get<1>(i.param)].name;
@@ -304,8 +303,8 @@ const Output& kPlanar = kOutputs[3];
 // routines write their rows and nothing else.
 TEST(NearestKernels, AnyNonZeroFlagExchangesAndPassesWriteTheirRows) {
     using Flagged = int32_t (*)(const uint8_t*, int32_t, int32_t, uint8_t*, uint32_t);
-    using Body = void (*)(const uint8_t*, const uint8_t*, const uint8_t*, int32_t, uint8_t*,
-                          uint32_t);
+    using Body =
+        void (*)(const uint8_t*, const uint8_t*, const uint8_t*, int32_t, uint8_t*, uint32_t);
     using Last = void (*)(const uint8_t*, const uint8_t*, int32_t, uint8_t*, uint32_t);
     const struct {
         const Output& o;
@@ -362,8 +361,8 @@ TEST(NearestKernels, AnyNonZeroFlagExchangesAndPassesWriteTheirRows) {
         uint8_t* d = out.data();
         rg8ToBgr8P_nearest_body(s.data(), s.data() + w, s.data() + 2 * w, w, d + w, d + n + w,
                                 d + 2 * n + w);
-        rg8ToBgr8P_nearest_lastRows(s.data() + 2 * w, s.data() + 3 * w, w, d + 3 * w,
-                                    d + n + 3 * w, d + 2 * n + 3 * w);
+        rg8ToBgr8P_nearest_lastRows(s.data() + 2 * w, s.data() + 3 * w, w, d + 3 * w, d + n + 3 * w,
+                                    d + 2 * n + 3 * w);
         ASSERT_TRUE(out.bytes() == want && out.intact()) << "planar passes " << w;
     }
 }
@@ -422,8 +421,10 @@ TEST(BilinearPasses, FlagsCompositionAndWeights) {
             const bool four = o == &kBgra8;
             Guarded out(size_t(n) * o->bytes, kFill);
             uint8_t* d = out.data();
-            (four ? rg8ToBgra8_bilinear_firstRows : rg8ToBgr8_bilinear_firstRows)(src, d, h, w, flag);
-            (four ? rg8ToBgra8_bilinear_firstCols : rg8ToBgr8_bilinear_firstCols)(src, d, h, w, flag);
+            (four ? rg8ToBgra8_bilinear_firstRows : rg8ToBgr8_bilinear_firstRows)(src, d, h, w,
+                                                                                  flag);
+            (four ? rg8ToBgra8_bilinear_firstCols : rg8ToBgr8_bilinear_firstCols)(src, d, h, w,
+                                                                                  flag);
             const uint64_t at =
                 (four ? rg8ToBgra8_bilinear_body : rg8ToBgr8_bilinear_body)(src, d, h, w, flag);
             (four ? rg8ToBgra8_bilinear_lastRows : rg8ToBgr8_bilinear_lastRows)(src, d, h, w, flag,
@@ -461,7 +462,7 @@ TEST(BilinearPasses, FlagsCompositionAndWeights) {
                 uint8_t* d = out.data();
                 const uint8_t* gs = g.data();
                 (four ? gr8ToBgra8_bilinear_firstRows : gr8ToBgr8_bilinear_firstRows)(gs, d, hh, ww,
-                                                                                    0);
+                                                                                      0);
                 (four ? rg8ToBgra8_bilinear_firstCols : rg8ToBgr8_bilinear_firstCols)(
                     gs + ww, d + b * ww, hh - 1, ww, 0);
                 const uint64_t at = (four ? rg8ToBgra8_bilinear_body : rg8ToBgr8_bilinear_body)(
@@ -503,9 +504,7 @@ TEST(EdgePasses, WriteTheirRowsAndCarryTheGreens) {
         {kMono8, {rg8ToMono8_edge_body, rg8ToMono8_edge_last2Rows, rg8ToMono8_edge_last3Rows}, {}},
         {kBgr8, {rg8ToBgr8_edge_body, rg8ToBgr8_edge_last2Rows, rg8ToBgr8_edge_last3Rows}, {}},
         {kBgra8, {rg8ToBgra8_edge_body, rg8ToBgra8_edge_last2Rows, rg8ToBgra8_edge_last3Rows}, {}},
-        {kPlanar,
-         {},
-         {rg8ToBgr8P_edge_body, rg8ToBgr8P_edge_last2Rows, rg8ToBgr8P_edge_last3Rows}},
+        {kPlanar, {}, {rg8ToBgr8P_edge_body, rg8ToBgr8P_edge_last2Rows, rg8ToBgr8P_edge_last3Rows}},
     };
     struct Case {
         int kind, h, w, r;  // kind 0 body, 1 last2Rows, 2 last3Rows
@@ -603,18 +602,19 @@ TEST(ByHand, BilinearSitesAverageAndTruncate) {
                                     90, 100, 110, 120, 130, 141, 150, 161};
     const auto out = entry(s, 4, 4, TAV_METHOD_BILINEAR);
     using V = std::vector<int>;
-    EXPECT_EQ(rgbAt(out, 4, 0, 0), (V{10, 35, 61}));    // green (20 + 50) / 2, blue the diagonal
-    EXPECT_EQ(rgbAt(out, 4, 0, 1), (V{20, 20, 61}));    // red (10 + 30) / 2, blue below
-    EXPECT_EQ(rgbAt(out, 4, 0, 2), (V{30, 50, 71}));    // green (20 + 2 x 70 + 40) / 4
-    EXPECT_EQ(rgbAt(out, 4, 1, 0), (V{50, 50, 61}));    // red (10 + 90) / 2
-    EXPECT_EQ(rgbAt(out, 4, 1, 1), (V{60, 60, 61}));    // red (10 + 30 + 90 + 110) / 4
+    EXPECT_EQ(rgbAt(out, 4, 0, 0), (V{10, 35, 61}));     // green (20 + 50) / 2, blue the diagonal
+    EXPECT_EQ(rgbAt(out, 4, 0, 1), (V{20, 20, 61}));     // red (10 + 30) / 2, blue below
+    EXPECT_EQ(rgbAt(out, 4, 0, 2), (V{30, 50, 71}));     // green (20 + 2 x 70 + 40) / 4
+    EXPECT_EQ(rgbAt(out, 4, 1, 0), (V{50, 50, 61}));     // red (10 + 90) / 2
+    EXPECT_EQ(rgbAt(out, 4, 1, 1), (V{60, 60, 61}));     // red (10 + 30 + 90 + 110) / 4
     EXPECT_EQ(rgbAt(out, 4, 2, 2), (V{110, 110, 111}));  // blue (61 + 81 + 141 + 161) / 4
     EXPECT_EQ(rgbAt(out, 4, 3, 3), (V{110, 135, 161}));  // green (120 + 150) / 2
     const std::vector<uint8_t> t = {2, 2, 2, 2, 1, 2, 2, 2, 1, 2, 2, 2, 2, 2, 2, 2};
     const auto tr = entry(t, 4, 4, TAV_METHOD_BILINEAR);
     EXPECT_EQ(rgbAt(tr, 4, 2, 1)[0], 1);  // (1 + 2) >> 1
     EXPECT_EQ(rgbAt(tr, 4, 1, 1)[1], 1);  // (2 + 1 + 2 + 2) >> 2
-    EXPECT_EQ(entry(t, 4, 4, TAV_METHOD_BILINEAR, TAV_PF_MONO8)[9], 2);  // (77 + 300 + 58 + 128) >> 8
+    EXPECT_EQ(entry(t, 4, 4, TAV_METHOD_BILINEAR, TAV_PF_MONO8)[9],
+              2);  // (77 + 300 + 58 + 128) >> 8
 }
 
 TEST(ByHand, NearestBlueSampleReachesItsNinePixels) {

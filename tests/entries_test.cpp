@@ -24,8 +24,9 @@ TEST(Context, CreateConfigureResetRelease) {
     EXPECT_EQ(ctx->scratch.buffer, nullptr);
     EXPECT_EQ(ctx->scratch.capacity, 0);
     for (const tavtest::Output& o : tavtest::kOutputs) {
-        EXPECT_EQ(tavtest::printedBy([&] { EXPECT_EQ(tavDemosaicSetConfig(ctx, &o.format), TAV_OK); }),
-                  "");
+        EXPECT_EQ(
+            tavtest::printedBy([&] { EXPECT_EQ(tavDemosaicSetConfig(ctx, &o.format), TAV_OK); }),
+            "");
         EXPECT_EQ(tavDemosaicGetConfig(ctx, &format), TAV_OK);
         EXPECT_EQ(format, o.format);
     }
@@ -137,7 +138,8 @@ TEST(Reduce, PackedPairsKeepTheirHighBytes) {
         const int32_t h = w % 3 + 4, n = h * w, rowBytes = w / 2 * 3 + (w & 1);
         const int32_t pitch = rowBytes + (w * 7) % 5 + 1;
         const auto bytes = tavtest::randomBytes(size_t(h) * pitch, w);
-        Guarded rowSrc(std::vector<uint8_t>(bytes.begin(), bytes.begin() + (h - 1) * pitch + rowBytes));
+        Guarded rowSrc(
+            std::vector<uint8_t>(bytes.begin(), bytes.begin() + (h - 1) * pitch + rowBytes));
         Guarded runSrc(std::vector<uint8_t>(bytes.begin(), bytes.begin() + n / 2 * 3 + (n & 1)));
         Guarded rows(size_t(n) + 1, 0xCC), run(size_t(n) + 1, 0xCC);
         unpacked(rowSrc.data(), h, w, pitch, rows.data());
@@ -192,7 +194,7 @@ TEST(Reduce, StrayHighBitsThroughTheEntry) {
     c.setOutput(TAV_PF_MONO8);
     for (auto [h, w, pitch] : {std::tuple{4, 20, 42}, {4, 5, 10}, {4, 5, 12}}) {
         std::vector<uint16_t> words(size_t(h) * pitch / 2, 0);
-        words[3] = 0x0400;                       // sample 3
+        words[3] = 0x0400;                                    // sample 3
         words[size_t(pitch / 2) * (h - 1) + w - 2] = 0x0400;  // the last row's second-last sample
         std::vector<uint8_t> out(size_t(h) * w, 0xCC);
         TavImage src{h, w, TAV_PF_MONO10, reinterpret_cast<uint8_t*>(words.data()), pitch};

@@ -81,7 +81,9 @@ class Guarded {
         bytes_.insert(bytes_.end(), kTail, kPoison);
         poison(true);
     }
-    Guarded(Guarded&& o) noexcept : size_(o.size_), bytes_(std::move(o.bytes_)) { o.bytes_.clear(); }
+    Guarded(Guarded&& o) noexcept : size_(o.size_), bytes_(std::move(o.bytes_)) {
+        o.bytes_.clear();
+    }
     Guarded& operator=(Guarded&&) = delete;
     ~Guarded() { poison(false); }
 
@@ -118,9 +120,9 @@ class Guarded {
 struct Output {
     uint64_t format;
     const char* name;
-    int bytes;      // per pixel in one plane (planar: 1 in each of three)
+    int bytes;  // per pixel in one plane (planar: 1 in each of three)
     bool planar;
-    int order[3];   // byte (or plane) of red, green, blue
+    int order[3];  // byte (or plane) of red, green, blue
 };
 
 inline constexpr Output kOutputs[] = {
