@@ -104,40 +104,36 @@ inline void putSites8(const RowWriter& out, const BayerRow& r, int32_t x) {
     }
 }
 
-// Columns [x0, x1) of one row; kVector false keeps every site scalar.
-template <bool kVector = true, typename RowWriter>
+// Columns [x0, x1) of one row.
+template <typename RowWriter>
 inline void bilinearRow(const RowWriter& out, const BayerRow& r, int32_t x0, int32_t x1) {
     int32_t x = x0;
     if (x == 0 && x < x1) putSite(out, r, x++);
     const int32_t limit = x1 < r.width - 1 ? x1 : r.width - 1;  // keeps x + 8 inside
-    const int32_t stepEnd = kVector ? limit : x;
     auto one = [&](int32_t c, bool) { putSite(out, r, c); };
     if (((x ^ r.xParity) & 1) != 0) {
         eachStep<8>(
-            x, stepEnd, x1, [&](int32_t c) { putSites8<true>(out, r, c); }, one);
+            x, limit, x1, [&](int32_t c) { putSites8<true>(out, r, c); }, one);
     } else {
         eachStep<8>(
-            x, stepEnd, x1, [&](int32_t c) { putSites8<false>(out, r, c); }, one);
+            x, limit, x1, [&](int32_t c) { putSites8<false>(out, r, c); }, one);
     }
 }
 
 // Rows [y0, y1) x columns [x0, x1) of a mosaic whose row 0 has its red sites
 // at columns of parity `phaseCol`.
-template <bool kVector = true, typename Writer>
+template <typename Writer>
 inline void bilinearRegion(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
                            int32_t phaseCol, int32_t y0, int32_t y1, int32_t x0, int32_t x1) {
     for (int32_t y = y0; y < y1; ++y) {
-        bilinearRow<kVector>(out.row(y), bayerRow(src, height, width, y, phaseCol), x0, x1);
+        bilinearRow(out.row(y), bayerRow(src, height, width, y, phaseCol), x0, x1);
     }
 }
 
 // ---- the frame's regions
 
 // The body covers rows and columns 1 .. bodyEnd(n) - 1 (passes.h), two at a
-// time; bodyRowEnd is that row end under the name the tests know.
-inline int32_t bodyRowEnd(int32_t height) {
-    return bodyEnd(height);
-}
+// time.
 
 // Red sites at even columns of row 0 (RG) or at odd ones (GR). The GR kernels
 // leave the row after the body untouched in every pass, as they always have.

@@ -2,13 +2,13 @@
 // GR/GB phases), column 0, a body that needs no bounds checks, and the last one
 // or two rows and columns. Every pass is a template over the output writer and
 // over whether red and blue are exchanged; the border passes and the body's
-// scalar tail evaluate the site formulas of bilinear8_sites.h, the body's
+// scalar tail evaluate the site formulas of bilinear_sites.h, the body's
 // vector step computes the same sums 16 columns at a time.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
-#include "bilinear8_sites.h"
+#include "bilinear_sites.h"
 #include "passes.h"
 #include "rows.h"
 #include "simd.h"
@@ -17,6 +17,9 @@
 
 namespace tav::d8 {
 namespace {
+
+using InnerSamples = tav::InnerSamples<uint8_t>;
+using MirroredSamples = tav::MirroredSamples<uint8_t>;
 
 // Whether a pass exchanges red and blue.
 template <bool kExchange>

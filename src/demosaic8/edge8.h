@@ -307,21 +307,18 @@ inline void close(Run& run, uint8_t* line, int x, Carry& c) {
 
 }  // namespace vec
 
-// Vector steps from 20 columns on (a step at x needs x + 17 < width).
-constexpr int kVectorMinWidth = 20;
-
 // One body pass: column 0, the vector steps, then scalar column pairs to the
-// right edge. `vector` false runs the same pass without steps. Flattened, so
+// right edge. Flattened, so
 // that the steps' run state stays in registers.
 template <class Writer>
 [[gnu::flatten]] void bodyPass(const uint8_t* const* rows, int width, const Writer& lo,
-                               uint8_t* line, bool vector = true) {
+                               uint8_t* line) {
     const Window s{rows, width};
     const Writer up = lo.next(-1);
     Carry c = startPair(s, line, &up, &lo);
     vec::Run run = vec::begin(c);
     eachStep<16, 2>(
-        2, vector ? width - 2 : 2, width, [&](int x) { vec::step(rows, line, x, c, run, up, lo); },
+        2, width - 2, width, [&](int x) { vec::step(rows, line, x, c, run, up, lo); },
         [&](int x, bool inStep) {
             if (run.open) vec::close(run, line, x, c);
             columnPair(s, line, x, c, &up, &lo, inStep);
