@@ -399,8 +399,7 @@ TEST(BilinearPasses, EachWritesItsRegion) {
     }
 }
 
-// Only the flag value 1 exchanges; a GB frame composes from the gr8 first
-// rows and the RG passes one row down; Mono8 takes any weights.
+// Only the flag value 1 exchanges; Mono8 takes any weights.
 TEST(BilinearPasses, FlagsCompositionAndWeights) {
     const int h = 7, w = 37, n = h * w;
     const auto s = frame(h, w, 11);
@@ -442,30 +441,6 @@ TEST(BilinearPasses, FlagsCompositionAndWeights) {
         std::fill_n(wantMono.begin(), w, kFill);
         EXPECT_TRUE(planes.bytes() == wantPlanes && planes.intact()) << "planar " << flag;
         EXPECT_TRUE(mono.bytes() == wantMono && mono.intact()) << "mono " << flag;
-    }
-    for (int hh : {4, 5, 8, 11}) {
-        for (int ww : {4, 5, 18, 35, 48}) {
-            const auto g = frame(hh, ww, uint32_t(hh * 31 + ww));
-            for (const Output* o : {&kBgr8, &kBgra8}) {
-                const bool four = o == &kBgra8;
-                const int b = o->bytes;
-                Guarded out(size_t(hh) * ww * b, kFill);
-                uint8_t* d = out.data();
-                const uint8_t* gs = g.data();
-                (four ? gr8ToBgra8_bilinear_firstRows : gr8ToBgr8_bilinear_firstRows)(gs, d, hh, ww,
-                                                                                      0);
-                (four ? rg8ToBgra8_bilinear_firstCols : rg8ToBgr8_bilinear_firstCols)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0);
-                const uint64_t at = (four ? rg8ToBgra8_bilinear_body : rg8ToBgr8_bilinear_body)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0);
-                (four ? rg8ToBgra8_bilinear_lastRows : rg8ToBgr8_bilinear_lastRows)(
-                    gs, d, hh, ww, 0, at + (uint64_t{1} << 32));
-                (four ? rg8ToBgra8_bilinear_lastCols : rg8ToBgr8_bilinear_lastCols)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0, at);
-                const auto want = expected(1, reference(1, g, hh, ww, kGB), *o, hh, ww, kGB);
-                EXPECT_TRUE(out.bytes() == want) << "GB " << hh << "x" << ww;
-            }
-        }
     }
     const uint32_t odd[3] = {200, 50, 6};
     for (const Phase* p : {&kRG, &kPhases[1]}) {
@@ -544,26 +519,6 @@ TEST(EdgePasses, WriteTheirRowsAndCarryTheGreens) {
                     ASSERT_EQ(line[x], e.green(c.r + x % 2, x)) << c.w << " line entry " << x;
                 }
             }
-        }
-    }
-}
-
-// The whole-frame edge kernels need exactly one line of work space.
-TEST(EdgeKernels, UseOneLineOfWorkSpace) {
-    for (int w : {6, 7, 20, 37, 52}) {
-        const int h = 9, n = h * w;
-        const auto s = frame(h, w, uint32_t(w));
-        for (const Phase* p : {&kRG, &kGB}) {
-            const bool gb = p == &kGB;
-            const auto px = reference(2, s, h, w, *p);
-            Guarded line(w), bgr(size_t(n) * 3, kFill), planes(size_t(n) * 3, kFill);
-            (gb ? gb8ToBgr8_edge : rg8ToBgr8_edge)(s.data(), h, w, bgr.data(), 1, line.data());
-            uint8_t* d = planes.data();
-            (gb ? gb8ToBgr8P_edge : rg8ToBgr8P_edge)(s.data(), h, w, d, d + n, d + 2 * n,
-                                                     line.data());
-            EXPECT_TRUE(bgr.bytes() == expected(2, exchanged(px), kBgr8, h, w, *p));
-            EXPECT_TRUE(planes.bytes() == expected(2, px, kPlanar, h, w, *p));
-            EXPECT_TRUE(line.intact() && bgr.intact() && planes.intact());
         }
     }
 }
