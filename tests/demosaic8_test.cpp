@@ -4,6 +4,9 @@
 // passes and their flags, and values worked out by hand.
 #include <functional>
 
+#include "bilinear_sites.h"
+#include "edge_sites.h"
+
 #include "support.h"
 
 namespace {
@@ -15,21 +18,14 @@ using tavtest::Output;
 using tavtest::Phase;
 using tavtest::Pixel8;
 
-// ---- references
-
-int mirror(int i, int n) {
-    return i < 0 ? -i : i >= n ? 2 * n - 2 - i : i;
-}
-
-int clampByte(int v) {
-    return v < 0 ? 0 : v > 255 ? 255 : v;
-}
+// ---- references: nearest written from its rule; bilinear and edge-directed
+// from the library's site rules over a mirrored frame (pinned by hand below).
 
 struct Mosaic {
     const std::vector<uint8_t>& s;
     int h, w;
     Phase p;
-    int at(int y, int x) const { return s[size_t(mirror(y, h)) * w + mirror(x, w)]; }
+    int at(int y, int x) const { return s[size_t(tav::mirror(y, h)) * w + tav::mirror(x, w)]; }
     bool redRow(int y) const { return (y & 1) == p.redRow; }
     bool red(int y, int x) const { return redRow(y) && (x & 1) == p.redCol; }
     bool blue(int y, int x) const { return !redRow(y) && (x & 1) != p.redCol; }
@@ -54,48 +50,45 @@ Pixel8 nearest(const Mosaic& m, int y, int x) {
     return {r, g, b};
 }
 
-// Truncating averages of the nearest samples of each colour.
 Pixel8 bilinear(const Mosaic& m, int y, int x) {
-    auto a = [&](int dy, int dx) { return m.at(y + dy, x + dx); };
-    const int v = a(0, 0);
-    const int cross = (a(-1, 0) + a(1, 0) + a(0, -1) + a(0, 1)) >> 2;
-    const int diag = (a(-1, -1) + a(-1, 1) + a(1, -1) + a(1, 1)) >> 2;
-    const int across = (a(0, -1) + a(0, 1)) >> 1, along = (a(-1, 0) + a(1, 0)) >> 1;
-    if (m.red(y, x)) return {v, cross, diag};
-    if (m.blue(y, x)) return {diag, cross, v};
-    return m.redRow(y) ? Pixel8{across, v, along} : Pixel8{along, v, across};
+    const tav::MirroredSamples<uint8_t> s{m.s.data(), m.h, m.w};
+    const tav::Rgb c = tav::bilinearAt(s, y, x, m.redRow(y), (x & 1) == m.p.redCol);
+    return {int(c.r), int(c.g), int(c.b)};
 }
 
-// Green along the smaller gradient (ties vertical), mean and quarter Laplacian
-// floored separately, clamped; red and blue from floored colour differences.
+int clampByte(int v) {
+    return std::clamp(v, 0, 255);
+}
+
+// Greens clamped before the colour differences use them.
 struct Edge {
     const Mosaic& m;
     std::vector<int> greens;
     explicit Edge(const Mosaic& mo) : m(mo), greens(mo.s.size()) {
         for (int y = 0; y < m.h; ++y) {
-            for (int x = 0; x < m.w; ++x) greens[y * m.w + x] = estimate(y, x);
+            for (int x = 0; x < m.w; ++x) {
+                auto a = [&](int dy, int dx) { return m.at(y + dy, x + dx); };
+                greens[y * m.w + x] =
+                    m.green(y, x) ? a(0, 0)
+                                  : clampByte(tav::greenEstimate(a(0, 0), a(0, -2), a(0, 2),
+                                                                 a(-2, 0), a(2, 0), a(0, -1),
+                                                                 a(0, 1), a(-1, 0), a(1, 0)));
+            }
         }
     }
-    int estimate(int y, int x) const {
-        auto a = [&](int dy, int dx) { return m.at(y + dy, x + dx); };
-        if (m.green(y, x)) return a(0, 0);
-        const int lh = 2 * a(0, 0) - a(0, -2) - a(0, 2), lv = 2 * a(0, 0) - a(-2, 0) - a(2, 0);
-        const int gh = std::abs(lh) + std::abs(a(0, -1) - a(0, 1));
-        const int gv = std::abs(lv) + std::abs(a(-1, 0) - a(1, 0));
-        return clampByte(gh < gv ? ((a(0, -1) + a(0, 1)) >> 1) + (lh >> 2)
-                                 : ((a(-1, 0) + a(1, 0)) >> 1) + (lv >> 2));
+    int green(int y, int x) const {
+        return greens[tav::mirror(y, m.h) * m.w + tav::mirror(x, m.w)];
     }
-    int green(int y, int x) const { return greens[mirror(y, m.h) * m.w + mirror(x, m.w)]; }
     int d(int y, int x) const { return m.at(y, x) - green(y, x); }
     Pixel8 pixel(int y, int x) const {
         const int v = m.at(y, x), g = green(y, x);
         if (!m.green(y, x)) {
-            const int o = clampByte(
-                g + ((d(y - 1, x - 1) + d(y - 1, x + 1) + d(y + 1, x - 1) + d(y + 1, x + 1)) >> 2));
+            const int o = clampByte(tav::fromFour(g, d(y - 1, x - 1), d(y - 1, x + 1),
+                                                  d(y + 1, x - 1), d(y + 1, x + 1)));
             return m.red(y, x) ? Pixel8{v, g, o} : Pixel8{o, g, v};
         }
-        const int across = clampByte(v + ((d(y, x - 1) + d(y, x + 1)) >> 1));
-        const int along = clampByte(v + ((d(y - 1, x) + d(y + 1, x)) >> 1));
+        const int across = clampByte(tav::fromTwo(v, d(y, x - 1), d(y, x + 1)));
+        const int along = clampByte(tav::fromTwo(v, d(y - 1, x), d(y + 1, x)));
         return m.redRow(y) ? Pixel8{across, v, along} : Pixel8{along, v, across};
     }
 };
@@ -103,16 +96,14 @@ struct Edge {
 std::vector<Pixel8> reference(int method, const std::vector<uint8_t>& s, int h, int w,
                               const Phase& p) {
     const Mosaic m{s, h, w, p};
+    const Edge e(m);
     std::vector<Pixel8> out;
-    if (method == TAV_METHOD_EDGE) {
-        const Edge e(m);
-        for (int y = 0; y < h; ++y) {
-            for (int x = 0; x < w; ++x) out.push_back(e.pixel(y, x));
-        }
-        return out;
-    }
     for (int y = 0; y < h; ++y) {
-        for (int x = 0; x < w; ++x) out.push_back(method ? bilinear(m, y, x) : nearest(m, y, x));
+        for (int x = 0; x < w; ++x) {
+            out.push_back(method == 2 ? e.pixel(y, x)
+                          : method    ? bilinear(m, y, x)
+                                      : nearest(m, y, x));
+        }
     }
     return out;
 }
@@ -237,27 +228,34 @@ INSTANTIATE_TEST_SUITE_P(All, Demosaic,
                                     kPhases[std::get<1>(i.param)].name;
                          });
 
-// ---- every source code: wide, packed and padded sources give the result of
-// the compact 8-bit mosaic of their top bits; Mono sources are replicated.
+// ---- every source code, every method: wide, packed and padded sources give
+// the bytes of the compact 8-bit mosaic of their top bits.
+
+std::vector<uint8_t> run8(TavContext* ctx, std::vector<uint8_t> s, int h, int w, uint32_t code,
+                          uint32_t method, size_t bytes) {
+    std::vector<uint8_t> out(bytes, kFill);
+    TavImage src{h, w, code, s.data(), w}, dst{0, 0, 0, out.data(), 0};
+    EXPECT_EQ(tavDemosaicing(ctx, &src, method, &dst), TAV_OK);
+    return out;
+}
 
 class SourceCode : public testing::TestWithParam<tavtest::Source> {};
 
 TEST_P(SourceCode, DemosaicsItsTopEightBits) {
     const tavtest::Source& s = GetParam();
+    const bool mono = s.pattern == tavtest::Pattern::Mono;
     tavtest::AtLevel restore;
     tavtest::Context c;
     int turn = 0;
     for (const auto& [h, w] : {std::pair{6, 6}, {7, 9}, {8, 33}, {9, 35}, {6, 66}}) {
         const auto mosaic = frame(h, w, uint32_t(h * 7 + w));
-        for (int method = 0; method < 3; ++method) {
-            const Phase& p = kPhases[s.pattern == tavtest::Pattern::Mono ? 0 : int(s.pattern) - 1];
-            std::vector<Pixel8> px;
-            for (uint8_t v : mosaic) px.push_back({v, v, v});
-            if (s.pattern != tavtest::Pattern::Mono) px = reference(method, mosaic, h, w, p);
+        for (uint32_t method = 0; method <= TAV_METHOD_HQ; ++method) {
             const Output& o = kOutputs[turn++ % 7];
-            const auto want = s.pattern == tavtest::Pattern::Mono
-                                  ? tavtest::place(px, o, [](size_t) -> uint8_t { return 0; })
-                                  : expected(method, px, o, h, w, p);
+            c.setOutput(o.format);
+            const size_t bytes = tavtest::outputBytes(o, size_t(h) * w);
+            const auto want =
+                run8(c.ctx, mosaic, h, w, mono ? TAV_PF_MONO8 : kPhases[int(s.pattern) - 1].code,
+                     method, bytes);
             for (int32_t padding : {0, 5}) {
                 for (tav::Level level : tavtest::kLevels) {
                     tav::setLevel(level);
@@ -401,8 +399,7 @@ TEST(BilinearPasses, EachWritesItsRegion) {
     }
 }
 
-// Only the flag value 1 exchanges; a GB frame composes from the gr8 first
-// rows and the RG passes one row down; Mono8 takes any weights.
+// Only the flag value 1 exchanges; Mono8 takes any weights.
 TEST(BilinearPasses, FlagsCompositionAndWeights) {
     const int h = 7, w = 37, n = h * w;
     const auto s = frame(h, w, 11);
@@ -444,30 +441,6 @@ TEST(BilinearPasses, FlagsCompositionAndWeights) {
         std::fill_n(wantMono.begin(), w, kFill);
         EXPECT_TRUE(planes.bytes() == wantPlanes && planes.intact()) << "planar " << flag;
         EXPECT_TRUE(mono.bytes() == wantMono && mono.intact()) << "mono " << flag;
-    }
-    for (int hh : {4, 5, 8, 11}) {
-        for (int ww : {4, 5, 18, 35, 48}) {
-            const auto g = frame(hh, ww, uint32_t(hh * 31 + ww));
-            for (const Output* o : {&kBgr8, &kBgra8}) {
-                const bool four = o == &kBgra8;
-                const int b = o->bytes;
-                Guarded out(size_t(hh) * ww * b, kFill);
-                uint8_t* d = out.data();
-                const uint8_t* gs = g.data();
-                (four ? gr8ToBgra8_bilinear_firstRows : gr8ToBgr8_bilinear_firstRows)(gs, d, hh, ww,
-                                                                                      0);
-                (four ? rg8ToBgra8_bilinear_firstCols : rg8ToBgr8_bilinear_firstCols)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0);
-                const uint64_t at = (four ? rg8ToBgra8_bilinear_body : rg8ToBgr8_bilinear_body)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0);
-                (four ? rg8ToBgra8_bilinear_lastRows : rg8ToBgr8_bilinear_lastRows)(
-                    gs, d, hh, ww, 0, at + (uint64_t{1} << 32));
-                (four ? rg8ToBgra8_bilinear_lastCols : rg8ToBgr8_bilinear_lastCols)(
-                    gs + ww, d + b * ww, hh - 1, ww, 0, at);
-                const auto want = expected(1, reference(1, g, hh, ww, kGB), *o, hh, ww, kGB);
-                EXPECT_TRUE(out.bytes() == want) << "GB " << hh << "x" << ww;
-            }
-        }
     }
     const uint32_t odd[3] = {200, 50, 6};
     for (const Phase* p : {&kRG, &kPhases[1]}) {
@@ -546,26 +519,6 @@ TEST(EdgePasses, WriteTheirRowsAndCarryTheGreens) {
                     ASSERT_EQ(line[x], e.green(c.r + x % 2, x)) << c.w << " line entry " << x;
                 }
             }
-        }
-    }
-}
-
-// The whole-frame edge kernels need exactly one line of work space.
-TEST(EdgeKernels, UseOneLineOfWorkSpace) {
-    for (int w : {6, 7, 20, 37, 52}) {
-        const int h = 9, n = h * w;
-        const auto s = frame(h, w, uint32_t(w));
-        for (const Phase* p : {&kRG, &kGB}) {
-            const bool gb = p == &kGB;
-            const auto px = reference(2, s, h, w, *p);
-            Guarded line(w), bgr(size_t(n) * 3, kFill), planes(size_t(n) * 3, kFill);
-            (gb ? gb8ToBgr8_edge : rg8ToBgr8_edge)(s.data(), h, w, bgr.data(), 1, line.data());
-            uint8_t* d = planes.data();
-            (gb ? gb8ToBgr8P_edge : rg8ToBgr8P_edge)(s.data(), h, w, d, d + n, d + 2 * n,
-                                                     line.data());
-            EXPECT_TRUE(bgr.bytes() == expected(2, exchanged(px), kBgr8, h, w, *p));
-            EXPECT_TRUE(planes.bytes() == expected(2, px, kPlanar, h, w, *p));
-            EXPECT_TRUE(line.intact() && bgr.intact() && planes.intact());
         }
     }
 }
