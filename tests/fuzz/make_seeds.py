@@ -12,16 +12,18 @@ import random
 HERE = os.path.dirname(os.path.abspath(__file__))
 
 
-def dim(d):
-    """Dimension byte of Input::dimension() for 4 <= d <= 48."""
-    assert 4 <= d <= 48
-    return d - 4
+def around(base, span):
+    """The byte Input::around(_, base, span, _) decodes as d, for base <= d < base + span."""
+    def byte(d):
+        assert base <= d < base + span
+        return d - base
+    return byte
 
 
-def size(d):
-    """Size byte of the conversion harness for 1 <= d <= 40."""
-    assert 1 <= d <= 40
-    return d - 1
+dim = around(4, 45)  # Input::dimension()
+size = around(1, 40)  # sizes of the conversion harness
+side = around(28, 40)  # sides of the LSC estimator harness
+side72 = around(28, 72)  # sides of the basic LSC harness
 
 
 def write(target, seeds, payload=256):
@@ -31,9 +33,8 @@ def write(target, seeds, payload=256):
         os.remove(os.path.join(folder, name))
     rng = random.Random(target)
     for i, header in enumerate(seeds):
-        body = bytes(rng.randrange(256) for _ in range(payload))
         with open(os.path.join(folder, "seed%02d" % i), "wb") as f:
-            f.write(bytes(header) + body)
+            f.write(bytes(header) + bytes(rng.randrange(256) for _ in range(payload)))
 
 
 # demosaic16: format, output, method, bit depth - 8, height, width, pitch.
@@ -87,12 +88,6 @@ write("lsc_apply", [
 ])
 
 
-def side(d, span=40):
-    """Size byte of the LSC estimator harnesses for 28 <= d < 28 + span."""
-    assert 28 <= d < 28 + span
-    return d - 28
-
-
 # lsc_estimate: mode, bits, height, width, null selector. Modes: 0 Bayer,
 # 1 mono. Bits: 0 -> 8, 1 -> 10, 2 -> 12.
 write("lsc_estimate", [
@@ -108,9 +103,9 @@ write("lsc_estimate", [
 # 1 -> 10, 2 -> 12. Regions: 0 -> 2, 1 -> 3, 2 -> 4. Block widths: 0 -> 16,
 # 1 -> 32. Block height 0 -> 16. Dark levels: 0 -> 0, 1 -> 1, 2 -> 10, 3 -> 64.5.
 write("lsc_basic", [
-    (0, 0, 0, side(32, 72), side(32, 72), 0, 0, 0, 0),
-    (0, 1, 1, side(48, 72), side(99, 72), 1, 0, 2, 0),
-    (0, 2, 2, side(33, 72), side(64, 72), 0, 0, 3, 0),
-    (0, 1, 0, side(47, 72), side(47, 72), 1, 0, 1, 0),
-    (3, 0, 0, side(32, 72), side(32, 72), 0, 0, 0, 0),
+    (0, 0, 0, side72(32), side72(32), 0, 0, 0, 0),
+    (0, 1, 1, side72(48), side72(99), 1, 0, 2, 0),
+    (0, 2, 2, side72(33), side72(64), 0, 0, 3, 0),
+    (0, 1, 0, side72(47), side72(47), 1, 0, 1, 0),
+    (3, 0, 0, side72(32), side72(32), 0, 0, 0, 0),
 ])
