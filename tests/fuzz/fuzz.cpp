@@ -143,7 +143,7 @@ int run(const uint8_t* data, size_t size) {
     const uint32_t kind = format >> 16;
     const int64_t compact = width <= 0       ? 0
                             : kind == 0x0110 ? 2 * int64_t{width}
-                            : kind == 0x010C ? width + (width >> 1)
+                            : kind == 0x010C ? int64_t{width} + (width >> 1)
                                              : width;
     // Pitches at least the compact row (the caller's side), or small ones the entry refuses.
     const int32_t pitch =
@@ -228,18 +228,16 @@ int run(const uint8_t* data, size_t size) {
 
     Buffer src(2 * n);
     in.fill(src.data(), src.size);
-    // Words per pixel the destination must hold; 0 where the call writes nothing.
+    // Words per pixel the destination must hold (all sources here are 16-bit
+    // words; Mono outputs take Mono sources); 0 where the call writes nothing.
     const uint64_t out = static_cast<uint32_t>(config.outputFormat);
-    const bool colour =
-        among(out, {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16});
-    const bool mono = among(out, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16});
-    const bool monoSource =
-        among(format, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16});
-    const int words = monoSource                 ? (colour ? 3
-                                                    : mono ? 1
-                                                           : 0)
-                      : (format >> 16) == 0x0110 ? (colour ? 3 : 0)
-                                                 : 0;
+    const int words =
+        (format >> 16) != 0x0110                                                             ? 0
+        : among(out, {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) ? 3
+        : among(out, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16}) &&
+                among(format, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16})
+            ? 1
+            : 0;
     Buffer dst(2 * n * words);
 
     TavImage s{height, width, format, src.data(), pitch};

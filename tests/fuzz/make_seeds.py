@@ -56,18 +56,10 @@ write("demosaic16", [
 # 8 YUYV, 9 UYV, 10 RGB8, 11 BGR8. Targets: 0 Mono8, 1 RGB8, 2 BGR8, 3 RGBa8,
 # 4 BGRa8, 5 UYV, 6 YUV411, 7 UYVY, 8 YUYV, 9 YUV420 planar.
 write("convert", [
-    (0, 0, size(3), size(5), 0),
-    (1, 3, size(3), size(3), 0),
-    (2, 9, size(6), size(10), 0),
-    (3, 0, size(7), size(9), 0),
-    (4, 1, size(5), size(8), 0),
-    (5, 2, size(4), size(18), 0),
-    (6, 4, size(6), size(34), 0),
-    (7, 0, size(3), size(6), 0),
-    (8, 3, size(2), size(36), 0),
-    (9, 1, size(7), size(17), 0),
-    (10, 6, size(3), size(20), 0),
-    (11, 9, size(4), size(34), 0),
+    (0, 0, size(3), size(5), 0), (1, 3, size(3), size(3), 0), (2, 9, size(6), size(10), 0),
+    (3, 0, size(7), size(9), 0), (4, 1, size(5), size(8), 0), (5, 2, size(4), size(18), 0),
+    (6, 4, size(6), size(34), 0), (7, 0, size(3), size(6), 0), (8, 3, size(2), size(36), 0),
+    (9, 1, size(7), size(17), 0), (10, 6, size(3), size(20), 0), (11, 9, size(4), size(34), 0),
     (10, 7, size(5), size(6), 0),
 ])
 
@@ -79,23 +71,16 @@ write("bmp", [(dim(4), dim(4), 0), (dim(5), dim(5), 0), (dim(7), dim(6), 0),
 # 0..2 set would draw other sizes for the record and the destination).
 # Formats: 0 Mono8, 2 RG8, 5 Mono10, 7 BG10, 9 RG12, 13 RGB8. Modes: 0 Bayer, 1 mono.
 write("lsc_apply", [
-    (0, 1, dim(5), dim(7), 0),
-    (2, 0, dim(9), dim(33), 0),
-    (9, 0, dim(16), dim(20), 8),
-    (5, 1, dim(6), dim(40), 0),
-    (7, 0, dim(7), dim(17), 0),
-    (13, 0, dim(8), dim(8), 0),
+    (0, 1, dim(5), dim(7), 0), (2, 0, dim(9), dim(33), 0), (9, 0, dim(16), dim(20), 8),
+    (5, 1, dim(6), dim(40), 0), (7, 0, dim(7), dim(17), 0), (13, 0, dim(8), dim(8), 0),
 ])
 
 
 # lsc_estimate: mode, bits, height, width, null selector. Modes: 0 Bayer,
 # 1 mono. Bits: 0 -> 8, 1 -> 10, 2 -> 12.
 write("lsc_estimate", [
-    (0, 2, side(32), side(32), 0),
-    (1, 0, side(34), side(48), 0),
-    (0, 1, side(64), side(40), 0),
-    (0, 0, side(33), side(32), 0),
-    (1, 2, side(40), side(36), 0),
+    (0, 2, side(32), side(32), 0), (1, 0, side(34), side(48), 0), (0, 1, side(64), side(40), 0),
+    (0, 0, side(33), side(32), 0), (1, 2, side(40), side(36), 0),
 ])
 
 # lsc_basic: mode, bits, region count, height, width, block width, block
@@ -103,9 +88,7 @@ write("lsc_estimate", [
 # 1 -> 10, 2 -> 12. Regions: 0 -> 2, 1 -> 3, 2 -> 4. Block widths: 0 -> 16,
 # 1 -> 32. Block height 0 -> 16. Dark levels: 0 -> 0, 1 -> 1, 2 -> 10, 3 -> 64.5.
 write("lsc_basic", [
-    (0, 0, 0, side72(32), side72(32), 0, 0, 0, 0),
-    (0, 1, 1, side72(48), side72(99), 1, 0, 2, 0),
-    (0, 2, 2, side72(33), side72(64), 0, 0, 3, 0),
-    (0, 1, 0, side72(47), side72(47), 1, 0, 1, 0),
+    (0, 0, 0, side72(32), side72(32), 0, 0, 0, 0), (0, 1, 1, side72(48), side72(99), 1, 0, 2, 0),
+    (0, 2, 2, side72(33), side72(64), 0, 0, 3, 0), (0, 1, 0, side72(47), side72(47), 1, 0, 1, 0),
     (3, 0, 0, side72(32), side72(32), 0, 0, 0, 0),
 ])
