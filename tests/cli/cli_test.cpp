@@ -1,7 +1,5 @@
 // The tav program end to end: it is run as a user runs it, on small files in
 // a scratch folder, and its files, messages and exit codes are checked.
-#include <dirent.h>
-#include <ftw.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -63,11 +62,7 @@ class Cli : public testing::Test {
         ASSERT_NE(::mkdtemp(pattern), nullptr);
         dir_ = pattern;
     }
-    void TearDown() override {
-        ::nftw(
-            dir_.c_str(), [](const char* p, const struct stat*, int, FTW*) { return ::remove(p); },
-            16, FTW_DEPTH | FTW_PHYS);
-    }
+    void TearDown() override { std::filesystem::remove_all(dir_); }
 
     std::string path(const std::string& name) const { return dir_ + "/" + name; }
     Bytes bytesOf(const std::string& name) const {
@@ -105,12 +100,8 @@ class Cli : public testing::Test {
     // temporary would show up here).
     std::vector<std::string> files() const {
         std::vector<std::string> names;
-        DIR* d = ::opendir(dir_.c_str());
-        while (dirent* e = ::readdir(d)) {
-            const std::string n = e->d_name;
-            if (n != "." && n != "..") names.push_back(n);
-        }
-        ::closedir(d);
+        for (const auto& e : std::filesystem::directory_iterator(dir_))
+            names.push_back(e.path().filename());
         std::sort(names.begin(), names.end());
         return names;
     }
