@@ -5,6 +5,7 @@
 // ThreadSanitizer in CI.
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <thread>
 
 #include "frames.h"
@@ -19,26 +20,16 @@ const Bytes& bigSource() {
     return bytes;
 }
 
-struct Aligned {
-    explicit Aligned(size_t n) {
-        void* p = nullptr;
-        if (posix_memalign(&p, 64, n) == 0) bytes = static_cast<uint8_t*>(p);
-    }
-    ~Aligned() { std::free(bytes); }
-    Aligned(const Aligned&) = delete;
-    Aligned& operator=(const Aligned&) = delete;
-    uint8_t* bytes = nullptr;
-};
+// n bytes (rounded up to the alignment) starting on a 64-byte boundary.
+std::unique_ptr<uint8_t, void (*)(void*)> aligned(size_t n) {
+    return {static_cast<uint8_t*>(std::aligned_alloc(64, (n + 63) / 64 * 64)), std::free};
+}
 
 struct Streamed {
     const char* name;
     size_t dstBytes;
     std::function<int32_t(uint8_t* dst)> run;
 };
-
-void PrintTo(const Streamed& c, std::ostream* os) {
-    *os << c.name;
-}
 
 std::function<int32_t(uint8_t*)> converts(uint32_t source, int32_t h, int32_t w, uint32_t target) {
     return [=](uint8_t* dst) {
@@ -92,13 +83,13 @@ class StreamedStores : public testing::TestWithParam<Streamed> {};
 TEST_P(StreamedStores, StayInsideAndMatchPlainStores) {
     const Streamed& c = GetParam();
     ASSERT_GE(c.dstBytes, size_t{16} << 20);
-    Aligned streamed(c.dstBytes), plain(c.dstBytes + 2);
-    ASSERT_TRUE(streamed.bytes && plain.bytes);
-    std::memset(streamed.bytes, 0x3C, c.dstBytes);
-    std::memset(plain.bytes, 0x3C, c.dstBytes + 2);
-    EXPECT_EQ(c.run(streamed.bytes), TAV_OK);
-    EXPECT_EQ(c.run(plain.bytes + 2), TAV_OK);
-    EXPECT_EQ(std::memcmp(streamed.bytes, plain.bytes + 2, c.dstBytes), 0);
+    const auto streamed = aligned(c.dstBytes), plain = aligned(c.dstBytes + 2);
+    ASSERT_TRUE(streamed && plain);
+    std::memset(streamed.get(), 0x3C, c.dstBytes);
+    std::memset(plain.get(), 0x3C, c.dstBytes + 2);
+    EXPECT_EQ(c.run(streamed.get()), TAV_OK);
+    EXPECT_EQ(c.run(plain.get() + 2), TAV_OK);
+    EXPECT_EQ(std::memcmp(streamed.get(), plain.get() + 2, c.dstBytes), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Large, StreamedStores, testing::ValuesIn(kStreamed),
@@ -137,9 +128,8 @@ void expectThreadsAgree(const std::vector<Job>& jobs) {
     }
     for (auto& th : threads) th.join();
     for (int t = 0; t < kThreads; ++t) {
-        for (size_t i = 0; i < jobs.size(); ++i) {
+        for (size_t i = 0; i < jobs.size(); ++i)
             EXPECT_TRUE(results[t][i] == serial[i]) << "thread " << t << " job " << i;
-        }
     }
 }
 

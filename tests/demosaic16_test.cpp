@@ -1,6 +1,6 @@
 // 16-bit demosaicing: every kernel at both levels, each against its 8-bit
-// twin on 8-bit content, the entry's word orders and shifts, and the quirks
-// (the GR kernel's untouched row, the edge body's clamp, the Mono16 wrap).
+// twin on 8-bit content (the GR kernel's untouched row included), the entry's
+// word orders and shifts, and the quirks (edge body clamp, Mono16 wrap).
 #include <algorithm>
 #include <array>
 
@@ -16,89 +16,93 @@ using Bytes = std::vector<uint8_t>;
 
 // A kernel of one output form: fills `out` (3 words a pixel, or 3 planes, or 1 word).
 using Kernel16 =
-    std::function<void(const Words& src, int32_t h, int32_t w, uint32_t bits, Words& out)>;
+    std::function<int32_t(const uint16_t* src, int32_t h, int32_t w, uint32_t bits, uint16_t* out)>;
+using Kernel8 = std::function<int32_t(const uint8_t* src, int32_t h, int32_t w, uint8_t* out)>;
+
+enum : int {
+    kReversed = 1,   // the 8-bit twin's pixel bytes in the other order
+    kKeepsRow = 2,   // the GR kernel leaves the row after its body
+    kMidValues = 4,  // twin content 112..143: the building blocks clamp to 4095 or 65535
+};
 
 struct Named {
     const char* name;
     int32_t minSide;
     Kernel16 run;
+    Kernel8 twin;  // the 8-bit kernel of its phase
+    int quirks = 0;
 };
 
 template <typename F>
 Kernel16 planar(F f) {
-    return [f](const Words& s, int32_t h, int32_t w, uint32_t, Words& o) {
-        const size_t n = size_t(h) * w;
-        EXPECT_EQ(f(s.data(), h, w, o.data(), o.data() + n, o.data() + 2 * n), TAV_OK);
+    return [f](const uint16_t* s, int32_t h, int32_t w, uint32_t, uint16_t* o) {
+        return f(s, h, w, o, o + size_t(h) * w, o + 2 * size_t(h) * w);
     };
 }
-
 template <typename F>
 Kernel16 bilinear(F f, uint32_t exchange) {
-    return [f, exchange](const Words& s, int32_t h, int32_t w, uint32_t, Words& o) {
-        EXPECT_EQ(f(s.data(), h, w, o.data(), exchange), TAV_OK);
+    return [f, exchange](const uint16_t* s, int32_t h, int32_t w, uint32_t, uint16_t* o) {
+        return f(s, h, w, o, exchange);
     };
 }
-
 template <typename F>
 Kernel16 edge(F f, uint32_t exchange) {
-    return [f, exchange](const Words& s, int32_t h, int32_t w, uint32_t bits, Words& o) {
-        EXPECT_EQ(f(s.data(), h, w, o.data(), exchange, bits), TAV_OK);
+    return [f, exchange](const uint16_t* s, int32_t h, int32_t w, uint32_t bits, uint16_t* o) {
+        return f(s, h, w, o, exchange, bits);
     };
 }
-
 template <typename F>
 Kernel16 driver(F f) {
-    return [f](const Words& s, int32_t h, int32_t w, uint32_t, Words& o) {
-        EXPECT_EQ(f(s.data(), h, w, o.data()), TAV_OK);
+    return [f](const uint16_t* s, int32_t h, int32_t w, uint32_t, uint16_t* o) {
+        return f(s, h, w, o);
+    };
+}
+Kernel8 edge8(int32_t (*f)(const uint8_t*, int32_t, int32_t, uint8_t*, uint32_t, uint8_t*),
+              uint32_t exchange) {
+    return [f, exchange](const uint8_t* s, int32_t h, int32_t w, uint8_t* o) {
+        Bytes line(w);
+        return f(s, h, w, o, exchange, line.data());
     };
 }
 
 const uint32_t kLuma[3] = {77, 150, 29};
+// The 16-bit planes are blue, green, red; the 8-bit ones red-site colour first.
+const Kernel8 kPlanar8 = [](const uint8_t* s, int32_t h, int32_t w, uint8_t* o) {
+    return rg8ToBgr8P_bilinear(s, h, w, o + 2 * size_t(h) * w, o + size_t(h) * w, o);
+};
+const Kernel8 kRg8 = rg8ToBgr8_bilinear;
 
 const std::vector<Named> kKernels = {
-    {"rg_bilinear", 4, bilinear(rg16ToBgr16_bilinear, 0)},
-    {"rg_bilinear_x", 4, bilinear(rg16ToBgr16_bilinear, 1)},
-    {"gr_bilinear", 4, bilinear(gr16ToBgr16_bilinear, 0)},
-    {"gr_bilinear_x", 4, bilinear(gr16ToBgr16_bilinear, 1)},
-    {"rggb_bilinear", 4, bilinear(demosaicingBilinearRGGBU16, 0)},
-    {"rggb_bilinear_x", 4, bilinear(demosaicingBilinearRGGBU16, 1)},
-    {"checked", 4,
-     [](const Words& s, int32_t h, int32_t w, uint32_t, Words& o) {
-         EXPECT_EQ(tavDemosaicingBilinearU16(s.data(), h, w, o.data()), TAV_OK);
-     }},
-    {"checked_planar", 4, planar(tavDemosaicingBilinearU16P)},
-    {"rggb_planar", 4, planar(demosaicingBilinearRGGBU16P)},
+    {"rg_bilinear", 4, bilinear(rg16ToBgr16_bilinear, 0), kRg8},
+    {"rg_bilinear_x", 4, bilinear(rg16ToBgr16_bilinear, 1), kRg8, kReversed},
+    {"gr_bilinear", 4, bilinear(gr16ToBgr16_bilinear, 0), gr8ToBgr8_bilinear, kKeepsRow},
+    {"gr_bilinear_x", 4, bilinear(gr16ToBgr16_bilinear, 1), gr8ToBgr8_bilinear,
+     kReversed | kKeepsRow},
+    {"rggb_bilinear", 4, bilinear(demosaicingBilinearRGGBU16, 0), kRg8},
+    {"rggb_bilinear_x", 4, bilinear(demosaicingBilinearRGGBU16, 1), kRg8, kReversed},
+    {"checked", 4, driver(tavDemosaicingBilinearU16), kRg8},
+    {"checked_planar", 4, planar(tavDemosaicingBilinearU16P), kPlanar8},
+    {"rggb_planar", 4, planar(demosaicingBilinearRGGBU16P), kPlanar8},
     {"mono", 4,
-     [](const Words& s, int32_t h, int32_t w, uint32_t, Words& o) {
-         EXPECT_EQ(rg16ToMono16_bilinear(s.data(), h, w, kLuma, o.data()), TAV_OK);
+     [](const uint16_t* s, int32_t h, int32_t w, uint32_t, uint16_t* o) {
+         return rg16ToMono16_bilinear(s, h, w, kLuma, o);
+     },
+     [](const uint8_t* s, int32_t h, int32_t w, uint8_t* o) {
+         return rg8ToMono8_bilinear(s, h, w, kLuma, o);
      }},
-    {"rg_edge", 6, edge(rg16ToBgr16_edge, 0)},
-    {"rg_edge_x", 6, edge(rg16ToBgr16_edge, 1)},
-    {"gb_edge", 6, edge(gb16ToBgr16_edge, 0)},
-    {"gb_edge_x", 6, edge(gb16ToBgr16_edge, 1)},
-    {"RGGB_edge", 6, driver(demosaicingEdgeRGGBU16)},
-    {"GRBG_edge", 6, driver(demosaicingEdgeGRBGU16)},
-    {"GBRG_edge", 6, driver(demosaicingEdgeGBRGU16)},
-    {"BGGR_edge", 6, driver(demosaicingEdgeBGGRU16)},
+    {"rg_edge", 6, edge(rg16ToBgr16_edge, 0), edge8(rg8ToBgr8_edge, 0)},
+    {"rg_edge_x", 6, edge(rg16ToBgr16_edge, 1), edge8(rg8ToBgr8_edge, 1)},
+    {"gb_edge", 6, edge(gb16ToBgr16_edge, 0), edge8(gb8ToBgr8_edge, 0)},
+    {"gb_edge_x", 6, edge(gb16ToBgr16_edge, 1), edge8(gb8ToBgr8_edge, 1)},
+    {"RGGB_edge", 6, driver(demosaicingEdgeRGGBU16), edge8(rg8ToBgr8_edge, 0), kMidValues},
+    {"GRBG_edge", 6, driver(demosaicingEdgeGRBGU16), edge8(gb8ToBgr8_edge, 1), kMidValues},
+    {"GBRG_edge", 6, driver(demosaicingEdgeGBRGU16), edge8(gb8ToBgr8_edge, 0), kMidValues},
+    {"BGGR_edge", 6, driver(demosaicingEdgeBGGRU16), edge8(rg8ToBgr8_edge, 1), kMidValues},
 };
-
-struct Size {
-    int32_t h, w;
-};
-
-// Every small size, and widths around the 8-column step at one and two steps.
-std::vector<Size> sizes(int32_t minSide) {
-    std::vector<Size> v;
-    for (int32_t h = minSide; h <= 13; ++h) {
-        for (int32_t w = minSide; w <= 41; ++w) v.push_back({h, w});
-    }
-    for (int32_t w : {63, 64, 65, 66, 67, 130}) v.push_back({7, w});
-    return v;
-}
 
 Words run(const Named& k, const Words& src, int32_t h, int32_t w, uint32_t bits) {
     Words out(3 * size_t(h) * w + 3, 0xA5C3);
-    k.run(src, h, w, bits, out);
+    EXPECT_EQ(k.run(src.data(), h, w, bits, out.data()), TAV_OK) << k.name;
     return out;
 }
 
@@ -106,124 +110,56 @@ Words run(const Named& k, const Words& src, int32_t h, int32_t w, uint32_t bits)
 
 class Kernels16 : public testing::TestWithParam<Named> {};
 
+// Every small size, and widths around the 8-column step at one and two steps.
 // Content may exceed the depth: the clamps must agree there too.
 TEST_P(Kernels16, ScalarLevelGivesTheVectorBytes) {
     const Named& k = GetParam();
+    std::vector<std::pair<int32_t, int32_t>> sizes;
+    for (int32_t h = k.minSide; h <= 13; ++h) {
+        for (int32_t w = k.minSide; w <= 41; ++w) sizes.push_back({h, w});
+    }
+    for (int32_t w : {63, 64, 65, 66, 67, 130}) sizes.push_back({7, w});
     for (uint32_t bits : {10u, 12u, 14u, 16u}) {
-        for (const Size& s : sizes(k.minSide)) {
-            const Words src = tavtest::randomWords(size_t(s.h) * s.w, s.h * 977 + s.w + bits,
-                                                   s.w % 3 ? bits : 16);
-            const auto [scalar, vector] = atBothLevels([&] { return run(k, src, s.h, s.w, bits); });
-            ASSERT_EQ(scalar, vector) << k.name << " " << s.h << "x" << s.w << " depth " << bits;
+        for (const auto& [h, w] : sizes) {
+            const Words src =
+                tavtest::randomWords(size_t(h) * w, h * 977 + w + bits, w % 3 ? bits : 16);
+            const auto [scalar, vector] = atBothLevels([&] { return run(k, src, h, w, bits); });
+            ASSERT_EQ(scalar, vector) << k.name << " " << h << "x" << w << " depth " << bits;
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Kernels16, testing::ValuesIn(kKernels),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// ---- 8-bit twins: on samples of 8 bits (edge kernels at depth 8) every
-// 16-bit kernel gives the bytes of the 8-bit kernel of its phase.
-
-namespace {
-
-using Kernel8 = std::function<void(const Bytes& src, int32_t h, int32_t w, Bytes& out)>;
-
-struct Twin {
-    const char* wide;  // name in kKernels
-    Kernel8 narrow;
-    bool reversed;   // the 8-bit pixel's bytes in the other order
-    bool keepsRow;   // the GR kernel leaves the row after its body
-    bool midValues;  // samples 112..143: no value reaches a clamp
-};
-
-Kernel8 bilinear8(int32_t (*f)(const uint8_t*, int32_t, int32_t, uint8_t*)) {
-    return [f](const Bytes& s, int32_t h, int32_t w, Bytes& o) {
-        EXPECT_EQ(f(s.data(), h, w, o.data()), TAV_OK);
-    };
-}
-
-Kernel8 edge8(int32_t (*f)(const uint8_t*, int32_t, int32_t, uint8_t*, uint32_t, uint8_t*),
-              uint32_t exchange) {
-    return [f, exchange](const Bytes& s, int32_t h, int32_t w, Bytes& o) {
-        Bytes line(w);
-        EXPECT_EQ(f(s.data(), h, w, o.data(), exchange, line.data()), TAV_OK);
-    };
-}
-
-// The 16-bit planes are blue, green, red; the 8-bit ones red-site colour first.
-const Kernel8 kPlanar8 = [](const Bytes& s, int32_t h, int32_t w, Bytes& o) {
-    const size_t n = size_t(h) * w;
-    EXPECT_EQ(rg8ToBgr8P_bilinear(s.data(), h, w, o.data() + 2 * n, o.data() + n, o.data()),
-              TAV_OK);
-};
-
-const Twin kTwins[] = {
-    {"rg_bilinear", bilinear8(rg8ToBgr8_bilinear), false, false, false},
-    {"rg_bilinear_x", bilinear8(rg8ToBgr8_bilinear), true, false, false},
-    {"gr_bilinear", bilinear8(gr8ToBgr8_bilinear), false, true, false},
-    {"gr_bilinear_x", bilinear8(gr8ToBgr8_bilinear), true, true, false},
-    {"rggb_bilinear", bilinear8(rg8ToBgr8_bilinear), false, false, false},
-    {"rggb_bilinear_x", bilinear8(rg8ToBgr8_bilinear), true, false, false},
-    {"checked", bilinear8(rg8ToBgr8_bilinear), false, false, false},
-    {"checked_planar", kPlanar8, false, false, false},
-    {"rggb_planar", kPlanar8, false, false, false},
-    {"mono",
-     [](const Bytes& s, int32_t h, int32_t w, Bytes& o) {
-         EXPECT_EQ(rg8ToMono8_bilinear(s.data(), h, w, kLuma, o.data()), TAV_OK);
-     },
-     false, false, false},
-    {"rg_edge", edge8(rg8ToBgr8_edge, 0), false, false, false},
-    {"rg_edge_x", edge8(rg8ToBgr8_edge, 1), false, false, false},
-    {"gb_edge", edge8(gb8ToBgr8_edge, 0), false, false, false},
-    {"gb_edge_x", edge8(gb8ToBgr8_edge, 1), false, false, false},
-    // The building blocks clamp to 4095 or 65535, so only content that stays
-    // inside 8 bits compares.
-    {"RGGB_edge", edge8(rg8ToBgr8_edge, 0), false, false, true},
-    {"BGGR_edge", edge8(rg8ToBgr8_edge, 1), false, false, true},
-    {"GBRG_edge", edge8(gb8ToBgr8_edge, 0), false, false, true},
-    {"GRBG_edge", edge8(gb8ToBgr8_edge, 1), false, false, true},
-};
-
-void PrintTo(const Twin& t, std::ostream* os) {
-    *os << t.wide;
-}
-
-}  // namespace
-
-class Twins : public testing::TestWithParam<Twin> {};
-
-TEST_P(Twins, EightBitContentGivesTheEightBitKernelsBytes) {
-    const Twin& t = GetParam();
-    const Named& k = *std::find_if(kKernels.begin(), kKernels.end(),
-                                   [&](const Named& n) { return std::string(n.name) == t.wide; });
-    const bool mono = std::string(t.wide) == "mono";
+// On samples of 8 bits (edge kernels at depth 8) every 16-bit kernel gives
+// the bytes of the 8-bit kernel of its phase.
+TEST_P(Kernels16, EightBitContentGivesTheEightBitKernelsBytes) {
+    const Named& k = GetParam();
+    const size_t channels = std::string(k.name) == "mono" ? 1 : 3;
     for (int32_t h = k.minSide; h <= 13; ++h) {
         for (int32_t w = k.minSide; w <= 45; ++w) {
             Bytes src8 = tavtest::randomBytes(size_t(h) * w, h * 100 + w);
-            if (t.midValues) {
+            if (k.quirks & kMidValues) {
                 for (auto& b : src8) b = uint8_t(112 + b % 32);
             }
             const Words wide = run(k, Words(src8.begin(), src8.end()), h, w, 8);
             Bytes narrow(3 * size_t(h) * w);
-            t.narrow(src8, h, w, narrow);
-            const int32_t keptRow = t.keepsRow ? h - 1 - (h & 1) : -1;
-            const size_t count = (mono ? 1 : 3) * size_t(h) * w;
+            ASSERT_EQ(k.twin(src8.data(), h, w, narrow.data()), TAV_OK);
+            const int32_t keptRow = k.quirks & kKeepsRow ? h - 1 - (h & 1) : -1;
+            const size_t count = channels * h * w;
             for (size_t i = 0; i < count; ++i) {
                 if (int32_t(i / (3 * w)) == keptRow) {
                     ASSERT_EQ(wide[i], 0xA5C3) << "kept row, " << h << "x" << w;
                     continue;
                 }
-                const size_t j = t.reversed ? i / 3 * 3 + 2 - i % 3 : i;
-                ASSERT_EQ(wide[i], narrow[j]) << t.wide << " " << h << "x" << w << " word " << i;
+                const size_t j = k.quirks & kReversed ? i / 3 * 3 + 2 - i % 3 : i;
+                ASSERT_EQ(wide[i], narrow[j]) << k.name << " " << h << "x" << w << " word " << i;
             }
             ASSERT_EQ(wide[count], 0xA5C3) << "written past the frame";
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Twins, testing::ValuesIn(kTwins),
-                         [](const auto& info) { return std::string(info.param.wide); });
+INSTANTIATE_TEST_SUITE_P(All, Kernels16, testing::ValuesIn(kKernels),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // ---- values worked by hand
 
@@ -312,18 +248,6 @@ TEST(Values16, MonoLumaWrapsAtSixteenBits) {
     EXPECT_EQ(out, Words(60, uint16_t((60000 * 512 + 128) >> 8)));
 }
 
-// The GR kernel leaves the row after its body as the buffer held it.
-TEST(Values16, GrKernelKeepsTheRowAfterItsBody) {
-    for (int32_t h : {8, 9}) {
-        const Words src(size_t(h) * 12, 500);
-        Words out(3 * size_t(h) * 12, 7);
-        ASSERT_EQ(gr16ToBgr16_bilinear(src.data(), h, 12, out.data(), 0), TAV_OK);
-        for (int32_t y = 0; y < h; ++y) {
-            EXPECT_EQ(out[3 * 12 * y + 5], y == 7 ? 7 : 500) << "h=" << h << " row " << y;
-        }
-    }
-}
-
 TEST(Values16, PassesReturnWhereTheyStopped) {
     const Words src = tavtest::randomWords(11 * 27, 5, 12);
     Words a(3 * 11 * 27);
@@ -342,59 +266,40 @@ TEST(Values16, PassesReturnWhereTheyStopped) {
 
 // ---- the entry
 
-namespace {
-
-constexpr uint32_t kRed = 300, kGreen = 200, kBlue = 100;
-
-// A mosaic of one colour: red at (redRow, redCol) of each 2x2 cell.
-Words flatMosaic(int32_t h, int32_t w, int redRow, int redCol) {
-    Words v(size_t(h) * w);
-    for (int32_t y = 0; y < h; ++y) {
-        for (int32_t x = 0; x < w; ++x) {
-            const bool r = (y & 1) == redRow, c = (x & 1) == redCol;
-            v[size_t(y) * w + x] = uint16_t(r && c ? kRed : !r && !c ? kBlue : kGreen);
-        }
-    }
-    return v;
-}
-
-}  // namespace
-
-// Every phase and method gives the colour back in the format's order, except
+// Every phase and method gives one colour back in the format's order, except
 // that bilinear BG keeps the RG kernel's order (red and blue exchanged);
 // RGB16 moves the samples to the top of the word.
 TEST(Entry16, OneColourComesBackInTheFormatsOrder) {
-    const struct {
-        uint32_t code;
-        int redRow, redCol;
-    } phases[] = {{TAV_PF_BAYER_RG12, 0, 0},
-                  {TAV_PF_BAYER_GR12, 0, 1},
-                  {TAV_PF_BAYER_GB12, 1, 0},
-                  {TAV_PF_BAYER_BG12, 1, 1}};
-    for (const auto& p : phases) {
+    const uint16_t red = 300, green = 200, blue = 100;
+    const int32_t h = 9, w = 26;
+    // phase: the red site's row and column in the 2x2 cell
+    for (auto [code, redRow, redCol] : {std::array{TAV_PF_BAYER_RG12, 0u, 0u},
+                                        {TAV_PF_BAYER_GR12, 0u, 1u},
+                                        {TAV_PF_BAYER_GB12, 1u, 0u},
+                                        {TAV_PF_BAYER_BG12, 1u, 1u}}) {
+        Words mosaic(size_t(h) * w);
+        for (int32_t i = 0; i < h * w; ++i) {
+            const bool r = (i / w & 1) == int(redRow), c = (i % w & 1) == int(redCol);
+            mosaic[i] = r && c ? red : !r && !c ? blue : green;
+        }
         for (uint32_t method : {TAV_METHOD_BILINEAR, TAV_METHOD_EDGE}) {
+            const bool bilinear = method == TAV_METHOD_BILINEAR;
             for (uint32_t format :
                  {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) {
-                const int32_t h = 9, w = 26;
-                const auto r = demosaic16(p.code, format, method, 12,
-                                          flatMosaic(h, w, p.redRow, p.redCol), h, w);
+                const auto r = demosaic16(code, format, method, 12, mosaic, h, w);
                 ASSERT_EQ(r.code, TAV_OK);
-                bool redFirst =
-                    format == TAV_PF_RGB10 || format == TAV_PF_RGB12 || format == TAV_PF_RGB16;
-                if (p.code == TAV_PF_BAYER_BG12 && method == TAV_METHOD_BILINEAR) {
-                    redFirst = !redFirst;
-                }
+                const bool redFirst = (format != TAV_PF_BGR10 && format != TAV_PF_BGR12) !=
+                                      (code == TAV_PF_BAYER_BG12 && bilinear);
                 const int shift = format == TAV_PF_RGB16 ? 4 : 0;
-                const Words want = {uint16_t((redFirst ? kRed : kBlue) << shift),
-                                    uint16_t(kGreen << shift),
-                                    uint16_t((redFirst ? kBlue : kRed) << shift)};
-                const int32_t kept =
-                    (p.redRow ^ p.redCol) == 1 && method == TAV_METHOD_BILINEAR ? 7 : -1;
+                const Words want = {uint16_t((redFirst ? red : blue) << shift),
+                                    uint16_t(green << shift),
+                                    uint16_t((redFirst ? blue : red) << shift)};
+                const int32_t kept = (redRow ^ redCol) == 1 && bilinear ? 7 : -1;
                 for (int32_t i = 0; i < h * w; ++i) {
                     if (i / w == kept) continue;
                     ASSERT_EQ(Words(&r.out[3 * i], &r.out[3 * i + 3]), want)
-                        << std::hex << p.code << " to " << format << std::dec << " method "
-                        << method << " pixel " << i;
+                        << std::hex << code << " to " << format << std::dec << " method " << method
+                        << " pixel " << i;
                 }
             }
         }

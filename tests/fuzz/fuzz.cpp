@@ -16,46 +16,48 @@
 
 namespace tavfuzz {
 
+constexpr float kNaN = __builtin_nanf(""), kInf = __builtin_inff();
+// Big frames only slow the search down; the checks before them are what matters.
+constexpr int64_t kLimit = int64_t{1} << 17;
+
 class Input {
   public:
     Input(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
     uint8_t byte() { return pos_ < size_ ? data_[pos_++] : 0; }
-    uint32_t u32() {
-        uint32_t v = 0;
-        for (int i = 0; i < 4; ++i) v = (v << 8) | byte();
-        return v;
-    }
     template <typename T, size_t N>
     T pick(const T (&table)[N]) {
         return table[byte() % N];
+    }
+    // Mostly base + byte % span, sometimes (a byte from `common` up) a boundary value.
+    template <size_t N>
+    int32_t around(uint8_t common, int32_t base, int32_t span, const int32_t (&edges)[N]) {
+        const uint8_t b = byte();
+        return b < common ? base + b % span : edges[b % N];
     }
     // A dimension: mostly small frames, sometimes a boundary value.
     int32_t dimension() {
         static constexpr int32_t kEdges[] = {
             INT_MIN, -1, 0, 1, 2, 3, 4, 5, 6, 7, 16, 17, 31, 32, 33, 32768, 65536, 65535, INT_MAX};
-        const uint8_t b = byte();
-        return b < 224 ? 4 + b % 45 : kEdges[b % (sizeof kEdges / sizeof kEdges[0])];
+        return around(224, 4, 45, kEdges);
     }
-    // Fills `n` bytes with the rest of the input, repeated.
-    void fill(uint8_t* p, size_t n) {
-        const size_t rest = size_ - pos_;
-        for (size_t i = 0; i < n; ++i) p[i] = rest ? data_[pos_ + i % rest] : uint8_t(i * 151);
+    // Byte i of the rest of the input, repeated (a fixed pattern when none is left).
+    uint8_t rest(size_t i) const {
+        const size_t n = size_ - pos_;
+        return n ? data_[pos_ + i % n] : uint8_t(i * 151);
     }
-
-    // Fills `n` floats from the rest of the input, repeated (starting `skew`
-    // bytes in): mostly small whole values, sometimes a value a camera never
-    // gives (NaN, infinities, negatives, huge or subnormal values).
-    void fillFloats(float* p, size_t n, size_t skew) {
-        // clang-format off
-static constexpr float kOdd[] = {
-    __builtin_nanf(""), __builtin_inff(), -__builtin_inff(), -1.0f, -1e30f, 1e30f, 1e-42f, 0.5f,
-    4095.5f, 65535.0f, 3e9f, -3e9f, 1e-30f, 2.0f, 0.0f, -0.0f
-};
-        // clang-format on
-        const size_t rest = size_ - pos_;
+    void fill(uint8_t* p, size_t n) const {
+        for (size_t i = 0; i < n; ++i) p[i] = rest(i);
+    }
+    // Floats from the rest of the input (starting `skew` bytes in): mostly small
+    // whole values, sometimes a value a camera never gives (NaN, infinities,
+    // negatives, huge or subnormal values).
+    void fillFloats(float* p, size_t n, size_t skew) const {
+        static constexpr float kOdd[] = {kNaN,   kInf, -kInf,   -1.0f,    -1e30f, 1e30f,
+                                         1e-42f, 0.5f, 4095.5f, 65535.0f, 3e9f,   -3e9f,
+                                         1e-30f, 2.0f, 0.0f,    -0.0f};
         for (size_t i = 0; i < n; ++i) {
-            const uint8_t b = rest ? data_[pos_ + (i + skew) % rest] : uint8_t((i + skew) * 151);
+            const uint8_t b = rest(i + skew);
             p[i] = b < 240 ? float(b) : kOdd[b - 240];
         }
     }
@@ -66,24 +68,51 @@ static constexpr float kOdd[] = {
     size_t pos_ = 0;
 };
 
-// A heap buffer of exactly `n` bytes (at least one, so that data is not null).
+// A heap buffer of exactly `n` bytes (at least one, so that data is not null),
+// and a copy of what it held to check against.
 struct Buffer {
-    explicit Buffer(size_t n) : size(n), bytes(new uint8_t[n ? n : 1]) {}
+    explicit Buffer(int64_t n) : size(size_t(n)), bytes(new uint8_t[n ? n : 1]) {}
     size_t size;
     std::unique_ptr<uint8_t[]> bytes;
     uint8_t* data() { return bytes.get(); }
+    float* floats() { return reinterpret_cast<float*>(bytes.get()); }
+    std::vector<uint8_t> copy() const { return {bytes.get(), bytes.get() + size}; }
+    bool holds(const std::vector<uint8_t>& v) const {
+        return !size || std::memcmp(bytes.get(), v.data(), size) == 0;
+    }
 };
 
-// Frames whose sizes are computed past 32 bits are outside the supported range
-// (the pixel-count check only catches products that read as negative).
-inline bool supported(int32_t height, int32_t width, int64_t limit = int64_t{1} << 22) {
-    if (height <= 0 || width <= 0) return true;  // refused before any access
-    const int64_t n = int64_t{height} * width;
-    const int32_t wrapped = static_cast<int32_t>(static_cast<uint32_t>(n));
-    return wrapped < 0 || n <= limit;
+// The pixel count as 32-bit code forms it.
+inline int32_t product32(int32_t height, int32_t width) {
+    return static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
+}
+
+// Pixels of a frame the entries may touch: 0 for sizes refused before any
+// access, -1 for frames too big to try (counts wrapped past 32 bits and
+// positive, or above the limit).
+inline int64_t pixels(int32_t height, int32_t width) {
+    const int32_t n32 = product32(height, width);
+    if ((height > 0 && width > 0 && int64_t{height} * width > kLimit) || n32 > kLimit) return -1;
+    return n32 > 0 ? n32 : 0;
+}
+
+inline bool among(uint64_t v, std::initializer_list<uint64_t> set) {
+    return std::find(set.begin(), set.end(), v) != set.end();
+}
+
+// `p` unless `nulls` selects it (`which`).
+template <typename T>
+T* unless(int nulls, int which, T* p) {
+    return nulls == which ? nullptr : p;
+}
+
+inline void require(bool ok) {
+    if (!ok) abort();
 }
 
 }  // namespace tavfuzz
+
+using namespace tavfuzz;
 
 // ---- demosaic8: tavDemosaicing with random records, formats, pitches, methods and outputs.
 namespace demosaic8_target {
@@ -101,34 +130,8 @@ constexpr uint32_t kFormats[] = {
 constexpr uint64_t kOutputs[] = {TAV_PF_MONO8,       TAV_PF_RGB8,  TAV_PF_BGR8,  TAV_PF_RGB8_PLANAR,
                                  TAV_PF_BGR8_PLANAR, TAV_PF_RGBA8, TAV_PF_BGRA8, TAV_PF_RGB16};
 
-// Bytes of one compact source row (0 for formats the entry refuses).
-int64_t compactRow(uint32_t format, int32_t width) {
-    switch (format >> 16) {
-        case 0x0108:
-            return int64_t{width};
-        case 0x0110:
-            return 2 * int64_t{width};
-        case 0x010C:
-            return int64_t{width} + (width >> 1);
-        default:
-            return width;
-    }
-}
-
-int64_t outputBytes(uint64_t format) {
-    switch (format) {
-        case TAV_PF_MONO8:
-            return 1;
-        case TAV_PF_RGBA8:
-        case TAV_PF_BGRA8:
-            return 4;
-        default:
-            return 3;
-    }
-}
-
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     const uint32_t format = in.pick(kFormats);
     const uint64_t output = in.pick(kOutputs);
     const uint8_t m = in.byte();
@@ -136,26 +139,26 @@ int run(const uint8_t* data, size_t size) {
     const int32_t height = in.dimension(), width = in.dimension();
     const uint8_t p = in.byte();
 
-    const int64_t compact = width > 0 ? compactRow(format, width) : 0;
+    // Bytes of one compact source row: 16-bit words, packed pairs, else bytes.
+    const uint32_t kind = format >> 16;
+    const int64_t compact = width <= 0       ? 0
+                            : kind == 0x0110 ? 2 * int64_t{width}
+                            : kind == 0x010C ? int64_t{width} + (width >> 1)
+                                             : width;
     // Pitches at least the compact row (the caller's side), or small ones the entry refuses.
     const int32_t pitch =
         p < 240 ? static_cast<int32_t>(compact + p % 8) : static_cast<int32_t>(p % 5) - 1;
-    // A pixel count that reads as negative in 32 bits is refused before any
-    // access; other frames are kept small so that executions stay fast.
-    const bool overflows =
-        static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width)) < 0;
-    const bool valid = height > 3 && width > 3 && pitch > 3 && !overflows;
-    const int64_t pixels = valid ? int64_t{height} * width : 0;
-    if (valid && pixels > (int64_t{1} << 18)) return 0;
+    // A pixel count that reads as negative in 32 bits is refused before any access.
+    const bool valid = height > 3 && width > 3 && pitch > 3 && product32(height, width) >= 0;
+    const int64_t n = valid ? int64_t{height} * width : 0;
+    if (n > (int64_t{1} << 18)) return 0;
 
-    int64_t srcBytes = valid ? int64_t{height} * pitch : 1;
     // A compact packed frame is read as one run of sample pairs.
-    if (valid && (format >> 16) == 0x010C && pitch == compact) {
-        srcBytes = std::max<int64_t>(srcBytes, (pixels + 1) / 2 * 3);
-    }
-    tavfuzz::Buffer src(static_cast<size_t>(srcBytes));
+    const bool run = valid && kind == 0x010C && pitch == compact;
+    Buffer src(!valid ? 1 : std::max<int64_t>(int64_t{height} * pitch, run ? (n + 1) / 2 * 3 : 0));
     in.fill(src.data(), src.size);
-    tavfuzz::Buffer dst(static_cast<size_t>(valid ? pixels * outputBytes(output) : 1));
+    const bool alpha = output == TAV_PF_RGBA8 || output == TAV_PF_BGRA8;
+    Buffer dst(valid ? n * (output == TAV_PF_MONO8 ? 1 : alpha ? 4 : 3) : 1);
 
     TavContext* ctx = nullptr;
     if (tavCreate(&ctx) != TAV_OK) return 0;
@@ -200,28 +203,8 @@ constexpr int64_t kOutputs[] = {
 };
 // clang-format on
 
-bool isMono(uint32_t format) {
-    return format == TAV_PF_MONO10 || format == TAV_PF_MONO12 || format == TAV_PF_MONO14 ||
-           format == TAV_PF_MONO16;
-}
-bool isBayer16(uint32_t format) {
-    return (format >> 16) == 0x0110 && !isMono(format);
-}
-
-// Words per pixel the destination must hold; 0 where the call writes nothing.
-int wordsPerPixel(uint32_t source, int64_t configured) {
-    const uint32_t output = static_cast<uint32_t>(configured);
-    const bool colour = output == TAV_PF_RGB10 || output == TAV_PF_BGR10 ||
-                        output == TAV_PF_RGB12 || output == TAV_PF_BGR12 || output == TAV_PF_RGB16;
-    const bool mono = output == TAV_PF_MONO10 || output == TAV_PF_MONO12 ||
-                      output == TAV_PF_MONO14 || output == TAV_PF_MONO16;
-    if (isMono(source)) return colour ? 3 : mono ? 1 : 0;
-    if (isBayer16(source)) return colour ? 3 : 0;
-    return 0;
-}
-
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     const uint32_t format = in.pick(kFormats);
     TavDemosaicU16Config config{};
     config.outputFormat = in.pick(kOutputs);
@@ -230,30 +213,39 @@ int run(const uint8_t* data, size_t size) {
     config.bitDepth = 8 + in.byte() % 10;
     const int32_t height = in.dimension(), width = in.dimension();
     const uint8_t p = in.byte();
-    // Big frames only slow the search down; the checks before them are what matters.
-    constexpr int64_t kLimit = int64_t{1} << 17;
-    if (!tavfuzz::supported(height, width, kLimit)) return 0;
+    // Frames past the limit whose count does not read as negative are not tried.
+    if (height > 0 && width > 0 && int64_t{height} * width > kLimit &&
+        product32(height, width) >= 0)
+        return 0;
 
     // The pitch only has to exceed 3: rows are read compact whatever it says.
     const int32_t pitch =
         p < 240 ? static_cast<int32_t>(std::min<int64_t>(2 * int64_t{width} + p % 8, INT32_MAX))
                 : int32_t{p % 5} - 1;
     const bool valid = height > 3 && width > 3 && pitch > 3;
-    const int64_t pixels = valid ? int64_t{height} * width : 0;
-    if (pixels > kLimit) return 0;
+    const int64_t n = valid ? int64_t{height} * width : 0;
+    if (n > kLimit) return 0;
 
-    tavfuzz::Buffer src(static_cast<size_t>(2 * pixels));
+    Buffer src(2 * n);
     in.fill(src.data(), src.size);
-    const int words = wordsPerPixel(format, config.outputFormat);
-    tavfuzz::Buffer dst(static_cast<size_t>(2 * pixels * words));
+    // Words per pixel the destination must hold (all sources here are 16-bit
+    // words; Mono outputs take Mono sources); 0 where the call writes nothing.
+    const uint64_t out = static_cast<uint32_t>(config.outputFormat);
+    const int words =
+        (format >> 16) != 0x0110                                                             ? 0
+        : among(out, {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) ? 3
+        : among(out, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16}) &&
+                among(format, {TAV_PF_MONO10, TAV_PF_MONO12, TAV_PF_MONO14, TAV_PF_MONO16})
+            ? 1
+            : 0;
+    Buffer dst(2 * n * words);
 
     TavImage s{height, width, format, src.data(), pitch};
     const TavImage d{7, 9, TAV_PF_BGR8, dst.data(), 11};
     tavDemosaicingU16(&config, &s, &d);
     // Neither record is written.
-    if (d.height != 7 || d.width != 9 || d.pixelFormat != TAV_PF_BGR8 || d.pitch != 11 ||
-        s.height != height || s.width != width || s.pixelFormat != format || s.pitch != pitch)
-        abort();
+    require(d.height == 7 && d.width == 9 && d.pixelFormat == TAV_PF_BGR8 && d.pitch == 11 &&
+            s.height == height && s.width == width && s.pixelFormat == format && s.pitch == pitch);
     return 0;
 }
 
@@ -279,131 +271,70 @@ constexpr uint64_t kTargets[] = {
 };
 // clang-format on
 
-// Source bytes of an image of n pixels (n from the 32-bit product, 0 if negative).
+// Source bytes of an image of n pixels.
 int64_t sourceBytes(uint32_t format, int64_t n) {
-    switch (format) {
-        case TAV_PF_MONO1P:
-            return (n + 7) / 8;
-        case TAV_PF_MONO4P:
-            return (n + 1) / 2;
-        case TAV_PF_MONO8:
-            return n;
-        case TAV_PF_MONO1C:  // records until a zero one; the first is always read
-            return 4 * std::max<int64_t>(1, (n + 3) / 4);
-        case TAV_PF_YUV411_8_UYYVYY:
-        case TAV_PF_YUV420P:
-        case TAV_PF_YUV420SP_NV12:
-            return (3 * n + 1) / 2;
-        case TAV_PF_YUV422_8_UYVY:
-        case TAV_PF_YUV422_8:
-            return 2 * n;
-        case TAV_PF_YUV8_UYV:
-        case TAV_PF_RGB8:
-        case TAV_PF_BGR8:
-            return 3 * n;
-        default:
-            return 0;
-    }
+    if (format == TAV_PF_MONO1P) return (n + 7) / 8;
+    if (format == TAV_PF_MONO4P) return (n + 1) / 2;
+    if (format == TAV_PF_MONO8) return n;
+    // point records until a zero one; the first is always read
+    if (format == TAV_PF_MONO1C) return 4 * std::max<int64_t>(1, (n + 3) / 4);
+    if (among(format, {TAV_PF_YUV411_8_UYYVYY, TAV_PF_YUV420P, TAV_PF_YUV420SP_NV12}))
+        return (3 * n + 1) / 2;
+    if (among(format, {TAV_PF_YUV422_8_UYVY, TAV_PF_YUV422_8})) return 2 * n;
+    return among(format, {TAV_PF_YUV8_UYV, TAV_PF_RGB8, TAV_PF_BGR8}) ? 3 * n : 0;
 }
 
 // Bytes of n pixels in a target format; 0 for codes that are not targets.
 int64_t targetBytes(uint64_t target, int64_t n) {
-    switch (target) {
-        case TAV_PF_MONO8:
-            return n;
-        case TAV_PF_RGB8:
-        case TAV_PF_BGR8:
-        case TAV_PF_YUV8_UYV:
-            return 3 * n;
-        case TAV_PF_RGBA8:
-        case TAV_PF_BGRA8:
-            return 4 * n;
-        case TAV_PF_YUV411_8_UYYVYY:
-            return (3 * n + 1) / 2;
-        case TAV_PF_YUV422_8_UYVY:
-        case TAV_PF_YUV422_8:
-            return 2 * n;
-        case TAV_PF_YUV420P:
-            return n + 2 * (n / 4);
-        default:
-            return 0;
-    }
-}
-
-bool among(uint64_t target, std::initializer_list<uint64_t> accepted) {
-    for (uint64_t a : accepted) {
-        if (a == target) return true;
-    }
-    return false;
+    if (target == TAV_PF_MONO8) return n;
+    if (among(target, {TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_YUV8_UYV})) return 3 * n;
+    if (among(target, {TAV_PF_RGBA8, TAV_PF_BGRA8})) return 4 * n;
+    if (target == TAV_PF_YUV411_8_UYYVYY) return (3 * n + 1) / 2;
+    if (among(target, {TAV_PF_YUV422_8_UYVY, TAV_PF_YUV422_8})) return 2 * n;
+    return target == TAV_PF_YUV420P ? n + 2 * (n / 4) : 0;
 }
 
 // The destination the caller provides: sized for the target where the source
 // converts to it, nothing where the call must not write.
 int64_t destinationBytes(uint32_t source, uint64_t target, int64_t n) {
-    const std::initializer_list<uint64_t> yuv = {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8,
-                                                 TAV_PF_RGBA8, TAV_PF_BGRA8};
-    switch (source) {
-        case TAV_PF_MONO1P:
-            return target == TAV_PF_MONO8 ? n : 0;
-        case TAV_PF_MONO1C:  // cleared before the target is looked at
-            return n;
-        case TAV_PF_MONO8:
-            return target == TAV_PF_YUV420P ? targetBytes(target, n) : 0;
-        case TAV_PF_MONO4P:
-        case TAV_PF_YUV411_8_UYYVYY:
-        case TAV_PF_YUV422_8_UYVY:
-        case TAV_PF_YUV422_8:
-        case TAV_PF_YUV8_UYV:
-            return among(target, yuv) ? targetBytes(target, n) : 0;
-        case TAV_PF_YUV420P:
-            return among(target, {TAV_PF_RGB8, TAV_PF_BGR8}) ? targetBytes(target, n) : 0;
-        case TAV_PF_YUV420SP_NV12:
-            return among(target, {TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGBA8, TAV_PF_BGRA8})
-                       ? targetBytes(target, n)
-                       : 0;
-        case TAV_PF_RGB8:
-        case TAV_PF_BGR8:
-            return targetBytes(target, n);
-        default:
-            return 0;
-    }
-}
-
-// Any size, the entry checks none: mostly small, sometimes 1..3, zero,
-// negative or huge.
-int32_t size(tavfuzz::Input& in) {
-    static constexpr int32_t kEdges[] = {INT_MIN, -4, -3,    -2,    -1,    0,      1,
-                                         2,       3,  32768, 65535, 65536, INT_MAX};
-    const uint8_t b = in.byte();
-    return b < 208 ? 1 + b % 40 : kEdges[b % (sizeof kEdges / sizeof kEdges[0])];
+    const int64_t bytes = targetBytes(target, n);
+    if (source == TAV_PF_MONO1P) return target == TAV_PF_MONO8 ? n : 0;
+    if (source == TAV_PF_MONO1C) return n;  // cleared before the target is looked at
+    if (source == TAV_PF_MONO8) return target == TAV_PF_YUV420P ? bytes : 0;
+    if (among(source, {TAV_PF_MONO4P, TAV_PF_YUV411_8_UYYVYY, TAV_PF_YUV422_8_UYVY, TAV_PF_YUV422_8,
+                       TAV_PF_YUV8_UYV}))
+        return among(target, {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGBA8, TAV_PF_BGRA8})
+                   ? bytes
+                   : 0;
+    if (source == TAV_PF_YUV420P) return among(target, {TAV_PF_RGB8, TAV_PF_BGR8}) ? bytes : 0;
+    if (source == TAV_PF_YUV420SP_NV12)
+        return among(target, {TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGBA8, TAV_PF_BGRA8}) ? bytes : 0;
+    return among(source, {TAV_PF_RGB8, TAV_PF_BGR8}) ? bytes : 0;
 }
 
 int run(const uint8_t* data, size_t bytes) {
-    tavfuzz::Input in(data, bytes);
+    Input in(data, bytes);
     const uint32_t source = in.pick(kSources);
     const uint64_t target = in.pick(kTargets);
-    const int32_t height = size(in), width = size(in);
+    // Any size, the entry checks none: mostly small, sometimes 1..3, zero,
+    // negative or huge.
+    static constexpr int32_t kEdges[] = {INT_MIN, -4, -3,    -2,    -1,    0,      1,
+                                         2,       3,  32768, 65535, 65536, INT_MAX};
+    const int32_t height = in.around(208, 1, 40, kEdges), width = in.around(208, 1, 40, kEdges);
     const uint8_t nulls = in.byte();
+    const int64_t n = pixels(height, width);
+    if (n < 0) return 0;
 
-    constexpr int64_t kLimit = int64_t{1} << 17;  // big frames only slow the search down
-    // Pixel count as the converters form it: the 32-bit product.
-    const int32_t n32 =
-        static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
-    if (height > 0 && width > 0 && int64_t{height} * width > kLimit) return 0;
-    if (n32 > kLimit) return 0;  // wrapped to a positive count no buffer could hold
-    const int64_t n = n32 > 0 ? n32 : 0;
-
-    tavfuzz::Buffer src(static_cast<size_t>(sourceBytes(source, n)));
+    Buffer src(sourceBytes(source, n));
     in.fill(src.data(), src.size);
-    tavfuzz::Buffer dst(static_cast<size_t>(destinationBytes(source, target, n)));
+    Buffer dst(destinationBytes(source, target, n));
 
-    const TavImage s{height, width, source, nulls == 1 ? nullptr : src.data(), 5};
-    TavImage d{3, 2, TAV_PF_MONO16, nulls == 2 ? nullptr : dst.data(), 1};
-    const int32_t result =
-        tavImageTypeConvert(nulls == 3 ? nullptr : &s, nulls == 4 ? nullptr : &d, target);
-    if (nulls >= 1 && nulls <= 4 && result != TAV_E_NULL_POINTER) abort();
+    const TavImage s{height, width, source, unless(nulls, 1, src.data()), 5};
+    TavImage d{3, 2, TAV_PF_MONO16, unless(nulls, 2, dst.data()), 1};
+    const int32_t result = tavImageTypeConvert(unless(nulls, 3, &s), unless(nulls, 4, &d), target);
+    require(nulls < 1 || nulls > 4 || result == TAV_E_NULL_POINTER);
     // Neither record is written.
-    if (d.height != 3 || d.width != 2 || d.pixelFormat != TAV_PF_MONO16 || d.pitch != 1) abort();
+    require(d.height == 3 && d.width == 2 && d.pixelFormat == TAV_PF_MONO16 && d.pitch == 1);
     return 0;
 }
 
@@ -414,38 +345,31 @@ int run(const uint8_t* data, size_t bytes) {
 namespace bmp_target {
 
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     const int32_t height = in.dimension(), width = in.dimension();
     const uint8_t nulls = in.byte();
 
     const bool valid = height > 3 && width > 3;
     // No pixel-count check here: the buffer is the caller's, so any size it can hold is fine.
-    if (valid && int64_t{height} * width > (int64_t{1} << 17)) return 0;
+    if (valid && int64_t{height} * width > kLimit) return 0;
     const int64_t rowBytes = valid ? 3 * int64_t{width} : 0;
     const int64_t padded = (rowBytes + 3) / 4 * 4;
-    tavfuzz::Buffer image(static_cast<size_t>(valid ? height * padded : 0));
+    Buffer image(valid ? height * padded : 0);
     in.fill(image.data(), image.size);
-    const std::vector<uint8_t> before(image.data(), image.data() + image.size);
+    const std::vector<uint8_t> before = image.copy();
 
     const int handle = 0;
-    TavImage record{height, width, TAV_PF_BGR8, nulls == 1 ? nullptr : image.data(), 1};
-    const int32_t result =
-        tavBMPAdjust(nulls == 2 ? nullptr : &handle, nulls == 3 ? nullptr : &record);
-    if (record.height != height || record.width != width || record.pixelFormat != TAV_PF_BGR8 ||
-        record.pitch != 1)
-        abort();
-    if (result != TAV_OK) {
-        if (image.size && std::memcmp(before.data(), image.data(), image.size) != 0) abort();
-        return 0;
-    }
+    TavImage record{height, width, TAV_PF_BGR8, unless(nulls, 1, image.data()), 1};
+    const int32_t result = tavBMPAdjust(unless(nulls, 2, &handle), unless(nulls, 3, &record));
+    require(record.height == height && record.width == width && record.pixelFormat == TAV_PF_BGR8 &&
+            record.pitch == 1);
+    require(result == TAV_OK || image.holds(before));
+    if (result != TAV_OK) return 0;
     // Each compact row now starts a padded row and is followed by zero bytes.
     for (int64_t r = 0; r < height; ++r) {
         const uint8_t* row = image.data() + r * padded;
-        if (std::memcmp(row, before.data() + r * rowBytes, static_cast<size_t>(rowBytes)) != 0)
-            abort();
-        for (int64_t k = rowBytes; k < padded; ++k) {
-            if (row[k] != 0) abort();
-        }
+        require(std::memcmp(row, before.data() + r * rowBytes, size_t(rowBytes)) == 0);
+        require(std::all_of(row + rowBytes, row + padded, [](uint8_t b) { return b == 0; }));
     }
     return 0;
 }
@@ -465,121 +389,82 @@ constexpr uint32_t kFormats[] = {
 
 constexpr uint32_t kModes[] = {0, 1, 0, 1, 2, 0x80000000u};
 
-// Bits per sample of the formats the correction handles, 0 for the rest.
-int depth(uint32_t format) {
-    switch (format) {
-        case TAV_PF_MONO8:
-        case TAV_PF_BAYER_GR8:
-        case TAV_PF_BAYER_RG8:
-        case TAV_PF_BAYER_GB8:
-        case TAV_PF_BAYER_BG8:
-            return 8;
-        case TAV_PF_MONO10:
-        case TAV_PF_BAYER_GR10:
-        case TAV_PF_BAYER_BG10:
-            return 10;
-        case TAV_PF_MONO12:
-        case TAV_PF_BAYER_RG12:
-        case TAV_PF_BAYER_GB12:
-            return 12;
-        default:
-            return 0;
-    }
-}
-
 uint32_t corrected(uint32_t sample, uint32_t word, int bits) {
     const uint32_t gain = word >> 12, offset12 = word & 0xFFF;
     if (bits == 8) {
-        const int32_t v = ((static_cast<int32_t>(sample) - static_cast<int32_t>(offset12 >> 4)) *
-                               static_cast<int32_t>(gain) +
-                           65536) >>
-                          17;
-        return v < 0 ? 0 : v > 255 ? 255 : static_cast<uint32_t>(v);
+        const int32_t v =
+            ((int32_t(sample) - int32_t(offset12 >> 4)) * int32_t(gain) + 65536) >> 17;
+        return uint32_t(std::clamp(v, 0, 255));
     }
     const uint32_t difference = sample - (offset12 >> (12 - bits));  // wraps below the offset
     const uint64_t v = (uint64_t{difference} * gain + 65536) >> 17;
-    const uint64_t ceiling = (1u << bits) - 1;
-    return static_cast<uint32_t>(v < ceiling ? v : ceiling);
+    return uint32_t(std::min<uint64_t>(v, (1u << bits) - 1));
 }
 
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     const uint32_t format = in.pick(kFormats);
     const uint32_t mode = in.pick(kModes);
     const int32_t height = in.dimension(), width = in.dimension();
     const uint8_t shape = in.byte();  // which sizes match, shared buffer, null pointers
-    uint32_t paramHeight = static_cast<uint32_t>(height), paramWidth = static_cast<uint32_t>(width);
-    if (shape & 1) paramHeight = static_cast<uint32_t>(in.dimension());
-    if (shape & 2) paramWidth = static_cast<uint32_t>(in.dimension());
-    int32_t dstHeight = height, dstWidth = width;
-    if (shape & 4) dstHeight = in.dimension();
+    uint32_t paramHeight = uint32_t(height), paramWidth = uint32_t(width);
+    if (shape & 1) paramHeight = uint32_t(in.dimension());
+    if (shape & 2) paramWidth = uint32_t(in.dimension());
+    const int32_t dstHeight = shape & 4 ? in.dimension() : height, dstWidth = width;
     const bool shared = shape & 8;
     const int nulls = shape >> 4;
 
-    constexpr int64_t kLimit = int64_t{1} << 17;
-    const int32_t n32 =
-        static_cast<int32_t>(static_cast<uint32_t>(height) * static_cast<uint32_t>(width));
-    if (height > 0 && width > 0 && int64_t{height} * width > kLimit) return 0;
-    if (n32 > kLimit) return 0;
-    const int64_t n = n32 > 0 ? n32 : 0;
-
+    const int64_t n = pixels(height, width);
+    if (n < 0) return 0;
     // The record holds as many words as its own mode and sizes call for.
-    uint64_t words = 0;
-    if (mode == 1) words = uint64_t{paramHeight} * paramWidth;
-    if (mode == 0) words = uint64_t{paramHeight / 2} * (paramWidth / 2);
+    const uint64_t words = mode == 1   ? uint64_t{paramHeight} * paramWidth
+                           : mode == 0 ? uint64_t{paramHeight / 2} * (paramWidth / 2)
+                                       : 0;
     if (words > uint64_t{kLimit}) return 0;
 
-    const int bits = depth(format);
+    // Bits per sample of the formats the correction handles, 0 for the rest.
+    const int bits = format >> 16 == 0x0108                                                 ? 8
+                     : among(format, {TAV_PF_MONO10, TAV_PF_BAYER_GR10, TAV_PF_BAYER_BG10}) ? 10
+                     : among(format, {TAV_PF_MONO12, TAV_PF_BAYER_RG12, TAV_PF_BAYER_GB12}) ? 12
+                                                                                            : 0;
     const int64_t sampleBytes = bits == 8 ? 1 : bits ? 2 : 0;
-    tavfuzz::Buffer src(static_cast<size_t>(n * sampleBytes));
-    tavfuzz::Buffer dst(static_cast<size_t>(n * sampleBytes));
-    tavfuzz::Buffer record(static_cast<size_t>(12 + 4 * words));
+    Buffer src(n * sampleBytes), dst(n * sampleBytes), record(12 + 4 * words);
     in.fill(record.data(), record.size);
     in.fill(src.data(), src.size);
     // Samples within the frame's depth.
-    if (sampleBytes == 2) {
-        for (int64_t i = 0; i < n; ++i)
-            src.data()[2 * i + 1] &= static_cast<uint8_t>((1u << (bits - 8)) - 1);
-    }
-    for (size_t i = 0; i < dst.size; ++i)
-        dst.data()[i] = static_cast<uint8_t>(src.data()[i] ^ 0x5A);
+    for (int64_t i = 0; sampleBytes == 2 && i < n; ++i)
+        src.data()[2 * i + 1] &= static_cast<uint8_t>((1u << (bits - 8)) - 1);
+    for (size_t i = 0; i < dst.size; ++i) dst.data()[i] = uint8_t(src.data()[i] ^ 0x5A);
     auto* parameter = reinterpret_cast<TavLscParameter*>(record.data());
     parameter->mode = mode;
     parameter->height = paramHeight;
     parameter->width = paramWidth;
 
-    const std::vector<uint8_t> before(src.data(), src.data() + src.size);
-    const std::vector<uint8_t> dstBefore(dst.data(), dst.data() + dst.size);
+    const std::vector<uint8_t> before = src.copy(), dstBefore = dst.copy();
     uint8_t* out = shared ? src.data() : dst.data();
-    const TavImage s{height, width, format, nulls == 1 ? nullptr : src.data(), 4};
-    const TavImage d{dstHeight, dstWidth, format, nulls == 2 ? nullptr : out, 4};
-    const int32_t result = tavLSCorrection(nulls == 3 ? nullptr : &s, nulls == 4 ? nullptr : &d,
-                                           nulls == 5 ? nullptr : parameter);
-    if (result != TAV_OK || !bits) {
-        // Nothing written.
-        if (src.size && std::memcmp(src.data(), before.data(), src.size) != 0) abort();
-        if (dst.size && std::memcmp(dst.data(), dstBefore.data(), dst.size) != 0) abort();
+    const TavImage s{height, width, format, unless(nulls, 1, src.data()), 4};
+    const TavImage d{dstHeight, dstWidth, format, unless(nulls, 2, out), 4};
+    const int32_t result =
+        tavLSCorrection(unless(nulls, 3, &s), unless(nulls, 4, &d), unless(nulls, 5, parameter));
+    if (result != TAV_OK || !bits) {  // nothing written
+        require(src.holds(before) && dst.holds(dstBefore));
         return 0;
     }
-    if (!shared && src.size && std::memcmp(src.data(), before.data(), src.size) != 0) abort();
-    if (n == 0) return 0;  // an empty frame (e.g. INT_MAX rows of width 0): nothing to compare
+    require(shared || src.holds(before));
     const uint8_t* kept = shared ? before.data() : dstBefore.data();
-    for (int32_t r = 0; r < height; ++r) {
+    auto sample = [&](const uint8_t* p, size_t i) {
+        return sampleBytes == 2 ? uint32_t(p[2 * i] | p[2 * i + 1] << 8) : uint32_t(p[i]);
+    };
+    // An empty frame (e.g. INT_MAX rows of width 0) has nothing to compare.
+    for (int32_t r = 0; n && r < height; ++r) {
         for (int32_t c = 0; c < width; ++c) {
-            const size_t i = static_cast<size_t>(r) * width + c;
-            uint32_t sample = before[i * sampleBytes], now = out[i * sampleBytes],
-                     old = kept[i * sampleBytes];
-            if (sampleBytes == 2) {
-                sample |= uint32_t{before[2 * i + 1]} << 8;
-                now |= uint32_t{out[2 * i + 1]} << 8;
-                old |= uint32_t{kept[2 * i + 1]} << 8;
-            }
+            const size_t i = size_t(r) * width + c;
             // Bayer cells cover the even part of the frame; the rest is kept.
             const bool inCell = mode == 1 || (r < height / 2 * 2 && c < width / 2 * 2);
-            const size_t word = mode == 1 ? i : static_cast<size_t>(r / 2) * (width / 2) + c / 2;
-            const uint32_t want =
-                inCell ? corrected(sample, parameter->coefficients[word], bits) : old;
-            if (now != want) abort();
+            const size_t word = mode == 1 ? i : size_t(r / 2) * (width / 2) + c / 2;
+            require(sample(out, i) == (inCell ? corrected(sample(before.data(), i),
+                                                          parameter->coefficients[word], bits)
+                                              : sample(kept, i)));
         }
     }
     return 0;
@@ -595,54 +480,45 @@ namespace lsc_estimate_target {
 
 constexpr uint32_t kModes[] = {0, 1, 0, 1, 2, 0xFFFFFFFFu};
 constexpr uint32_t kBits[] = {8, 10, 12, 8, 10, 12, 0, 11, 16, 31, 32};
-
-// Mostly just above the minimum, sometimes a boundary value.
-int32_t side(tavfuzz::Input& in) {
-    static constexpr int32_t kEdges[] = {INT_MIN, -32, 0, 30, 31, 32, 33, 34, 65536, INT_MAX};
-    const uint8_t b = in.byte();
-    return b < 220 ? 28 + b % 40 : kEdges[b % (sizeof kEdges / sizeof kEdges[0])];
-}
+constexpr int32_t kEdges[] = {INT_MIN, -32, 0, 30, 31, 32, 33, 34, 65536, INT_MAX};
 
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     TavLscInput input{};
     input.mode = in.pick(kModes);
     input.bits = in.pick(kBits);
-    input.height = side(in);
-    input.width = side(in);
+    // Sides mostly just above the minimum, sometimes a boundary value.
+    input.height = in.around(220, 28, 40, kEdges);
+    input.width = in.around(220, 28, 40, kEdges);
     const uint8_t nulls = in.byte();
 
     const int32_t height = input.height, width = input.width;
     const bool valid = height > 31 && width > 31;
     const int64_t n = valid ? int64_t{height} * width : 0;
-    if (n > (int64_t{1} << 17)) return 0;  // big frames only slow the search down
+    if (n > kLimit) return 0;
 
-    tavfuzz::Buffer grey(static_cast<size_t>(4 * n)), dark(static_cast<size_t>(4 * n));
-    in.fillFloats(reinterpret_cast<float*>(grey.data()), static_cast<size_t>(n), 0);
-    in.fillFloats(reinterpret_cast<float*>(dark.data()), static_cast<size_t>(n), 7);
-    input.grey = nulls == 1 ? nullptr : reinterpret_cast<const float*>(grey.data());
-    input.dark = nulls == 2 ? nullptr : reinterpret_cast<const float*>(dark.data());
+    Buffer grey(4 * n), dark(4 * n);
+    in.fillFloats(grey.floats(), size_t(n), 0);
+    in.fillFloats(dark.floats(), size_t(n), 7);
+    input.grey = unless(nulls, 1, grey.floats());
+    input.dark = unless(nulls, 2, dark.floats());
 
     // One word per pixel, or per 2 x 2 cell; the three header fields before them.
     const bool accepted = valid && input.mode <= 1 && height % 2 == 0 && width % 2 == 0;
-    const int64_t words = !accepted ? 0 : input.mode == 1 ? n : n / 4;
-    tavfuzz::Buffer table(static_cast<size_t>(12 + 4 * words));
+    Buffer table(12 + 4 * (!accepted ? 0 : input.mode == 1 ? n : n / 4));
     auto* parameter = reinterpret_cast<TavLscParameter*>(table.data());
     parameter->mode = 77;
     parameter->height = parameter->width = 99;
 
     const int32_t result =
-        tavGetLSCParameter(nulls == 3 ? nullptr : &input, nulls == 4 ? nullptr : parameter);
+        tavGetLSCParameter(unless(nulls, 3, &input), unless(nulls, 4, parameter));
     const bool nullGiven = nulls >= 1 && nulls <= 4;
-    if (nullGiven != (result == TAV_E_NULL_POINTER)) abort();
-    if ((result == TAV_OK) != (accepted && !nullGiven)) abort();
-    if (result == TAV_OK) {
-        if (parameter->mode != input.mode || parameter->height != uint32_t(height) ||
-            parameter->width != uint32_t(width))
-            abort();
-    } else if (parameter->mode != 77 || parameter->height != 99 || parameter->width != 99) {
-        abort();
-    }
+    require(nullGiven == (result == TAV_E_NULL_POINTER));
+    require((result == TAV_OK) == (accepted && !nullGiven));
+    const bool ok = result == TAV_OK;  // the header is written only then
+    require(parameter->mode == (ok ? input.mode : 77) &&
+            parameter->height == (ok ? uint32_t(height) : 99) &&
+            parameter->width == (ok ? uint32_t(width) : 99));
     return 0;
 }
 
@@ -658,27 +534,18 @@ constexpr int32_t kBits[] = {8, 10, 12, 8, 10, 12, 0, 9, 11, 16, -12};
 constexpr int32_t kRegions[] = {2, 3, 4, 2, 3, 4, 0, 1, 5, -3, INT_MIN};
 constexpr int32_t kBlockWidths[] = {16, 32, 16, 32, 0, 8, 24, 64, -16};
 constexpr int32_t kBlockHeights[] = {16, 16, 16, 0, 8, 32, -16};
-// clang-format off
-constexpr float kDarkLevels[] = {
-    0.0f, 1.0f, 10.0f, 64.5f, 255.0f, 4095.0f, -5.0f, 1e30f, -1e30f, __builtin_nanf(""),
-    __builtin_inff(), -__builtin_inff()
-};
-// clang-format on
-
-int32_t side(tavfuzz::Input& in) {
-    static constexpr int32_t kEdges[] = {INT_MIN, -32, 0, 30, 31, 32, 33, 47, 48, 65536, INT_MAX};
-    const uint8_t b = in.byte();
-    return b < 220 ? 28 + b % 72 : kEdges[b % (sizeof kEdges / sizeof kEdges[0])];
-}
+constexpr float kDarkLevels[] = {0.0f,  1.0f,  10.0f,  64.5f, 255.0f, 4095.0f,
+                                 -5.0f, 1e30f, -1e30f, kNaN,  kInf,   -kInf};
+constexpr int32_t kEdges[] = {INT_MIN, -32, 0, 30, 31, 32, 33, 47, 48, 65536, INT_MAX};
 
 int run(const uint8_t* data, size_t size) {
-    tavfuzz::Input in(data, size);
+    Input in(data, size);
     TavBasicLscInput input{};
     input.mode = in.pick(kModes);
     input.bits = in.pick(kBits);
     input.regionCount = in.pick(kRegions);
-    input.height = side(in);
-    input.width = side(in);
+    input.height = in.around(220, 28, 72, kEdges);
+    input.width = in.around(220, 28, 72, kEdges);
     input.blockWidth = in.pick(kBlockWidths);
     input.blockHeight = in.pick(kBlockHeights);
     input.darkLevel = in.pick(kDarkLevels);
@@ -687,32 +554,26 @@ int run(const uint8_t* data, size_t size) {
     const int32_t height = input.height, width = input.width;
     const bool valid = height > 31 && width > 31;
     const int64_t n = valid ? int64_t{height} * width : 0;
-    if (n > (int64_t{1} << 17)) return 0;  // big frames only slow the search down
+    if (n > kLimit) return 0;
 
-    tavfuzz::Buffer grey(static_cast<size_t>(4 * n));
-    in.fillFloats(reinterpret_cast<float*>(grey.data()), static_cast<size_t>(n), 0);
-    input.grey = nulls == 1 ? nullptr : reinterpret_cast<const float*>(grey.data());
+    Buffer grey(4 * n);
+    in.fillFloats(grey.floats(), size_t(n), 0);
+    input.grey = unless(nulls, 1, grey.floats());
 
     // Three bytes per whole block; no table at all for a block shape it refuses.
-    const bool blocks =
-        (input.blockWidth == 16 || input.blockWidth == 32) && input.blockHeight == 16;
-    const int64_t entries = valid && blocks ? int64_t{height >> 4} * (width / input.blockWidth) : 0;
-    tavfuzz::Buffer table(static_cast<size_t>(3 * entries));
-    for (size_t i = 0; i < table.size; ++i) table.data()[i] = 0xEE;
+    const bool blocks = among(input.blockWidth, {16, 32}) && input.blockHeight == 16;
+    Buffer table(3 * (valid && blocks ? int64_t{height >> 4} * (width / input.blockWidth) : 0));
+    std::memset(table.data(), 0xEE, table.size);
+    const std::vector<uint8_t> before = table.copy();
 
     const int32_t result =
-        tavGetBasicLSCParameter(nulls == 2 ? nullptr : &input, nulls == 3 ? nullptr : table.data());
+        tavGetBasicLSCParameter(unless(nulls, 2, &input), unless(nulls, 3, table.data()));
     const bool nullGiven = nulls >= 1 && nulls <= 3;
-    if (nullGiven != (result == TAV_E_NULL_POINTER)) abort();
+    require(nullGiven == (result == TAV_E_NULL_POINTER));
     const bool accepted = valid && input.mode == 0 && blocks && input.regionCount >= 2 &&
-                          input.regionCount <= 4 &&
-                          (input.bits == 8 || input.bits == 10 || input.bits == 12);
-    if ((result == TAV_OK) != (accepted && !nullGiven)) abort();
-    if (result != TAV_OK) {
-        for (size_t i = 0; i < table.size; ++i) {
-            if (table.data()[i] != 0xEE) abort();  // a refused call writes nothing
-        }
-    }
+                          input.regionCount <= 4 && among(uint64_t(input.bits), {8, 10, 12});
+    require((result == TAV_OK) == (accepted && !nullGiven));
+    require(result == TAV_OK || table.holds(before));  // a refused call writes nothing
     return 0;
 }
 
