@@ -30,6 +30,16 @@ inline void eachStep(I x, std::common_type_t<I> stepEnd, std::common_type_t<I> e
     for (; x < end; x += kOne) one(x, x < covered);
 }
 
+// How many wide steps of kWide columns (an AVX2 body, twice the narrower
+// step) run from x at Level::Avx2, none at other levels: those that end at or
+// before stepEnd. eachStep then goes on from x + kWide * steps with at most
+// one narrower step, so every step boundary and `inStep` stay where the
+// narrower step alone puts them.
+template <int32_t kWide, typename I>
+inline I wideSteps(I x, std::common_type_t<I> stepEnd) {
+    return avx2Level() && stepEnd - x >= kWide ? (stepEnd - x) / kWide : 0;
+}
+
 // Runs a unit kernel over `units` units stored one after another: the vector
 // block on the bulk, the scalar unit on the rest. A kernel K has
 //   kUnits            units per vector block

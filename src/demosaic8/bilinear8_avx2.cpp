@@ -1,0 +1,184 @@
+// The AVX2 body of 8-bit bilinear demosaicing: the SSE4.1 band step of
+// bilinear8.cpp on 32 columns, the same sums in 16-bit lanes.
+//
+// This file is compiled with -mavx2. It includes no tav header with inline
+// functions or templates (simd.h, writers.h, luma.h, shuffle.h): an inline
+// function compiled here would be an AVX2 copy that the linker may merge with
+// the baseline copy and then run on a CPU without AVX2. Everything here but the
+// one entry is in an anonymous namespace, and the intrinsics are always inlined.
+#include "bilinear8_avx2.h"
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tav::d8 {
+namespace {
+
+inline __m256i load(const uint8_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+inline void store(uint8_t* p, __m256i v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+}
+
+// One source row around a 32-column step starting at odd x, in 16-bit lanes,
+// j = 0..15: e0 = column x-1+2j, o0 = x+2j, e1 = x+1+2j, o1 = x+2+2j.
+struct Columns {
+    __m256i e0, o0, e1, o1;
+};
+
+inline Columns columnsAround(const uint8_t* row, int32_t x) {
+    const __m256i low = _mm256_set1_epi16(0x00FF);
+    const __m256i left = load(row + x - 1), right = load(row + x + 1);
+    return {_mm256_and_si256(left, low), _mm256_srli_epi16(left, 8), _mm256_and_si256(right, low),
+            _mm256_srli_epi16(right, 8)};
+}
+
+inline __m256i joinColumns(__m256i atOdd, __m256i atEven) {
+    return _mm256_or_si256(atOdd, _mm256_slli_epi16(atEven, 8));
+}
+inline __m256i add(__m256i a, __m256i b) {
+    return _mm256_add_epi16(a, b);
+}
+inline __m256i half(__m256i a) {
+    return _mm256_srli_epi16(a, 1);
+}
+inline __m256i quarter(__m256i a) {
+    return _mm256_srli_epi16(a, 2);
+}
+
+// A colour in 16-bit lanes: the values at the columns x+2j and x+1+2j.
+struct Lanes {
+    __m256i odd, even;
+};
+
+// Byte k of each 16-byte lane of the BGR8 chunk `chunk` (0..2) takes pixel
+// (16 * chunk + k) / 3 of the lane's 16 when its channel is `channel`.
+constexpr uint8_t bgrIndex(int chunk, int channel, int k) {
+    return (16 * chunk + k) % 3 == channel ? static_cast<uint8_t>((16 * chunk + k) / 3) : 0x80;
+}
+template <int kChunk, int kChannel>
+inline __m256i bgrMask() {
+#define TAV_I(k) static_cast<char>(bgrIndex(kChunk, kChannel, k))
+    const __m128i m = _mm_setr_epi8(TAV_I(0), TAV_I(1), TAV_I(2), TAV_I(3), TAV_I(4), TAV_I(5),
+                                    TAV_I(6), TAV_I(7), TAV_I(8), TAV_I(9), TAV_I(10), TAV_I(11),
+                                    TAV_I(12), TAV_I(13), TAV_I(14), TAV_I(15));
+#undef TAV_I
+    return _mm256_broadcastsi128_si256(m);
+}
+template <int kChunk>
+inline __m256i bgrChunk(__m256i first, __m256i second, __m256i third) {
+    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(first, bgrMask<kChunk, 0>()),
+                                           _mm256_shuffle_epi8(second, bgrMask<kChunk, 1>())),
+                           _mm256_shuffle_epi8(third, bgrMask<kChunk, 2>()));
+}
+
+// 32 pixels of three bytes: each 128-bit lane interleaves its 16 pixels, then
+// the lanes are put in order.
+inline void putBgr8(uint8_t* p, __m256i first, __m256i second, __m256i third) {
+    const __m256i c0 = bgrChunk<0>(first, second, third), c1 = bgrChunk<1>(first, second, third),
+                  c2 = bgrChunk<2>(first, second, third);
+    store(p, _mm256_permute2x128_si256(c0, c1, 0x20));
+    store(p + 32, _mm256_permute2x128_si256(c2, c0, 0x30));
+    store(p + 64, _mm256_permute2x128_si256(c1, c2, 0x31));
+}
+
+// 32 pixels of four bytes, the fourth 0.
+inline void putBgra8(uint8_t* p, __m256i first, __m256i second, __m256i third) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i lo12 = _mm256_unpacklo_epi8(first, second),
+                  hi12 = _mm256_unpackhi_epi8(first, second);
+    const __m256i lo3 = _mm256_unpacklo_epi8(third, zero), hi3 = _mm256_unpackhi_epi8(third, zero);
+    // Pixels 0-3|16-19, 4-7|20-23, 8-11|24-27, 12-15|28-31.
+    const __m256i q0 = _mm256_unpacklo_epi16(lo12, lo3), q1 = _mm256_unpackhi_epi16(lo12, lo3);
+    const __m256i q2 = _mm256_unpacklo_epi16(hi12, hi3), q3 = _mm256_unpackhi_epi16(hi12, hi3);
+    store(p, _mm256_permute2x128_si256(q0, q1, 0x20));
+    store(p + 32, _mm256_permute2x128_si256(q2, q3, 0x20));
+    store(p + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
+    store(p + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
+}
+
+// The luma of Mono8 in the lanes, before packing: the bytes of luma.h's rule.
+inline __m256i luma(const __m256i w[3], __m256i r, __m256i g, __m256i b) {
+    const __m256i s =
+        _mm256_add_epi16(_mm256_add_epi16(_mm256_mullo_epi16(r, w[0]), _mm256_mullo_epi16(g, w[1])),
+                         _mm256_add_epi16(_mm256_mullo_epi16(b, w[2]), _mm256_set1_epi16(128)));
+    return _mm256_srli_epi16(s, 8);
+}
+
+// Writes 32 pixels of one row from x on; with exchange the colour at the red
+// sites and at the blue sites trade places (for Mono8: their weights).
+template <Form8 kForm>
+inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, int32_t x, Lanes r,
+                Lanes g, Lanes b) {
+    if (exchange) {
+        const Lanes t = r;
+        r = b;
+        b = t;
+    }
+    if constexpr (kForm == Form8::Mono8) {
+        store(row[0] + x,
+              joinColumns(luma(w, r.odd, g.odd, b.odd), luma(w, r.even, g.even, b.even)));
+    } else {
+        const __m256i rb = joinColumns(r.odd, r.even), gb = joinColumns(g.odd, g.even),
+                      bb = joinColumns(b.odd, b.even);
+        if constexpr (kForm == Form8::Bgr8) {
+            putBgr8(row[0] + 3 * x, bb, gb, rb);
+        } else if constexpr (kForm == Form8::Bgra8) {
+            putBgra8(row[0] + 4 * x, bb, gb, rb);
+        } else {
+            store(row[0] + x, rb);
+            store(row[1] + x, gb);
+            store(row[2] + x, bb);
+        }
+    }
+}
+
+// Columns x..x+31 (x odd) of a band: the blue row `blue` (B sites at odd
+// columns) and the red row below it (R sites at even columns).
+template <Form8 kForm>
+inline void bandStep(const WideOut& out, const __m256i w[3], const uint8_t* blue, ptrdiff_t stride,
+                     int32_t x) {
+    const Columns a = columnsAround(blue - stride, x);
+    const Columns b = columnsAround(blue, x);
+    const Columns r = columnsAround(blue + stride, x);
+    const Columns n = columnsAround(blue + 2 * stride, x);
+
+    const __m256i verticalE1 = add(a.e1, r.e1);
+    const __m256i horizontalO = add(b.o0, b.o1);
+    put<kForm>(out.blue, w, out.exchange, x,
+               {quarter(add(add(a.e0, r.e0), verticalE1)), half(verticalE1)},
+               {quarter(add(add(a.o0, r.o0), add(b.e0, b.e1))), b.e1}, {b.o0, half(horizontalO)});
+    put<kForm>(out.red, w, out.exchange, x, {half(add(r.e0, r.e1)), r.e1},
+               {r.o0, quarter(add(add(b.e1, n.e1), add(r.o0, r.o1)))},
+               {half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1)))});
+}
+
+template <Form8 kForm>
+void band(const WideOut& out, const uint8_t* blue, ptrdiff_t stride, int32_t x, int32_t steps) {
+    __m256i w[3] = {_mm256_setzero_si256(), _mm256_setzero_si256(), _mm256_setzero_si256()};
+    if (kForm == Form8::Mono8) {
+        for (int i = 0; i < 3; ++i) w[i] = _mm256_set1_epi16(static_cast<int16_t>(out.weights[i]));
+    }
+    for (int32_t i = 0; i < steps; ++i, x += 32) bandStep<kForm>(out, w, blue, stride, x);
+}
+
+}  // namespace
+
+void bilinearBandAvx2(const WideOut& out, const uint8_t* blue, ptrdiff_t stride, int32_t x,
+                      int32_t steps) {
+    switch (out.form) {
+        case Form8::Bgr8:
+            return band<Form8::Bgr8>(out, blue, stride, x, steps);
+        case Form8::Bgra8:
+            return band<Form8::Bgra8>(out, blue, stride, x, steps);
+        case Form8::Planar:
+            return band<Form8::Planar>(out, blue, stride, x, steps);
+        case Form8::Mono8:
+            return band<Form8::Mono8>(out, blue, stride, x, steps);
+    }
+}
+
+}  // namespace tav::d8
