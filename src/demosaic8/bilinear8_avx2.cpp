@@ -1,12 +1,9 @@
 // The AVX2 body of 8-bit bilinear demosaicing: the SSE4.1 band step of
 // bilinear8.cpp on 32 columns, the same sums in 16-bit lanes.
 //
-// This file is compiled with -mavx2. It includes no tav header with inline
-// functions or templates (simd.h, writers.h, luma.h, shuffle.h): an inline
-// function compiled here would be an AVX2 copy that the linker may merge with
-// the baseline copy and then run on a CPU without AVX2. Everything here but the
-// one entry is in an anonymous namespace, and the intrinsics are always inlined.
+// Compiled with -mavx2: see simd_avx2.h for what it may include.
 #include "bilinear8_avx2.h"
+#include "simd_avx2.h"
 
 #include <immintrin.h>
 
@@ -16,12 +13,8 @@
 namespace tav::d8 {
 namespace {
 
-inline __m256i load(const uint8_t* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-inline void store(uint8_t* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using avx2::load;
+using avx2::store;
 
 // One source row around a 32-column step starting at odd x, in 16-bit lanes,
 // j = 0..15: e0 = column x-1+2j, o0 = x+2j, e1 = x+1+2j, o1 = x+2+2j.
@@ -54,52 +47,6 @@ struct Lanes {
     __m256i odd, even;
 };
 
-// Byte k of each 16-byte lane of the BGR8 chunk `chunk` (0..2) takes pixel
-// (16 * chunk + k) / 3 of the lane's 16 when its channel is `channel`.
-constexpr uint8_t bgrIndex(int chunk, int channel, int k) {
-    return (16 * chunk + k) % 3 == channel ? static_cast<uint8_t>((16 * chunk + k) / 3) : 0x80;
-}
-template <int kChunk, int kChannel>
-inline __m256i bgrMask() {
-#define TAV_I(k) static_cast<char>(bgrIndex(kChunk, kChannel, k))
-    const __m128i m = _mm_setr_epi8(TAV_I(0), TAV_I(1), TAV_I(2), TAV_I(3), TAV_I(4), TAV_I(5),
-                                    TAV_I(6), TAV_I(7), TAV_I(8), TAV_I(9), TAV_I(10), TAV_I(11),
-                                    TAV_I(12), TAV_I(13), TAV_I(14), TAV_I(15));
-#undef TAV_I
-    return _mm256_broadcastsi128_si256(m);
-}
-template <int kChunk>
-inline __m256i bgrChunk(__m256i first, __m256i second, __m256i third) {
-    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(first, bgrMask<kChunk, 0>()),
-                                           _mm256_shuffle_epi8(second, bgrMask<kChunk, 1>())),
-                           _mm256_shuffle_epi8(third, bgrMask<kChunk, 2>()));
-}
-
-// 32 pixels of three bytes: each 128-bit lane interleaves its 16 pixels, then
-// the lanes are put in order.
-inline void putBgr8(uint8_t* p, __m256i first, __m256i second, __m256i third) {
-    const __m256i c0 = bgrChunk<0>(first, second, third), c1 = bgrChunk<1>(first, second, third),
-                  c2 = bgrChunk<2>(first, second, third);
-    store(p, _mm256_permute2x128_si256(c0, c1, 0x20));
-    store(p + 32, _mm256_permute2x128_si256(c2, c0, 0x30));
-    store(p + 64, _mm256_permute2x128_si256(c1, c2, 0x31));
-}
-
-// 32 pixels of four bytes, the fourth 0.
-inline void putBgra8(uint8_t* p, __m256i first, __m256i second, __m256i third) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i lo12 = _mm256_unpacklo_epi8(first, second),
-                  hi12 = _mm256_unpackhi_epi8(first, second);
-    const __m256i lo3 = _mm256_unpacklo_epi8(third, zero), hi3 = _mm256_unpackhi_epi8(third, zero);
-    // Pixels 0-3|16-19, 4-7|20-23, 8-11|24-27, 12-15|28-31.
-    const __m256i q0 = _mm256_unpacklo_epi16(lo12, lo3), q1 = _mm256_unpackhi_epi16(lo12, lo3);
-    const __m256i q2 = _mm256_unpacklo_epi16(hi12, hi3), q3 = _mm256_unpackhi_epi16(hi12, hi3);
-    store(p, _mm256_permute2x128_si256(q0, q1, 0x20));
-    store(p + 32, _mm256_permute2x128_si256(q2, q3, 0x20));
-    store(p + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
-    store(p + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
-}
-
 // The luma of Mono8 in the lanes, before packing: the bytes of luma.h's rule.
 inline __m256i luma(const __m256i w[3], __m256i r, __m256i g, __m256i b) {
     const __m256i s =
@@ -125,9 +72,9 @@ inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, int32_
         const __m256i rb = joinColumns(r.odd, r.even), gb = joinColumns(g.odd, g.even),
                       bb = joinColumns(b.odd, b.even);
         if constexpr (kForm == Form8::Bgr8) {
-            putBgr8(row[0] + 3 * x, bb, gb, rb);
+            avx2::interleave3(bb, gb, rb, row[0] + 3 * x);
         } else if constexpr (kForm == Form8::Bgra8) {
-            putBgra8(row[0] + 4 * x, bb, gb, rb);
+            avx2::interleave4(bb, gb, rb, _mm256_setzero_si256(), row[0] + 4 * x);
         } else {
             store(row[0] + x, rb);
             store(row[1] + x, gb);
