@@ -10,6 +10,7 @@
 #include "rows.h"
 #include "shuffle.h"
 #include "simd.h"
+#include "yuv_avx2.h"
 
 namespace tav::cvt {
 
@@ -161,6 +162,7 @@ struct Studio {
 template <bool kBgr>
 struct Out3 {
     static constexpr int kBytes = 3;
+    static constexpr bool kBgrOrder = kBgr;
     static void put(uint8_t* p, Rgb c) {
         p[0] = static_cast<uint8_t>(kBgr ? c.b : c.r);
         p[1] = static_cast<uint8_t>(c.g);
@@ -179,6 +181,7 @@ struct Out3 {
 template <bool kBgr>
 struct Out4 {
     static constexpr int kBytes = 4;
+    static constexpr bool kBgrOrder = kBgr;
     static void put(uint8_t* p, Rgb c) {
         Out3<kBgr>::put(p, c);
         p[3] = 0;
@@ -316,9 +319,23 @@ struct Yuv444 {
 
 // ---- unit kernels for runUnits
 
+// The AVX2 block of a unit kernel, where there is one (yuv_avx2.h): 4:2:2
+// pairs through the full-range formula without rounding.
+template <class L, class F, class W>
+struct WideDecode {};
+template <int kY0, int kU, int kY1, int kV, class W>
+struct WideDecode<Packed422<kY0, kU, kY1, kV>, FullRange<false>, W> {
+    static constexpr int kWideUnits = 16;
+    template <bool kStream>
+    static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
+        packed422Avx2(std::is_same_v<Packed422<kY0, kU, kY1, kV>, Uyvy>,
+                      {W::kBytes, W::kBgrOrder, kStream}, s, d, blocks);
+    }
+};
+
 // A layout L decoded by formula F into writer W, 16 pixels a block.
 template <class L, class F, class W>
-struct Decode {
+struct Decode : WideDecode<L, F, W> {
     static constexpr int kUnits = 16 / L::kPixels;
     static constexpr int kIn = L::kBytes, kOut = L::kPixels * W::kBytes;
 

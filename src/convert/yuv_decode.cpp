@@ -58,8 +58,14 @@ struct PlanarRow {
 template <class F, class W, bool kStream, class C>
 void row420(const uint8_t* y, const C& c, uint8_t* d, int32_t pairs) {
     const __m128i zero = _mm_setzero_si128();
+    int32_t first = 0;  // AVX2 on NV12: 16 pairs a step, then at most one 8-pair step
+    if constexpr (std::is_same_v<F, FullRange<false>> && std::is_same_v<C, Nv12Row>) {
+        const int32_t wide = wideSteps<16>(0, pairs);
+        if (wide > 0) nv12RowAvx2({W::kBytes, W::kBgrOrder, kStream}, y, c.uv, d, wide);
+        first = 16 * wide;
+    }
     eachStep<8>(
-        0, pairs, pairs,
+        first, pairs, pairs,
         [&](int32_t i) {
             const int32_t x = 2 * i;
             __m128i u256, v256;

@@ -30,12 +30,31 @@ inline void eachStep(I x, std::common_type_t<I> stepEnd, std::common_type_t<I> e
     for (; x < end; x += kOne) one(x, x < covered);
 }
 
+// How many wide steps of kWide columns (an AVX2 body, twice the narrower
+// step) run from x at Level::Avx2, none at other levels: those that end at or
+// before stepEnd. eachStep then goes on from x + kWide * steps with at most
+// one narrower step, so every step boundary and `inStep` stay where the
+// narrower step alone puts them.
+template <int32_t kWide, typename I>
+inline I wideSteps(I x, std::common_type_t<I> stepEnd) {
+    return avx2Level() && stepEnd - x >= kWide ? (stepEnd - x) / kWide : 0;
+}
+
+// Whether a unit kernel has an AVX2 block (kWideUnits units, twice kUnits).
+template <typename K, typename = void>
+inline constexpr bool kHasWide = false;
+template <typename K>
+inline constexpr bool kHasWide<K, std::void_t<decltype(K::kWideUnits)>> = true;
+
 // Runs a unit kernel over `units` units stored one after another: the vector
 // block on the bulk, the scalar unit on the rest. A kernel K has
 //   kUnits            units per vector block
 //   kIn, kOut         source and destination bytes per unit
 //   block<kStream>(s, d, args...)   kUnits units
 //   unit(s, d, args...)             one unit
+// and may have an AVX2 block of kWideUnits = 2 kUnits units,
+//   wide<kStream>(s, d, blocks, args...)   `blocks` wide blocks
+// which runs first at Level::Avx2; the vector blocks end where they end alone.
 template <typename K, typename... A>
 void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
     if (units <= 0) return;
@@ -43,6 +62,13 @@ void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
     const size_t bulk = vectorLevel() ? n / K::kUnits * K::kUnits : 0;
     size_t i = 0;
     simd::withStorePolicy(dst, n * K::kOut, [&](auto stream) {
+        if constexpr (kHasWide<K>) {
+            if (avx2Level()) {
+                const size_t blocks = bulk / K::kWideUnits;
+                K::template wide<decltype(stream)::value>(src, dst, blocks, args...);
+                i = blocks * K::kWideUnits;
+            }
+        }
         for (; i < bulk; i += K::kUnits) {
             K::template block<decltype(stream)::value>(src + i * K::kIn, dst + i * K::kOut,
                                                        args...);

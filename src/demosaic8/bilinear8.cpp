@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "bilinear8_avx2.h"
 #include "bilinear_sites.h"
 #include "passes.h"
 #include "rows.h"
@@ -182,6 +183,29 @@ inline void bandStep(const Out& out, const uint8_t* blue, ptrdiff_t stride, int3
         half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1))));
 }
 
+// Where the AVX2 body writes a band of writer rows.
+template <bool kExchange>
+inline WideOut wideOut(const Bgr8Writer& b, const Bgr8Writer& r) {
+    return {Form8::Bgr8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, nullptr};
+}
+template <bool kExchange>
+inline WideOut wideOut(const Bgra8Writer& b, const Bgra8Writer& r) {
+    return {Form8::Bgra8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, nullptr};
+}
+template <bool kExchange>
+inline WideOut wideOut(const PlanarWriter& b, const PlanarWriter& r) {
+    return {Form8::Planar,
+            kExchange,
+            {b.first, b.second, b.third},
+            {r.first, r.second, r.third},
+            nullptr};
+}
+template <bool kExchange>
+inline WideOut wideOut(const Mono8Writer& b, const Mono8Writer& r) {
+    return {
+        Form8::Mono8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, b.weights};
+}
+
 // Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns
 // (R0, C0), where the last-row and last-column passes start.
 template <bool kExchange, typename W>
@@ -190,12 +214,16 @@ uint64_t body(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t heigh
     const InnerSamples s{src, width};
     const ptrdiff_t stride = width;
     const LaneOutput<kExchange, W> out(w);
+    // AVX2: 32-column steps, then at most one 16-column step.
+    const int32_t wide = wideSteps<32>(1, width - 1);
     for (int32_t y = 1; y < r0; y += 2) {
         const uint8_t* blue = src + y * stride;
         const W wBlue = w.next(y), wRed = w.next(y + 1);
+        if (wide > 0) bilinearBandAvx2(wideOut<kExchange>(wBlue, wRed), blue, stride, 1, wide);
         // A step reads one column past its 16; it never passes c0 (both odd).
         eachStep<16, 2>(
-            1, width - 1, c0, [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
+            1 + 32 * wide, width - 1, c0,
+            [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
             [&](int32_t x, bool) {
                 emit<kExchange>(wBlue, x, atBlue(s, y, x));
                 emit<kExchange>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));

@@ -1,0 +1,89 @@
+// Vector helpers of the AVX2 bodies; include only from *_avx2.cpp files.
+//
+// Those files are compiled with -mavx2. An inline function with external
+// linkage compiled there would be an AVX2 copy that the linker may merge with
+// the baseline copy of another file and then run on a CPU without AVX2. So
+// they include no other tav header with inline functions or templates, and
+// everything here is in an anonymous namespace: each AVX2 file keeps its own
+// internal copy. (The intrinsics themselves are always inlined.)
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+namespace tav::avx2 {
+namespace {
+
+inline __m256i load(const uint8_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+// Two 16-byte halves from p and p + offset.
+inline __m256i loadHalves(const uint8_t* p, int offset) {
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + offset));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
+// kStream: non-temporal stores, as two 16-byte halves, since the callers'
+// destinations are only known to be 16-byte aligned.
+template <bool kStream = false>
+inline void store(uint8_t* p, __m256i v) {
+    if constexpr (kStream) {
+        _mm_stream_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(v));
+        _mm_stream_si128(reinterpret_cast<__m128i*>(p + 16), _mm256_extracti128_si256(v, 1));
+    } else {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+    }
+}
+
+// Byte k of each 16-byte lane of three-byte chunk `chunk` (0..2) takes pixel
+// (16 chunk + k) / 3 of the lane's 16 when its channel is `channel`.
+constexpr char interleave3Index(int chunk, int channel, int k) {
+    return (16 * chunk + k) % 3 == channel ? static_cast<char>((16 * chunk + k) / 3)
+                                           : static_cast<char>(0x80);
+}
+template <int kChunk, int kChannel>
+inline __m256i interleave3Mask() {
+#define TAV_I(k) interleave3Index(kChunk, kChannel, k)
+    const __m128i m = _mm_setr_epi8(TAV_I(0), TAV_I(1), TAV_I(2), TAV_I(3), TAV_I(4), TAV_I(5),
+                                    TAV_I(6), TAV_I(7), TAV_I(8), TAV_I(9), TAV_I(10), TAV_I(11),
+                                    TAV_I(12), TAV_I(13), TAV_I(14), TAV_I(15));
+#undef TAV_I
+    return _mm256_broadcastsi128_si256(m);
+}
+template <int kChunk>
+inline __m256i interleave3Chunk(__m256i c0, __m256i c1, __m256i c2) {
+    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(c0, interleave3Mask<kChunk, 0>()),
+                                           _mm256_shuffle_epi8(c1, interleave3Mask<kChunk, 1>())),
+                           _mm256_shuffle_epi8(c2, interleave3Mask<kChunk, 2>()));
+}
+
+// 32 pixels of three byte planes in pixel order into c0 c1 c2 c0 c1 c2 ...:
+// each 128-bit lane interleaves its 16 pixels, then the lanes are put in order.
+template <bool kStream = false>
+inline void interleave3(__m256i c0, __m256i c1, __m256i c2, uint8_t* out) {
+    const __m256i a = interleave3Chunk<0>(c0, c1, c2), b = interleave3Chunk<1>(c0, c1, c2),
+                  c = interleave3Chunk<2>(c0, c1, c2);
+    store<kStream>(out, _mm256_permute2x128_si256(a, b, 0x20));
+    store<kStream>(out + 32, _mm256_permute2x128_si256(c, a, 0x30));
+    store<kStream>(out + 64, _mm256_permute2x128_si256(b, c, 0x31));
+}
+
+// 32 pixels of four byte planes into c0 c1 c2 c3 ...
+template <bool kStream = false>
+inline void interleave4(__m256i c0, __m256i c1, __m256i c2, __m256i c3, uint8_t* out) {
+    const __m256i lo01 = _mm256_unpacklo_epi8(c0, c1), hi01 = _mm256_unpackhi_epi8(c0, c1);
+    const __m256i lo23 = _mm256_unpacklo_epi8(c2, c3), hi23 = _mm256_unpackhi_epi8(c2, c3);
+    // Pixels 0-3|16-19, 4-7|20-23, 8-11|24-27, 12-15|28-31.
+    const __m256i q0 = _mm256_unpacklo_epi16(lo01, lo23), q1 = _mm256_unpackhi_epi16(lo01, lo23);
+    const __m256i q2 = _mm256_unpacklo_epi16(hi01, hi23), q3 = _mm256_unpackhi_epi16(hi01, hi23);
+    store<kStream>(out, _mm256_permute2x128_si256(q0, q1, 0x20));
+    store<kStream>(out + 32, _mm256_permute2x128_si256(q2, q3, 0x20));
+    store<kStream>(out + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
+    store<kStream>(out + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
+}
+
+}  // namespace
+}  // namespace tav::avx2
