@@ -210,8 +210,8 @@ TEST(Concurrency, StatelessEntriesOnSharedSources) {
             return tavImageTypeConvert(&src, &dst, target);
         });
     }
-    // Normalisation and Mono8 conversion.
-    add(6 * n, [=](uint8_t* out) {
+    // Normalisation and Mono8 conversion, at odd offsets.
+    add(6 * n + 1, [=](uint8_t* out) {
         unpacked_old(bytes->data(), h, w, out);
         u16Tou8_old(words->data(), h, w, 4, out + n + 1);
         return mono8Convert(bytes->data(), out + 2 * n + 1, h, w, TAV_PF_BGRA8);
