@@ -9,15 +9,16 @@
 
 namespace tavtest {
 
-// Runs `call` at the scalar level, then at the vector level (left in force);
-// returns both results.
+// Runs `call` at the scalar level, then at the vector level the suite runs at
+// (TAV_ISA); returns both results.
 template <typename F>
 auto atBothLevels(F&& call) {
+    const tav::Level vector = tav::vectorLevel() ? tav::level() : tav::Level::Sse41;
     tav::setLevel(tav::Level::Scalar);
     auto scalar = call();
-    tav::setLevel(tav::Level::Sse41);
-    auto vector = call();
-    return std::pair{std::move(scalar), std::move(vector)};
+    tav::setLevel(vector);
+    auto atVector = call();
+    return std::pair{std::move(scalar), std::move(atVector)};
 }
 
 inline uint8_t* bytes(std::vector<uint16_t>& v) {

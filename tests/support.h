@@ -67,7 +67,8 @@ struct AtLevel {
     tav::Level saved = tav::level();
     ~AtLevel() { tav::setLevel(saved); }
 };
-inline constexpr tav::Level kLevels[] = {tav::Level::Scalar, tav::Level::Sse41};
+// Levels the CPU lacks fall back to the best it has.
+inline constexpr tav::Level kLevels[] = {tav::Level::Scalar, tav::Level::Sse41, tav::Level::Avx2};
 
 // A buffer of exactly `size` bytes followed by a poisoned tail: writes there
 // show in intact(), and under AddressSanitizer any access there traps.
