@@ -1,0 +1,53 @@
+// Row bands on a shared pool of workers. A frame walk hands its rows (or row
+// pairs, or any unit of rows it keeps whole) to parallelRows; each band writes
+// only its own rows, so the bytes are the same at every thread count. At one
+// thread, or for a frame too small to gain, the walk runs on the caller's
+// thread as a single band.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+namespace tav {
+
+// Threads a frame may use (at least 1).
+int32_t numThreads();
+
+// Smallest band worth a hand-off, in pixels: below it the hand-off costs more
+// than the band (measured at 4096 columns on bilinear BGR8).
+constexpr int64_t kBandPixels = 256 * 1024;
+
+// For tests (not exported): when `units` > 0, every band is at least that many
+// units whatever the frame walk asks, so small frames split too; 0 restores
+// the walks' own minimum.
+void setBandUnits(int32_t units);
+
+namespace detail {
+using BandFn = void (*)(void* fn, int32_t begin, int32_t end);
+void runBands(int32_t units, int32_t bands, BandFn call, void* fn);
+int32_t bandCount(int32_t units, int32_t minUnits);
+}  // namespace detail
+
+// Calls fn(begin, end) over consecutive bands covering [0, units), each at
+// least `minUnits` long, the caller running bands too. Returns when every band
+// is done; every band's writes are visible to the caller then.
+template <typename F>
+void parallelRows(int32_t units, int32_t minUnits, F&& fn) {
+    const int32_t bands = detail::bandCount(units, minUnits);
+    if (bands <= 1) {
+        if (units > 0) fn(int32_t{0}, units);
+        return;
+    }
+    using Fn = std::remove_reference_t<F>;
+    detail::runBands(
+        units, bands,
+        [](void* f, int32_t begin, int32_t end) { (*static_cast<Fn*>(f))(begin, end); },
+        const_cast<std::remove_const_t<Fn>*>(&fn));
+}
+
+// Units of `unitPixels` pixels a band needs to be worth a hand-off.
+constexpr int32_t minBandUnits(int64_t unitPixels) {
+    return unitPixels <= 0 ? 1 : static_cast<int32_t>((kBandPixels + unitPixels - 1) / unitPixels);
+}
+
+}  // namespace tav

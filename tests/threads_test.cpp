@@ -1,0 +1,204 @@
+// Row bands never change a byte: every entry gives the same output at 1, 2, 3
+// and 7 threads, with bands forced small so that small frames split too, and
+// the pool serves many callers at once and a forked child.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <thread>
+
+#include "core/threads.h"
+#include "frames.h"
+
+namespace tavtest {
+namespace {
+
+// Sets the thread count and the forced band length for one test.
+struct Threads {
+    int32_t saved = tavGetNumThreads();
+    Threads(int32_t n, int32_t bandUnits) { set(n, bandUnits); }
+    void set(int32_t n, int32_t bandUnits) {
+        EXPECT_EQ(tavSetNumThreads(n), TAV_OK);
+        tav::setBandUnits(bandUnits);
+    }
+    ~Threads() {
+        tavSetNumThreads(saved);
+        tav::setBandUnits(0);
+    }
+};
+
+// One entry on a random frame of h x w pixels: its result code and output bytes.
+using Entry = std::function<std::vector<uint8_t>(int32_t h, int32_t w)>;
+
+std::vector<uint8_t> demosaic8(uint32_t code, uint64_t output, uint32_t method, int32_t h,
+                               int32_t w) {
+    std::vector<uint8_t> src = randomBytes(size_t(h) * w, h * 31 + w);
+    std::vector<uint8_t> dst(size_t(h) * w * 4 + 1, 0x5A);
+    Context c;
+    c.setOutput(output);
+    TavImage in{h, w, code, src.data(), w};
+    TavImage out{0, 0, 0, dst.data(), 0};
+    dst.back() = uint8_t(tavDemosaicing(c.ctx, &in, method, &out));
+    return dst;
+}
+
+std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method, int32_t h,
+                                  int32_t w) {
+    Run16 r = demosaic16(code, output, method, 12, randomWords(size_t(h) * w, h + w, 12), h, w);
+    r.out.push_back(uint16_t(r.code));
+    return {bytes(r.out), bytes(r.out) + 2 * r.out.size()};
+}
+
+std::vector<uint8_t> convert(uint32_t from, int32_t inBytes, uint64_t to, int32_t h, int32_t w) {
+    std::vector<uint8_t> src = randomBytes(size_t(h) * w * inBytes, h * 7 + w);
+    std::vector<uint8_t> dst(size_t(h) * w * 4 + 1, 0x5A);
+    TavImage in{h, w, from, src.data(), w * inBytes};
+    TavImage out{0, 0, 0, dst.data(), 0};
+    dst.back() = uint8_t(tavImageTypeConvert(&in, &out, to));
+    return dst;
+}
+
+struct Case {
+    std::string name;
+    Entry run;
+};
+
+std::vector<Case> cases() {
+    std::vector<Case> all;
+    const char* methods[] = {"Nearest", "Bilinear", "Edge", "Hq"};
+    for (uint32_t m = 0; m < 4; ++m) {
+        for (const Phase& p : kPhases) {
+            for (const Output& o : kOutputs) {
+                all.push_back(
+                    {std::string(methods[m]) + p.name + "To" + o.name,
+                     [=](int32_t h, int32_t w) { return demosaic8(p.code, o.format, m, h, w); }});
+            }
+        }
+    }
+    for (uint32_t m = 1; m <= 2; ++m) {
+        for (int64_t out : {int64_t{TAV_PF_RGB12}, int64_t{TAV_PF_BGR12}}) {
+            const std::string name = m == 1 ? "Bilinear16" : "Edge16";
+            all.push_back({name + (out == TAV_PF_RGB12 ? "Rgb" : "Bgr"), [=](int32_t h, int32_t w) {
+                               return demosaicWide(TAV_PF_BAYER_GB12, out, m, h, w);
+                           }});
+        }
+    }
+    all.push_back({"Uyvy", [](int32_t h, int32_t w) {
+                       return convert(TAV_PF_YUV422_8_UYVY, 2, TAV_PF_BGRA8, h, w);
+                   }});
+    all.push_back(
+        {"Rgb", [](int32_t h, int32_t w) { return convert(TAV_PF_RGB8, 3, TAV_PF_BGR8, h, w); }});
+    return all;
+}
+
+Case named(const std::string& name) {
+    for (Case& c : cases())
+        if (c.name == name) return c;
+    ADD_FAILURE() << "no case " << name;
+    return {};
+}
+
+struct Size {
+    int32_t h, w;
+};
+
+void PrintTo(const Case& c, std::ostream* os) {
+    *os << c.name;
+}
+void PrintTo(const Size& s, std::ostream* os) {
+    *os << s.h << "x" << s.w;
+}
+
+class Bands : public testing::TestWithParam<std::tuple<Case, Size>> {};
+
+TEST_P(Bands, SameBytesAtEveryThreadCount) {
+    const auto& [c, size] = GetParam();
+    Threads threads(1, 0);
+    const std::vector<uint8_t> one = c.run(size.h, size.w);
+    for (int32_t n : {2, 3, 7}) {
+        for (int32_t units : {1, 2, 5}) {
+            threads.set(n, units);
+            EXPECT_EQ(c.run(size.h, size.w), one) << n << " threads, bands of " << units;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Entries, Bands,
+                         testing::Combine(testing::ValuesIn(cases()),
+                                          testing::Values(Size{2, 2}, Size{7, 9}, Size{6, 6},
+                                                          Size{41, 35}, Size{16, 33},
+                                                          Size{23, 70})),
+                         [](const auto& info) {
+                             const Size s = std::get<1>(info.param);
+                             return std::get<0>(info.param).name + "_" + std::to_string(s.h) + "x" +
+                                    std::to_string(s.w);
+                         });
+
+// Near the pixel threshold the walks choose the bands themselves.
+TEST(Bands, SplitAtTheirOwnThreshold) {
+    Threads threads(1, 0);
+    const int32_t w = 1023;
+    for (const char* name : {"BilinearRGToBGR8", "BilinearGBToMono8"}) {
+        const Case c = named(name);
+        const int32_t least = 2 * tav::minBandUnits(2 * w);
+        for (int32_t h : {least - 1, least + 3, 2 * least + 1}) {
+            threads.set(1, 0);
+            const std::vector<uint8_t> one = c.run(h, w);
+            threads.set(2, 0);
+            EXPECT_EQ(c.run(h, w), one) << h << " rows";
+        }
+    }
+}
+
+TEST(Threads, CountIsProcessWide) {
+    Threads threads(1, 0);
+    EXPECT_EQ(tavSetNumThreads(-1), TAV_E_PARAMETER);
+    EXPECT_EQ(tavGetNumThreads(), 1);
+    EXPECT_EQ(tavSetNumThreads(3), TAV_OK);
+    EXPECT_EQ(tavGetNumThreads(), 3);
+    EXPECT_EQ(tavSetNumThreads(0), TAV_OK);
+    EXPECT_EQ(tavGetNumThreads(), int32_t(std::max(1u, std::thread::hardware_concurrency())));
+}
+
+// Callers on their own threads share the pool with bands forced small: each
+// gets the bytes it gets alone.
+TEST(ConcurrencyBands, ManyCallersShareThePool) {
+    Threads threads(1, 0);
+    std::vector<Case> chosen;
+    for (const char* name :
+         {"BilinearRGToBGR8", "EdgeGBToBGRa8", "NearestGRToMono8", "Edge16Bgr", "Uyvy"})
+        chosen.push_back(named(name));
+    std::vector<std::vector<uint8_t>> alone;
+    for (const Case& c : chosen) alone.push_back(c.run(37, 45));
+    threads.set(3, 1);
+    std::vector<std::thread> callers;
+    std::vector<int> mismatches(8, 0);
+    for (int t = 0; t < 8; ++t) {
+        callers.emplace_back([&, t] {
+            for (int i = 0; i < 20; ++i) {
+                const size_t k = size_t(t + i) % chosen.size();
+                if (chosen[k].run(37, 45) != alone[k]) ++mismatches[t];
+            }
+        });
+    }
+    for (auto& c : callers) c.join();
+    EXPECT_EQ(mismatches, std::vector<int>(8, 0));
+}
+
+// A child forked after the pool started runs multi-band frames with its own workers.
+TEST(Threads, ForkedChildStillWorks) {
+    Threads threads(1, 0);
+    const Case c = named("BilinearRGToBGR8");
+    const std::vector<uint8_t> one = c.run(41, 35);
+    threads.set(3, 1);
+    ASSERT_EQ(c.run(41, 35), one);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) _exit(c.run(41, 35) == one && c.run(41, 35) == one ? 0 : 1);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+}  // namespace
+}  // namespace tavtest
