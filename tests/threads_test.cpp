@@ -49,10 +49,11 @@ std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method
     return {bytes(r.out), bytes(r.out) + 2 * r.out.size()};
 }
 
-std::vector<uint8_t> convert(uint32_t from, int32_t inBytes, uint64_t to, int32_t h, int32_t w) {
-    std::vector<uint8_t> src = randomBytes(size_t(h) * w * inBytes, h * 7 + w);
+// Sources of up to three bytes a pixel; the entry reads compact rows.
+std::vector<uint8_t> convert(uint32_t from, uint64_t to, int32_t h, int32_t w) {
+    std::vector<uint8_t> src = randomBytes(size_t(h) * w * 3, h * 7 + w);
     std::vector<uint8_t> dst(size_t(h) * w * 4 + 1, 0x5A);
-    TavImage in{h, w, from, src.data(), w * inBytes};
+    TavImage in{h, w, from, src.data(), 0};
     TavImage out{0, 0, 0, dst.data(), 0};
     dst.back() = uint8_t(tavImageTypeConvert(&in, &out, to));
     return dst;
@@ -83,11 +84,28 @@ std::vector<Case> cases() {
                            }});
         }
     }
-    all.push_back({"Uyvy", [](int32_t h, int32_t w) {
-                       return convert(TAV_PF_YUV422_8_UYVY, 2, TAV_PF_BGRA8, h, w);
-                   }});
-    all.push_back(
-        {"Rgb", [](int32_t h, int32_t w) { return convert(TAV_PF_RGB8, 3, TAV_PF_BGR8, h, w); }});
+    struct Conversion {
+        const char* name;
+        uint32_t from;
+        uint64_t to;
+    };
+    const Conversion conversions[] = {
+        {"Uyvy", TAV_PF_YUV422_8_UYVY, TAV_PF_BGRA8},
+        {"YuyvToRgb8", TAV_PF_YUV422_8, TAV_PF_RGB8},
+        {"YuyvToMono8", TAV_PF_YUV422_8, TAV_PF_MONO8},
+        {"UyvToBgr8", TAV_PF_YUV8_UYV, TAV_PF_BGR8},
+        {"Yuv411ToRgba8", TAV_PF_YUV411_8_UYYVYY, TAV_PF_RGBA8},
+        {"Rgb", TAV_PF_RGB8, TAV_PF_BGR8},
+        {"RgbToBgra8", TAV_PF_RGB8, TAV_PF_BGRA8},
+        {"BgrToMono8", TAV_PF_BGR8, TAV_PF_MONO8},
+        {"BgrToUyv", TAV_PF_BGR8, TAV_PF_YUV8_UYV},
+        {"RgbToYuv422", TAV_PF_RGB8, TAV_PF_YUV422_8},
+        {"BgrToYuv411", TAV_PF_BGR8, TAV_PF_YUV411_8_UYYVYY},
+        {"Mono8ToBgr8", TAV_PF_MONO8, TAV_PF_BGR8},
+    };
+    for (const Conversion& c : conversions) {
+        all.push_back({c.name, [c](int32_t h, int32_t w) { return convert(c.from, c.to, h, w); }});
+    }
     return all;
 }
 
@@ -126,8 +144,8 @@ TEST_P(Bands, SameBytesAtEveryThreadCount) {
 INSTANTIATE_TEST_SUITE_P(Entries, Bands,
                          testing::Combine(testing::ValuesIn(cases()),
                                           testing::Values(Size{2, 2}, Size{7, 9}, Size{6, 6},
-                                                          Size{41, 35}, Size{16, 33},
-                                                          Size{23, 70})),
+                                                          Size{41, 35}, Size{16, 33}, Size{23, 70},
+                                                          Size{37, 44})),
                          [](const auto& info) {
                              const Size s = std::get<1>(info.param);
                              return std::get<0>(info.param).name + "_" + std::to_string(s.h) + "x" +

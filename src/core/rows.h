@@ -10,6 +10,7 @@
 
 #include "level.h"
 #include "simd.h"
+#include "threads.h"
 
 namespace tav {
 
@@ -36,8 +37,9 @@ inline void eachStep(I x, std::common_type_t<I> stepEnd, std::common_type_t<I> e
 //   kIn, kOut         source and destination bytes per unit
 //   block<kStream>(s, d, args...)   kUnits units
 //   unit(s, d, args...)             one unit
+// A block reads and writes its own units only, so a span can start at any block.
 template <typename K, typename... A>
-void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
+void runUnitSpan(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
     if (units <= 0) return;
     const size_t n = static_cast<size_t>(units);
     const size_t bulk = vectorLevel() ? n / K::kUnits * K::kUnits : 0;
@@ -49,6 +51,22 @@ void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
         }
     });
     for (; i < n; ++i) K::unit(src + i * K::kIn, dst + i * K::kOut, args...);
+}
+
+// The same in bands of whole blocks, the last band with the rest, so that the
+// blocks and the scalar tail cover the units they cover in one span.
+template <typename K, typename... A>
+void runUnits(const uint8_t* src, uint8_t* dst, ptrdiff_t units, A... args) {
+    const ptrdiff_t blocks = units > 0 ? units / K::kUnits : 0;
+    if (blocks < 2 || blocks > INT32_MAX) return runUnitSpan<K>(src, dst, units, args...);
+    // A band moves at least three bytes per kBandPixels on its wider side.
+    constexpr int64_t kBlockBytes = int64_t{K::kUnits} * (K::kIn > K::kOut ? K::kIn : K::kOut);
+    constexpr int32_t kLeast = minBandUnits(kBlockBytes / 3 > 0 ? kBlockBytes / 3 : 1);
+    parallelRows(static_cast<int32_t>(blocks), kLeast, [&](int32_t b0, int32_t b1) {
+        const ptrdiff_t u0 = ptrdiff_t{b0} * K::kUnits;
+        const ptrdiff_t u1 = b1 == blocks ? units : ptrdiff_t{b1} * K::kUnits;
+        runUnitSpan<K>(src + u0 * K::kIn, dst + u0 * K::kOut, u1 - u0, args...);
+    });
 }
 
 }  // namespace tav
