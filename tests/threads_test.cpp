@@ -42,6 +42,21 @@ std::vector<uint8_t> demosaic8(uint32_t code, uint64_t output, uint32_t method, 
     return dst;
 }
 
+// A wide or packed source with `padding` bytes after each row, random bits
+// everywhere (stray high bits included): the entry narrows it first.
+std::vector<uint8_t> narrowed(uint32_t code, bool packed, int32_t padding, int32_t h, int32_t w) {
+    const int32_t pitch = (packed ? w + w / 2 : 2 * w) + padding;
+    // Compact packed rows of odd width run on across rows: half a byte more each.
+    std::vector<uint8_t> src = randomBytes(size_t(h) * (pitch + 1) + 3, h * 5 + w);
+    std::vector<uint8_t> dst(size_t(h) * w + 1, 0x5A);
+    Context c;
+    c.setOutput(TAV_PF_MONO8);
+    TavImage in{h, w, code, src.data(), pitch};
+    TavImage out{0, 0, 0, dst.data(), 0};
+    dst.back() = uint8_t(tavDemosaicing(c.ctx, &in, 0, &out));
+    return dst;
+}
+
 std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method, int32_t h,
                                   int32_t w) {
     Run16 r = demosaic16(code, output, method, 12, randomWords(size_t(h) * w, h + w, 12), h, w);
@@ -75,6 +90,15 @@ std::vector<Case> cases() {
                      [=](int32_t h, int32_t w) { return demosaic8(p.code, o.format, m, h, w); }});
             }
         }
+    }
+    for (int32_t padding : {0, 6}) {
+        const std::string pad = padding ? "Padded" : "";
+        all.push_back({"Words" + pad, [=](int32_t h, int32_t w) {
+                           return narrowed(TAV_PF_BAYER_RG12, false, padding, h, w);
+                       }});
+        all.push_back({"Packed" + pad, [=](int32_t h, int32_t w) {
+                           return narrowed(TAV_PF_BAYER_GB12_PACKED, true, padding, h, w);
+                       }});
     }
     for (uint32_t m = 1; m <= 2; ++m) {
         for (int64_t out : {int64_t{TAV_PF_RGB12}, int64_t{TAV_PF_BGR12}}) {
