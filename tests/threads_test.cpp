@@ -57,6 +57,23 @@ std::vector<uint8_t> narrowed(uint32_t code, bool packed, int32_t padding, int32
     return dst;
 }
 
+// Lens shading in place, mode 1 on Mono12 words, mode 0 on a Bayer mosaic.
+std::vector<uint8_t> shaded(uint32_t mode, uint32_t format, int32_t sampleBytes, int32_t h,
+                            int32_t w) {
+    const size_t words = mode == 1 ? size_t(h) * w : size_t(h / 2) * (w / 2);
+    std::vector<uint32_t> table{mode, uint32_t(h), uint32_t(w)};
+    std::mt19937 rng(h * 3 + w);
+    for (size_t i = 0; i < words; ++i) table.push_back(rng() & 0x7FFFF);
+    std::vector<uint8_t> frame = randomBytes(size_t(h) * w * sampleBytes, h + 3 * w);
+    if (sampleBytes == 2) {
+        for (size_t i = 1; i < frame.size(); i += 2) frame[i] &= 0x0F;
+    }
+    const TavImage image{h, w, format, frame.data(), 0};
+    frame.push_back(uint8_t(
+        tavLSCorrection(&image, &image, reinterpret_cast<const TavLscParameter*>(table.data()))));
+    return frame;
+}
+
 std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method, int32_t h,
                                   int32_t w) {
     Run16 r = demosaic16(code, output, method, 12, randomWords(size_t(h) * w, h + w, 12), h, w);
@@ -100,6 +117,12 @@ std::vector<Case> cases() {
                            return narrowed(TAV_PF_BAYER_GB12_PACKED, true, padding, h, w);
                        }});
     }
+    all.push_back(
+        {"ShadingMono12", [](int32_t h, int32_t w) { return shaded(1, TAV_PF_MONO12, 2, h, w); }});
+    all.push_back({"ShadingBayer10",
+                   [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_RG10, 2, h, w); }});
+    all.push_back({"ShadingBayer8",
+                   [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_GB8, 1, h, w); }});
     for (uint32_t m = 1; m <= 2; ++m) {
         for (int64_t out : {int64_t{TAV_PF_RGB12}, int64_t{TAV_PF_BGR12}}) {
             const std::string name = m == 1 ? "Bilinear16" : "Edge16";

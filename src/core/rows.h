@@ -34,12 +34,13 @@ inline void eachStep(I x, std::common_type_t<I> stepEnd, std::common_type_t<I> e
 // Calls fn(x0, x1) over bands of [0, count) made of whole kStep steps, the
 // last band with the rest, so that a walk of each band with eachStep runs its
 // vector steps and its scalar tail where a walk of the whole span would.
-template <int32_t kStep, typename F>
-void parallelSteps(int32_t count, F&& fn) {
-    const int32_t steps = count > 0 ? count / kStep : 0;
-    if (steps < 2) return fn(int32_t{0}, count);
-    parallelRows(steps, minBandUnits(kStep),
-                 [&](int32_t s0, int32_t s1) { fn(s0 * kStep, s1 == steps ? count : s1 * kStep); });
+template <int32_t kStep, typename I, typename F>
+void parallelSteps(I count, F&& fn) {
+    const I steps = count > 0 ? count / kStep : 0;
+    if (steps < 2 || steps > INT32_MAX) return fn(I{0}, count);
+    parallelRows(static_cast<int32_t>(steps), minBandUnits(kStep), [&](int32_t s0, int32_t s1) {
+        fn(I{s0} * kStep, s1 == steps ? count : I{s1} * kStep);
+    });
 }
 
 // Runs a unit kernel over `units` units stored one after another: the vector
