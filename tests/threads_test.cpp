@@ -252,6 +252,13 @@ TEST(ConcurrencyBands, ManyCallersShareThePool) {
 
 // A child forked after the pool started runs multi-band frames with its own workers.
 TEST(Threads, ForkedChildStillWorks) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "ThreadSanitizer cannot start threads after a multi-threaded fork";
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+    GTEST_SKIP() << "ThreadSanitizer cannot start threads after a multi-threaded fork";
+#endif
+#endif
     Threads threads(1, 0);
     const Case c = named("BilinearRGToBGR8");
     const std::vector<uint8_t> one = c.run(41, 35);

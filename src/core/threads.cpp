@@ -51,6 +51,8 @@ std::atomic<int32_t> gBandUnits{0};
 struct Job {
     detail::BandFn call;
     void* fn;
+    uint8_t* scratch;  // scratchBytes for each band after the first
+    size_t scratchBytes;
     int32_t units, bands;
     int32_t workerLimit;  // workers that may join: the thread count less the caller
     int32_t workers;      // guarded by Pool::lock
@@ -62,7 +64,8 @@ void runTaken(Job& job) {
         // Bands as even as the units allow; the first ones take the remainder.
         const int32_t base = job.units / job.bands, extra = job.units % job.bands;
         const int32_t begin = b * base + std::min(b, extra);
-        job.call(job.fn, begin, begin + base + (b < extra ? 1 : 0));
+        uint8_t* scratch = b == 0 ? nullptr : job.scratch + (b - 1) * job.scratchBytes;
+        job.call(job.fn, begin, begin + base + (b < extra ? 1 : 0), scratch);
     }
     _mm_sfence();  // streamed stores of the bands, before the hand-back
 }
@@ -77,8 +80,23 @@ struct Pool {
     bool stop = false;
     int32_t started = 0;
     pthread_t handles[kMaxThreads];
+    uint8_t* scratch = nullptr;  // the bands' buffers, used by the caller owning the pool
+    size_t scratchBytes = 0;
 
-    ~Pool() { shutDown(); }
+    ~Pool() {
+        shutDown();
+        std::free(scratch);
+    }
+
+    // Caller holds `taken`: room for `bytes`, kept for later frames.
+    bool reserve(size_t bytes) {
+        if (bytes <= scratchBytes) return true;
+        void* grown = std::realloc(scratch, bytes);
+        if (grown == nullptr) return false;
+        scratch = static_cast<uint8_t*>(grown);
+        scratchBytes = bytes;
+        return true;
+    }
 
     void shutDown() {
         pthread_mutex_lock(&lock);
@@ -171,12 +189,22 @@ int32_t bandCount(int32_t units, int32_t minUnits) {
     return std::max(1, std::min(threads, units / least));
 }
 
-void runBands(int32_t units, int32_t bands, BandFn call, void* fn) {
-    Job job{call, fn, units, bands, bands - 1, 0, {0}};
+bool runBands(int32_t units, int32_t bands, size_t scratchBytes, BandFn call, void* fn) {
+    Job job{call, fn, nullptr, scratchBytes, units, bands, bands - 1, 0, {0}};
     Pool& pool = gPool;
     if (pool.taken.exchange(true, std::memory_order_acquire)) {
-        runTaken(job);  // another caller's bands are on the workers: do ours here
-        return;
+        // Another caller's bands are on the workers: do ours here, in one band
+        // when they need the pool's buffers.
+        if (scratchBytes > 0) return false;
+        runTaken(job);
+        return true;
+    }
+    if (scratchBytes > 0) {
+        if (!pool.reserve(scratchBytes * static_cast<size_t>(bands - 1))) {
+            pool.taken.store(false, std::memory_order_release);
+            return false;
+        }
+        job.scratch = pool.scratch;
     }
     watchForks();
     pool.startWorkers(std::min(numThreads(), kMaxThreads) - 1);
@@ -193,6 +221,7 @@ void runBands(int32_t units, int32_t bands, BandFn call, void* fn) {
     while (job.workers > 0) pthread_cond_wait(&pool.left, &pool.lock);
     pthread_mutex_unlock(&pool.lock);
     pool.taken.store(false, std::memory_order_release);
+    return true;
 }
 
 }  // namespace detail

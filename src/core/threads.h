@@ -5,8 +5,8 @@
 // thread as a single band.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
 namespace tav {
 
@@ -23,9 +23,23 @@ constexpr int64_t kBandPixels = 256 * 1024;
 void setBandUnits(int32_t units);
 
 namespace detail {
-using BandFn = void (*)(void* fn, int32_t begin, int32_t end);
-void runBands(int32_t units, int32_t bands, BandFn call, void* fn);
+using BandFn = void (*)(void* fn, int32_t begin, int32_t end, uint8_t* scratch);
+bool runBands(int32_t units, int32_t bands, size_t scratchBytes, BandFn call, void* fn);
 int32_t bandCount(int32_t units, int32_t minUnits);
+
+template <typename F>
+void bands(int32_t units, int32_t minUnits, size_t scratchBytes, F& fn) {
+    const int32_t n = bandCount(units, minUnits);
+    if (n > 1 && runBands(
+                     units, n, scratchBytes,
+                     [](void* f, int32_t begin, int32_t end, uint8_t* scratch) {
+                         (*static_cast<F*>(f))(begin, end, scratch);
+                     },
+                     &fn)) {
+        return;
+    }
+    if (units > 0) fn(int32_t{0}, units, static_cast<uint8_t*>(nullptr));
+}
 }  // namespace detail
 
 // Calls fn(begin, end) over consecutive bands covering [0, units), each at
@@ -33,16 +47,17 @@ int32_t bandCount(int32_t units, int32_t minUnits);
 // is done; every band's writes are visible to the caller then.
 template <typename F>
 void parallelRows(int32_t units, int32_t minUnits, F&& fn) {
-    const int32_t bands = detail::bandCount(units, minUnits);
-    if (bands <= 1) {
-        if (units > 0) fn(int32_t{0}, units);
-        return;
-    }
-    using Fn = std::remove_reference_t<F>;
-    detail::runBands(
-        units, bands,
-        [](void* f, int32_t begin, int32_t end) { (*static_cast<Fn*>(f))(begin, end); },
-        const_cast<std::remove_const_t<Fn>*>(&fn));
+    auto band = [&fn](int32_t begin, int32_t end, uint8_t*) { fn(begin, end); };
+    detail::bands(units, minUnits, 0, band);
+}
+
+// The same for walks that carry state down the rows in a buffer:
+// fn(begin, end, scratch) gets nullptr for the band starting at 0, which uses
+// the caller's own buffer, and for every other band `scratchBytes` bytes of
+// the pool's, kept from frame to frame (grown to the largest size seen).
+template <typename F>
+void parallelRowsWithScratch(int32_t units, int32_t minUnits, size_t scratchBytes, F&& fn) {
+    detail::bands(units, minUnits, scratchBytes, fn);
 }
 
 // Units of `unitPixels` pixels a band needs to be worth a hand-off.

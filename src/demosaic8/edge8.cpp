@@ -2,8 +2,11 @@
 // passes, bottom pass) for both phases, and the exported entries and passes.
 #include "edge8.h"
 
+#include <cstring>
+
 #include "report.h"
 #include "tav.h"
+#include "threads.h"
 
 namespace tav::d8::edge {
 namespace {
@@ -33,14 +36,42 @@ void convert(const uint8_t* src, int height, int width, const Writer& out, uint8
     } else {
         topRedFirst(src, width, out, line);
     }
+    // Row pairs in bands. The line carries each pair's greens to the pair
+    // below: a band after the first starts from a line of its own, filled
+    // with the greens of the pair above it, and the band that ends the body
+    // hands its line on to the bottom rows.
+    const int first = r;
+    const int pairs = r < height - 3 ? (height - 2 - r) / 2 : 0;
+    const size_t lineBytes = static_cast<size_t>(width) + 32;
+    auto pairRows = [&](int at, const uint8_t** rows) {
+        for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(at - 2 + i) * width;
+    };
+    uint8_t* bottomLine = line;  // the line of the band ending the body
+    auto walk = [&](int32_t p0, int32_t p1, uint8_t* own) {
+        const uint8_t* rows[6];
+        const int at = first + 2 * p0;
+        uint8_t* band = own ? own : line;
+        if (own) {
+            pairRows(at - 2, rows);
+            const Window above{rows, width};
+            fillGreens(above, 0, 0, band);
+            fillGreens(above, 1, 1, band);
+        }
+        pairRows(at, rows);
+        Writer lo = out.next(at);
+        for (int32_t p = p0; p < p1; ++p) {
+            bodyPass(rows, width, lo, band);
+            for (const uint8_t*& q : rows) q += 2 * static_cast<ptrdiff_t>(width);
+            lo = lo.next(2);
+        }
+        if (p1 == pairs) bottomLine = band;
+    };
+    parallelRowsWithScratch(pairs, minBandUnits(2 * int64_t{width}), lineBytes, walk);
+    if (bottomLine != line) std::memcpy(line, bottomLine, static_cast<size_t>(width));
+    r = first + 2 * pairs;
     const uint8_t* rows[6];
-    for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(r - 2 + i) * width;
-    Writer lo = out.next(r);
-    for (; r < height - 3; r += 2) {
-        bodyPass(rows, width, lo, line);
-        for (const uint8_t*& p : rows) p += 2 * static_cast<ptrdiff_t>(width);
-        lo = lo.next(2);
-    }
+    pairRows(r, rows);
+    const Writer lo = out.next(r);
     if (r == height - 2) {
         last2Rows(rows, width, lo, line);
     } else {
