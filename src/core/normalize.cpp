@@ -114,9 +114,17 @@ void unpacked(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, 
     withStorePolicy(dst, tav::streamBytes(height, width), [&](auto stream) {
         tav::parallelRows(height, tav::minBandUnits(width), [&](int32_t r0, int32_t r1) {
             for (int32_t r = r0; r < r1; ++r) {
-                tav::unpackRow<decltype(stream)::value>(src + static_cast<ptrdiff_t>(r) * pitch,
-                                                        dst + static_cast<ptrdiff_t>(r) * width,
-                                                        width);
+                const uint8_t* s = src + static_cast<ptrdiff_t>(r) * pitch;
+                uint8_t* d = dst + static_cast<ptrdiff_t>(r) * width;
+                // An odd row writes a 0 over the next row's first sample, which
+                // the next row then writes; a band's last row leaves the next
+                // band's alone (same steps: width - 1 has width's whole steps).
+                if ((width & 1) != 0 && r == r1 - 1 && r1 < height) {
+                    tav::unpackRow<decltype(stream)::value>(s, d, width - 1);
+                    d[width - 1] = s[(width - 1) / 2 * 3];
+                } else {
+                    tav::unpackRow<decltype(stream)::value>(s, d, width);
+                }
             }
         });
     });
