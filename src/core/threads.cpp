@@ -23,6 +23,7 @@ namespace {
 
 // More workers than this never pay on a frame; it also bounds the handle array.
 constexpr int32_t kMaxThreads = 256;
+constexpr int32_t kBandsPerThread = 4;
 
 int32_t onlineCores() {
     const long n = sysconf(_SC_NPROCESSORS_ONLN);
@@ -186,7 +187,8 @@ int32_t bandCount(int32_t units, int32_t minUnits) {
     if (threads <= 1 || units <= 1) return 1;
     const int32_t forced = gBandUnits.load(std::memory_order_relaxed);
     const int32_t least = std::max(1, forced > 0 ? forced : minUnits);
-    return std::max(1, std::min(threads, units / least));
+    // A few bands a thread: a worker the system holds back leaves less to wait for.
+    return std::max(1, std::min(threads * kBandsPerThread, units / least));
 }
 
 bool runBands(int32_t units, int32_t bands, size_t scratchBytes, BandFn call, void* fn) {
