@@ -2,8 +2,6 @@
 // passes, bottom pass) for both phases, and the exported entries and passes.
 #include "edge8.h"
 
-#include <cstring>
-
 #include "report.h"
 #include "tav.h"
 #include "threads.h"
@@ -37,26 +35,30 @@ void convert(const uint8_t* src, int height, int width, const Writer& out, uint8
         topRedFirst(src, width, out, line);
     }
     // Row pairs in bands. The line carries each pair's greens to the pair
-    // below: a band after the first starts from a line of its own, filled
-    // with the greens of the pair above it, and the band that ends the body
-    // hands its line on to the bottom rows.
+    // below: a band after the first starts from a line of the pool's, filled
+    // with the greens of the pair above it; when such a band ends the body,
+    // the caller's line is filled with the last pair's greens for the bottom
+    // rows (the pool's line belongs to the next caller by then).
     const int first = r;
     const int pairs = r < height - 3 ? (height - 2 - r) / 2 : 0;
     const size_t lineBytes = static_cast<size_t>(width) + 32;
     auto pairRows = [&](int at, const uint8_t** rows) {
         for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(at - 2 + i) * width;
     };
-    uint8_t* bottomLine = line;  // the line of the band ending the body
+    // The line as the pair at `at` leaves it: its greens, from the source alone.
+    auto primeLine = [&](int at, uint8_t* into) {
+        const uint8_t* rows[6];
+        pairRows(at, rows);
+        const Window pair{rows, width};
+        fillGreens(pair, 0, 0, into);
+        fillGreens(pair, 1, 1, into);
+    };
+    bool endsInPool = false;  // whether a band with a pool line ends the body
     auto walk = [&](int32_t p0, int32_t p1, uint8_t* own) {
         const uint8_t* rows[6];
         const int at = first + 2 * p0;
         uint8_t* band = own ? own : line;
-        if (own) {
-            pairRows(at - 2, rows);
-            const Window above{rows, width};
-            fillGreens(above, 0, 0, band);
-            fillGreens(above, 1, 1, band);
-        }
+        if (own) primeLine(at - 2, band);
         pairRows(at, rows);
         Writer lo = out.next(at);
         for (int32_t p = p0; p < p1; ++p) {
@@ -64,10 +66,10 @@ void convert(const uint8_t* src, int height, int width, const Writer& out, uint8
             for (const uint8_t*& q : rows) q += 2 * static_cast<ptrdiff_t>(width);
             lo = lo.next(2);
         }
-        if (p1 == pairs) bottomLine = band;
+        if (p1 == pairs) endsInPool = own != nullptr;
     };
     parallelRowsWithScratch(pairs, minBandUnits(2 * int64_t{width}), lineBytes, walk);
-    if (bottomLine != line) std::memcpy(line, bottomLine, static_cast<size_t>(width));
+    if (endsInPool) primeLine(first + 2 * pairs - 2, line);
     r = first + 2 * pairs;
     const uint8_t* rows[6];
     pairRows(r, rows);
