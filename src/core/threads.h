@@ -13,8 +13,9 @@ namespace tav {
 // Threads a frame may use (at least 1).
 int32_t numThreads();
 
-// Smallest band worth a hand-off, in pixels: below it the hand-off costs more
-// than the band (measured at 4096 columns on bilinear BGR8).
+// Smallest band worth a hand-off, in pixels (about a millisecond of the
+// fastest kernels). A starting value: the shared build machine was too loaded
+// to measure where a hand-off starts to pay.
 constexpr int64_t kBandPixels = 256 * 1024;
 
 // For tests (not exported): when `units` > 0, every band is at least that many
