@@ -223,6 +223,16 @@ TAV_API int32_t tavImageTypeConvert(const TavImage* src, TavImage* dst, uint64_t
  * not be null and is not otherwise used; image->data must hold the padded rows. */
 TAV_API int32_t tavBMPAdjust(const void* handle, TavImage* image);
 
+/* ---------------------------------------------------------------- threads */
+
+/* Threads every entry may use for one frame, process-wide; large frames are
+ * cut into row bands run on a shared pool of workers, with the same bytes at
+ * every count. 0 means every online core; a negative count is refused. The
+ * count starts from the environment variable TAV_NUM_THREADS, else 1: at 1
+ * every entry runs on the caller's thread alone. */
+TAV_API int32_t tavSetNumThreads(int32_t n);
+TAV_API int32_t tavGetNumThreads(void);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,5 +1,6 @@
 // tav: the command-line face of the library.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -7,6 +8,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "formats.h"
+#include "tav.h"
 #include "tool_features.h"
 
 namespace {
@@ -56,6 +58,34 @@ const Command kCommands[] = {
 void printUsage(FILE* out) {
     std::fprintf(out, "usage: tav COMMAND [options]   (tav COMMAND --help for its options)\n\n");
     for (const Command& c : kCommands) std::fprintf(out, "  %-9s %s\n", c.name, c.summary);
+    std::fprintf(out,
+                 "\nEvery command takes --threads N: threads a frame may use (0, the default,\n"
+                 "every core).\n");
+}
+
+// Takes --threads N (or --threads=N) out of a command's arguments and sets the
+// library's thread count: every core unless told otherwise.
+std::vector<std::string> withThreads(const std::vector<std::string>& args) {
+    std::vector<std::string> rest;
+    std::string count = "0";
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "--threads") {
+            if (i + 1 >= args.size()) throw tavcli::usageError("option --threads needs a value");
+            count = args[++i];
+        } else if (args[i].rfind("--threads=", 0) == 0) {
+            count = args[i].substr(10);
+        } else {
+            rest.push_back(args[i]);
+        }
+    }
+    char* end = nullptr;
+    const long n = std::strtol(count.c_str(), &end, 10);
+    if (count.empty() || *end != '\0' || n < 0 || n > 256) {
+        throw tavcli::usageError("--threads must be a whole number from 0 (every core) to 256, not '" +
+                         count + "'");
+    }
+    tavSetNumThreads(static_cast<int32_t>(n));
+    return rest;
 }
 
 }  // namespace
@@ -88,7 +118,7 @@ int main(int argc, char** argv) {
             }
         }
         try {
-            return c.run(rest);
+            return c.run(withThreads(rest));
         } catch (const Failure& e) {
             std::fprintf(stderr, "tav %s: %s\n", c.name, e.what());
             return e.usage ? 2 : 1;

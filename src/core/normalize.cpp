@@ -12,6 +12,7 @@
 #include "shuffle.h"
 #include "simd.h"
 #include "tav.h"
+#include "threads.h"
 
 namespace tav {
 namespace {
@@ -111,34 +112,53 @@ void u8Tou8(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, ui
 
 void unpacked(const uint8_t* src, int32_t height, int32_t width, int32_t pitch, uint8_t* dst) {
     withStorePolicy(dst, tav::streamBytes(height, width), [&](auto stream) {
-        for (int32_t r = 0; r < height; ++r) {
-            tav::unpackRow<decltype(stream)::value>(src + static_cast<ptrdiff_t>(r) * pitch,
-                                                    dst + static_cast<ptrdiff_t>(r) * width, width);
-        }
+        tav::parallelRows(height, tav::minBandUnits(width), [&](int32_t r0, int32_t r1) {
+            for (int32_t r = r0; r < r1; ++r) {
+                const uint8_t* s = src + static_cast<ptrdiff_t>(r) * pitch;
+                uint8_t* d = dst + static_cast<ptrdiff_t>(r) * width;
+                // An odd row writes a 0 over the next row's first sample, which
+                // the next row then writes; a band's last row leaves the next
+                // band's alone (same steps: width - 1 has width's whole steps).
+                if ((width & 1) != 0 && r == r1 - 1 && r1 < height) {
+                    tav::unpackRow<decltype(stream)::value>(s, d, width - 1);
+                    d[width - 1] = s[(width - 1) / 2 * 3];
+                } else {
+                    tav::unpackRow<decltype(stream)::value>(s, d, width);
+                }
+            }
+        });
     });
 }
 
 void unpacked_old(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
     const int32_t count = pixelCount(height, width);
-    withStorePolicy(dst, static_cast<size_t>(count),
-                    [&](auto stream) { tav::unpackRow<decltype(stream)::value>(src, dst, count); });
+    // Bands of whole 32-sample steps: each starts on a whole packed pair.
+    withStorePolicy(dst, static_cast<size_t>(count), [&](auto stream) {
+        tav::parallelSteps<32>(count, [&](int32_t x0, int32_t x1) {
+            tav::unpackRow<decltype(stream)::value>(src + x0 / 2 * 3, dst + x0, x1 - x0);
+        });
+    });
 }
 
 void u16Tou8(const uint16_t* src, int32_t height, int32_t width, int32_t pitch, int32_t shift,
              uint8_t* dst) {
     const ptrdiff_t step = pitch >> 1;
     withStorePolicy(dst, tav::streamBytes(height, width), [&](auto stream) {
-        for (int32_t r = 0; r < height; ++r) {
-            tav::narrowRow<decltype(stream)::value>(
-                src + r * step, dst + static_cast<ptrdiff_t>(r) * width, width, shift);
-        }
+        tav::parallelRows(height, tav::minBandUnits(width), [&](int32_t r0, int32_t r1) {
+            for (int32_t r = r0; r < r1; ++r) {
+                tav::narrowRow<decltype(stream)::value>(
+                    src + r * step, dst + static_cast<ptrdiff_t>(r) * width, width, shift);
+            }
+        });
     });
 }
 
 void u16Tou8_old(const uint16_t* src, int32_t height, int32_t width, int32_t shift, uint8_t* dst) {
     const int32_t count = pixelCount(height, width);
     withStorePolicy(dst, static_cast<size_t>(count), [&](auto stream) {
-        tav::narrowRow<decltype(stream)::value>(src, dst, count, shift);
+        tav::parallelSteps<16>(count, [&](int32_t x0, int32_t x1) {
+            tav::narrowRow<decltype(stream)::value>(src + x0, dst + x0, x1 - x0, shift);
+        });
     });
 }
 

@@ -20,6 +20,7 @@
 #include "mirror.h"
 #include "passes.h"
 #include "rows.h"
+#include "threads.h"
 #include "words.h"
 
 namespace tav::d16 {
@@ -163,7 +164,10 @@ template <typename Writer>
 uint64_t body(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
               int32_t phaseCol) {
     const int32_t rowEnd = bodyEnd(height), colEnd = bodyEnd(width);
-    bilinearRegion(out, src, height, width, phaseCol, 1, rowEnd, 1, colEnd);
+    // Rows read the rows around them and write only their own: bands of rows.
+    parallelRows(rowEnd - 1, minBandUnits(width), [&](int32_t r0, int32_t r1) {
+        bilinearRegion(out, src, height, width, phaseCol, 1 + r0, 1 + r1, 1, colEnd);
+    });
     return packRowCol(rowEnd, colEnd);
 }
 

@@ -14,6 +14,7 @@
 #include "rows.h"
 #include "simd.h"
 #include "tav.h"
+#include "threads.h"
 #include "writers.h"
 
 namespace tav::d8 {
@@ -216,21 +217,24 @@ uint64_t body(Exchange<kExchange>, const uint8_t* src, const W& w, int32_t heigh
     const LaneOutput<kExchange, W> out(w);
     // AVX2: 32-column steps, then at most one 16-column step.
     const int32_t wide = wideSteps<32>(1, width - 1);
-    for (int32_t y = 1; y < r0; y += 2) {
-        const uint8_t* blue = src + y * stride;
-        const W wBlue = w.next(y), wRed = w.next(y + 1);
-        if (wide > 0) bilinearBandAvx2(wideOut<kExchange>(wBlue, wRed), blue, stride, 1, wide);
-        // A step reads one column past its 16; it never passes c0 (both odd).
-        eachStep<16, 2>(
-            1 + 32 * wide, width - 1, c0,
-            [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
-            [&](int32_t x, bool) {
-                emit<kExchange>(wBlue, x, atBlue(s, y, x));
-                emit<kExchange>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
-                emit<kExchange>(wRed, x, atGreenOfRedRow(s, y + 1, x));
-                emit<kExchange>(wRed, x + 1, atRed(s, y + 1, x + 1));
-            });
-    }
+    // Row pairs read the rows around them and write only their own: bands of pairs.
+    parallelRows((r0 - 1) / 2, minBandUnits(2 * int64_t{width}), [&](int32_t p0, int32_t p1) {
+        for (int32_t y = 1 + 2 * p0; y < 1 + 2 * p1; y += 2) {
+            const uint8_t* blue = src + y * stride;
+            const W wBlue = w.next(y), wRed = w.next(y + 1);
+            if (wide > 0) bilinearBandAvx2(wideOut<kExchange>(wBlue, wRed), blue, stride, 1, wide);
+            // A step reads one column past its 16; it never passes c0 (both odd).
+            eachStep<16, 2>(
+                1 + 32 * wide, width - 1, c0,
+                [&](int32_t x) { bandStep(out, blue, stride, x, wBlue, wRed); },
+                [&](int32_t x, bool) {
+                    emit<kExchange>(wBlue, x, atBlue(s, y, x));
+                    emit<kExchange>(wBlue, x + 1, atGreenOfBlueRow(s, y, x + 1));
+                    emit<kExchange>(wRed, x, atGreenOfRedRow(s, y + 1, x));
+                    emit<kExchange>(wRed, x + 1, atRed(s, y + 1, x + 1));
+                });
+        }
+    });
     return packRowCol(r0, c0);
 }
 

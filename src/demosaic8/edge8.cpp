@@ -4,6 +4,7 @@
 
 #include "report.h"
 #include "tav.h"
+#include "threads.h"
 
 namespace tav::d8::edge {
 namespace {
@@ -33,14 +34,46 @@ void convert(const uint8_t* src, int height, int width, const Writer& out, uint8
     } else {
         topRedFirst(src, width, out, line);
     }
+    // Row pairs in bands. The line carries each pair's greens to the pair
+    // below: a band after the first starts from a line of the pool's, filled
+    // with the greens of the pair above it; when such a band ends the body,
+    // the caller's line is filled with the last pair's greens for the bottom
+    // rows (the pool's line belongs to the next caller by then).
+    const int first = r;
+    const int pairs = r < height - 3 ? (height - 2 - r) / 2 : 0;
+    const size_t lineBytes = static_cast<size_t>(width) + 32;
+    auto pairRows = [&](int at, const uint8_t** rows) {
+        for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(at - 2 + i) * width;
+    };
+    // The line as the pair at `at` leaves it: its greens, from the source alone.
+    auto primeLine = [&](int at, uint8_t* into) {
+        const uint8_t* rows[6];
+        pairRows(at, rows);
+        const Window pair{rows, width};
+        fillGreens(pair, 0, 0, into);
+        fillGreens(pair, 1, 1, into);
+    };
+    bool endsInPool = false;  // whether a band with a pool line ends the body
+    auto walk = [&](int32_t p0, int32_t p1, uint8_t* own) {
+        const uint8_t* rows[6];
+        const int at = first + 2 * p0;
+        uint8_t* band = own ? own : line;
+        if (own) primeLine(at - 2, band);
+        pairRows(at, rows);
+        Writer lo = out.next(at);
+        for (int32_t p = p0; p < p1; ++p) {
+            bodyPass(rows, width, lo, band);
+            for (const uint8_t*& q : rows) q += 2 * static_cast<ptrdiff_t>(width);
+            lo = lo.next(2);
+        }
+        if (p1 == pairs) endsInPool = own != nullptr;
+    };
+    parallelRowsWithScratch(pairs, minBandUnits(2 * int64_t{width}), lineBytes, walk);
+    if (endsInPool) primeLine(first + 2 * pairs - 2, line);
+    r = first + 2 * pairs;
     const uint8_t* rows[6];
-    for (int i = 0; i < 6; ++i) rows[i] = src + static_cast<ptrdiff_t>(r - 2 + i) * width;
-    Writer lo = out.next(r);
-    for (; r < height - 3; r += 2) {
-        bodyPass(rows, width, lo, line);
-        for (const uint8_t*& p : rows) p += 2 * static_cast<ptrdiff_t>(width);
-        lo = lo.next(2);
-    }
+    pairRows(r, rows);
+    const Writer lo = out.next(r);
     if (r == height - 2) {
         last2Rows(rows, width, lo, line);
     } else {

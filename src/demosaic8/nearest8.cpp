@@ -13,6 +13,7 @@
 #include "rows.h"
 #include "simd.h"
 #include "tav.h"
+#include "threads.h"
 #include "writers.h"
 
 namespace tav::d8 {
@@ -187,12 +188,22 @@ int32_t nearestFrame(const uint8_t* src, int32_t height, int32_t width, bool gb,
     } else {
         nearestRow<true>(src, row1, 0, width, w);
     }
-    const uint8_t* above = src + static_cast<ptrdiff_t>(y - 1) * width;
-    for (; y < height - 1; y += 2) {
-        nearestBand(above, above + width, above + 2 * width, width, out);
-        above += 2 * width;
-        out = out.next(2);
-    }
+    // Row pairs from y on, in bands of pairs; each band finds its first pair.
+    const int32_t pairs = (height - y) / 2;
+    const uint8_t* first = src + static_cast<ptrdiff_t>(y - 1) * width;
+    parallelRows(pairs, minBandUnits(2 * int64_t{width}), [&](int32_t p0, int32_t p1) {
+        const uint8_t* above = first + 2 * static_cast<ptrdiff_t>(p0) * width;
+        W band = out;
+        for (int32_t p = 0; p < p0; ++p) band = band.next(2);
+        for (int32_t p = p0; p < p1; ++p) {
+            nearestBand(above, above + width, above + 2 * width, width, band);
+            above += 2 * width;
+            band = band.next(2);
+        }
+    });
+    y += 2 * pairs;
+    for (int32_t p = 0; p < pairs; ++p) out = out.next(2);
+    const uint8_t* above = first + 2 * static_cast<ptrdiff_t>(pairs) * width;
     if (y < height) nearestRow<false>(above + width, above, 1, width, out);
     return TAV_OK;
 }

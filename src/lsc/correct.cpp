@@ -6,6 +6,7 @@
 #include "rows.h"
 #include "simd.h"
 #include "tav.h"
+#include "threads.h"
 
 namespace tav::lsc {
 namespace {
@@ -179,40 +180,46 @@ void correctFrame(const K& k, const T* src, T* dst, uint32_t mode, const uint32_
     const size_t bytes = static_cast<size_t>(height) * static_cast<size_t>(width) * sizeof(T);
     if (mode == 1) {
         const ptrdiff_t n = static_cast<ptrdiff_t>(height) * width;
+        // Samples are independent (src may be dst): bands of whole steps.
         simd::withStorePolicy(dst, bytes, [&](auto stream) {
-            eachStep<K::kSamples>(
-                ptrdiff_t{0}, n, n,
-                [&](ptrdiff_t i) {
-                    k.template samples<decltype(stream)::value>(src + i, dst + i, w + i);
-                },
-                [&](ptrdiff_t i, bool) { dst[i] = k.one(src[i], w[i]); });
+            parallelSteps<K::kSamples>(n, [&](ptrdiff_t i0, ptrdiff_t i1) {
+                eachStep<K::kSamples>(
+                    i0, i1, i1,
+                    [&](ptrdiff_t i) {
+                        k.template samples<decltype(stream)::value>(src + i, dst + i, w + i);
+                    },
+                    [&](ptrdiff_t i, bool) { dst[i] = k.one(src[i], w[i]); });
+            });
         });
         return;
     }
     const int32_t cells = width / 2;
     simd::withStorePolicy(dst, streamBytes(width, sizeof(T), bytes), [&](auto stream) {
-        for (int32_t j = 0; j < height / 2; ++j) {
-            const ptrdiff_t top = static_cast<ptrdiff_t>(2 * j) * width;
-            const T* s0 = src + top;
-            const T* s1 = s0 + width;
-            T* d0 = dst + top;
-            T* d1 = d0 + width;
-            const uint32_t* row = w + static_cast<ptrdiff_t>(j) * cells;
-            eachStep<K::kCells>(
-                0, cells, cells,
-                [&](int32_t c) {
-                    const int32_t x = 2 * c;
-                    k.template cells<decltype(stream)::value>(s0 + x, s1 + x, d0 + x, d1 + x,
-                                                              row + c);
-                },
-                [&](int32_t c, bool) {
-                    const int32_t x = 2 * c;
-                    d0[x] = k.one(s0[x], row[c]);
-                    d0[x + 1] = k.one(s0[x + 1], row[c]);
-                    d1[x] = k.one(s1[x], row[c]);
-                    d1[x + 1] = k.one(s1[x + 1], row[c]);
-                });
-        }
+        // Row pairs read and write their own rows only: bands of pairs.
+        parallelRows(height / 2, minBandUnits(2 * int64_t{width}), [&](int32_t j0, int32_t j1) {
+            for (int32_t j = j0; j < j1; ++j) {
+                const ptrdiff_t top = static_cast<ptrdiff_t>(2 * j) * width;
+                const T* s0 = src + top;
+                const T* s1 = s0 + width;
+                T* d0 = dst + top;
+                T* d1 = d0 + width;
+                const uint32_t* row = w + static_cast<ptrdiff_t>(j) * cells;
+                eachStep<K::kCells>(
+                    0, cells, cells,
+                    [&](int32_t c) {
+                        const int32_t x = 2 * c;
+                        k.template cells<decltype(stream)::value>(s0 + x, s1 + x, d0 + x, d1 + x,
+                                                                  row + c);
+                    },
+                    [&](int32_t c, bool) {
+                        const int32_t x = 2 * c;
+                        d0[x] = k.one(s0[x], row[c]);
+                        d0[x + 1] = k.one(s0[x + 1], row[c]);
+                        d1[x] = k.one(s1[x], row[c]);
+                        d1[x + 1] = k.one(s1[x + 1], row[c]);
+                    });
+            }
+        });
     });
 }
 
@@ -263,14 +270,16 @@ int32_t tavLSCorrection(const TavImage* src, const TavImage* dst,
     if (src == nullptr || dst == nullptr || parameter == nullptr) {
         return fail(tav::Site::kCorrectNull, TAV_E_NULL_POINTER);
     }
-    if (src->data == nullptr || dst->data == nullptr) return fail(tav::Site::kCorrectNullData, TAV_E_NULL_POINTER);
+    if (src->data == nullptr || dst->data == nullptr)
+        return fail(tav::Site::kCorrectNullData, TAV_E_NULL_POINTER);
     if (parameter->mode > 1) return fail(tav::Site::kCorrectMode, TAV_E_NULL_POINTER);
     const int32_t height = src->height, width = src->width;
     if (parameter->height != static_cast<uint32_t>(height) ||
         parameter->width != static_cast<uint32_t>(width)) {
         return fail(tav::Site::kCorrectTable, TAV_E_IMAGE_SIZE);
     }
-    if (dst->height != height || dst->width != width) return fail(tav::Site::kCorrectDestination, TAV_E_IMAGE_SIZE);
+    if (dst->height != height || dst->width != width)
+        return fail(tav::Site::kCorrectDestination, TAV_E_IMAGE_SIZE);
 
     const int32_t bits = getBits(src->pixelFormat);
     if (bits == 8) {
