@@ -2,7 +2,8 @@
 // the kernels switch to streamed stores) stay inside and give the bytes of
 // plain stores; calls on several threads (a context each, shared read-only
 // sources) give the serial results. The Concurrency suites run under
-// ThreadSanitizer in CI.
+// ThreadSanitizer in CI, with ConcurrencyBands (threads_test) for the
+// stateless entries.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -68,6 +69,8 @@ const Streamed kStreamed[] = {
      converts(TAV_PF_YUV422_8_UYVY, 2047, 2054, TAV_PF_RGBA8)},
     {"Nv12ToBgra8", size_t{2048} * 2052 * 4,
      converts(TAV_PF_YUV420SP_NV12, 2048, 2052, TAV_PF_BGRA8)},
+    {"Nv12ToBgr8", size_t{2720} * 2064 * 3,
+     converts(TAV_PF_YUV420SP_NV12, 2720, 2064, TAV_PF_BGR8)},
     {"Bgr8ToRgba8", size_t{2047} * 2053 * 4, converts(TAV_PF_BGR8, 2047, 2053, TAV_PF_RGBA8)},
     // Per Bayer cell (odd height: the last row is kept) and per pixel.
     {"LscPerCell", size_t{2} * 2049 * 4104, corrects(0, 2049, 4104)},
@@ -171,82 +174,12 @@ TEST(Concurrency, ContextPerThreadMatchesTheSerialRun) {
     expectThreadsAgree(jobs);
 }
 
-// The entries without a context on shared read-only sources and tables.
-TEST(Concurrency, StatelessEntriesOnSharedSources) {
-    const int32_t h = 32, w = 44;  // even and at least 32: every entry accepts it
-    const size_t n = size_t(h) * w;
-    const auto words = std::make_shared<std::vector<uint16_t>>(tavtest::randomWords(n, 5, 12));
-    const auto bytes = std::make_shared<Bytes>(tavtest::randomBytes(3 * n, 6));
-    std::vector<Job> jobs;
-    auto add = [&](size_t outBytes, std::function<int32_t(uint8_t*)> call) {
-        jobs.push_back([=](TavContext*) {
-            Bytes out(outBytes, 0);
-            return withCode(call(out.data()), out);
-        });
-    };
-    for (uint32_t format : {TAV_PF_BAYER_RG12, TAV_PF_BAYER_GR12, TAV_PF_BAYER_GB12,
-                            TAV_PF_BAYER_BG12, TAV_PF_MONO12}) {
-        for (uint32_t method : {1u, 2u}) {
-            for (int64_t output : {int64_t{TAV_PF_BGR12}, int64_t{TAV_PF_RGB16}}) {
-                add(6 * n, [=](uint8_t* out) {
-                    const TavDemosaicU16Config config{output, method, 12};
-                    const TavImage src{h, w, format, tavtest::bytes(*words), 2 * w};
-                    const TavImage dst{0, 0, 0, out, 0};
-                    return tavDemosaicingU16(&config, &src, &dst);
-                });
-            }
-        }
-    }
-    const std::pair<uint32_t, uint64_t> conversions[] = {
-        {TAV_PF_YUV422_8_UYVY, TAV_PF_BGRA8},   {TAV_PF_YUV422_8, TAV_PF_RGB8},
-        {TAV_PF_YUV420SP_NV12, TAV_PF_RGB8},    {TAV_PF_YUV420P, TAV_PF_BGR8},
-        {TAV_PF_YUV411_8_UYYVYY, TAV_PF_MONO8}, {TAV_PF_YUV8_UYV, TAV_PF_RGB8},
-        {TAV_PF_BGR8, TAV_PF_YUV420P},          {TAV_PF_RGB8, TAV_PF_YUV411_8_UYYVYY},
-        {TAV_PF_BGR8, TAV_PF_YUV422_8},         {TAV_PF_MONO4P, TAV_PF_RGBA8}};
-    for (const auto& [source, target] : conversions) {
-        add(4 * n, [=, source = source, target = target](uint8_t* out) {
-            const TavImage src{h, w, source, bytes->data(), 0};
-            TavImage dst{0, 0, 0, out, 0};
-            return tavImageTypeConvert(&src, &dst, target);
-        });
-    }
-    // Normalisation and Mono8 conversion, at odd offsets.
-    add(6 * n + 1, [=](uint8_t* out) {
-        unpacked_old(bytes->data(), h, w, out);
-        u16Tou8_old(words->data(), h, w, 4, out + n + 1);
-        return mono8Convert(bytes->data(), out + 2 * n + 1, h, w, TAV_PF_BGRA8);
-    });
-    // Lens shading: correction with shared records; estimates from shared
-    // flat fields (they allocate per call).
-    auto table = std::make_shared<std::vector<uint32_t>>();
-    for (uint32_t mode : {0u, 1u}) {
-        const size_t start = table->size(), count = mode ? n : n / 4;
-        table->insert(table->end(), {mode, uint32_t(h), uint32_t(w)});
-        for (size_t i = 0; i < count; ++i)
-            table->push_back((100000u + 64u * (*words)[i]) << 12 | ((*words)[i] & 0xFFF));
-        for (uint32_t format : {TAV_PF_BAYER_RG12, TAV_PF_MONO8}) {
-            add(2 * n, [=](uint8_t* out) {
-                uint8_t* source = format == TAV_PF_MONO8 ? bytes->data() : tavtest::bytes(*words);
-                const TavImage src{h, w, format, source, 0}, dst{h, w, format, out, 0};
-                return tavLSCorrection(
-                    &src, &dst, reinterpret_cast<const TavLscParameter*>(table->data() + start));
-            });
-        }
-    }
-    auto flat = std::make_shared<std::vector<float>>(2 * n);  // dark frame, then grey frame
-    for (size_t i = 0; i < n; ++i) {
-        (*flat)[i] = float((*bytes)[i] % 8);
-        (*flat)[n + i] = 150.0f + float((*bytes)[n + i]);
-    }
-    for (uint32_t mode : {0u, 1u}) {
-        add(12 + 4 * n, [=](uint8_t* out) {
-            const TavLscInput input{mode, 10, w, h, flat->data() + n, flat->data()};
-            return tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(out));
-        });
-    }
-    for (const Job& job : jobs) {
-        const Bytes r = job(nullptr);
-        ASSERT_EQ(r[0] | r[1] | r[2] | r[3], 0) << "a job failed";
-    }
-    expectThreadsAgree(jobs);
+// Asking for a level the CPU lacks runs the widest it has.
+TEST(Levels, ALevelTheCpuLacksFallsBackToTheWidestItHas) {
+    const tav::Level saved = tav::level();
+    tav::setLevel(tav::Level::Avx2);
+    EXPECT_EQ(tav::level(), tav::cpuLevel());
+    tav::setLevel(tav::Level::Scalar);
+    EXPECT_EQ(tav::level(), tav::Level::Scalar);
+    tav::setLevel(saved);
 }

@@ -225,22 +225,4 @@ TEST(Mono8Convert, ReplicatesEverySampleIntoEveryOutput) {
     EXPECT_EQ(mono8Convert(src, dst, 4, 4, TAV_PF_RGB16), TAV_E_PARAMETER);
 }
 
-// A destination of 16 MiB or more, 16-byte aligned, takes streamed stores:
-// they give the bytes plain stores give and end inside the destination.
-TEST(Mono8Convert, StreamedStoresMatchPlainOnes) {
-    const int32_t h = 2049, w = 2051;
-    const size_t n = size_t(h) * w;
-    auto src = tavtest::randomBytes(n, 21);
-    tavtest::Context c;
-    c.setOutput(TAV_PF_BGRA8);
-    std::vector<uint8_t> streamed(4 * n + 64, 0x3C), plain(4 * n + 64, 0x3C);
-    ASSERT_EQ(reinterpret_cast<uintptr_t>(streamed.data()) % 16, 0u);
-    for (uint8_t* d : {streamed.data(), plain.data() + 2}) {
-        TavImage in{h, w, TAV_PF_MONO8, src.data(), w}, out{0, 0, 0, d, 0};
-        ASSERT_EQ(tavDemosaicing(c.ctx, &in, 1, &out), TAV_OK);
-    }
-    EXPECT_EQ(std::memcmp(streamed.data(), plain.data() + 2, 4 * n), 0);
-    EXPECT_EQ(streamed[4 * n], 0x3C);
-}
-
 }  // namespace

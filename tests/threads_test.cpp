@@ -230,8 +230,9 @@ TEST(Threads, CountIsProcessWide) {
 TEST(ConcurrencyBands, ManyCallersShareThePool) {
     Threads threads(1, 0);
     std::vector<Case> chosen;
-    for (const char* name :
-         {"BilinearRGToBGR8", "EdgeGBToBGRa8", "NearestGRToMono8", "Edge16Bgr", "Uyvy"})
+    for (const char* name : {"BilinearRGToBGR8", "EdgeGBToBGRa8", "NearestGRToMono8", "HqBGToRGB8",
+                             "Edge16Bgr", "Bilinear16Rgb", "Uyvy", "RgbToYuv422", "Yuv411ToRgba8",
+                             "PackedPadded", "Words", "ShadingMono12", "ShadingBayer10"})
         chosen.push_back(named(name));
     std::vector<std::vector<uint8_t>> alone;
     for (const Case& c : chosen) alone.push_back(c.run(37, 45));
