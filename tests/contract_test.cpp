@@ -1,13 +1,10 @@
 // Promises about memory and threads: destinations of 16 MiB and more (where
 // the kernels switch to streamed stores) stay inside and give the bytes of
-// plain stores; calls on several threads (a context each, shared read-only
-// sources) give the serial results. The Concurrency suites run under
-// ThreadSanitizer in CI, with ConcurrencyBands (threads_test) for the
-// stateless entries.
+// plain stores. Calls from many threads at once are in threads_test
+// (ConcurrencyBands, run under ThreadSanitizer in CI).
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <thread>
 
 #include "frames.h"
 
@@ -97,82 +94,6 @@ TEST_P(StreamedStores, StayInsideAndMatchPlainStores) {
 
 INSTANTIATE_TEST_SUITE_P(Large, StreamedStores, testing::ValuesIn(kStreamed),
                          [](const auto& i) { return std::string(i.param.name); });
-
-// ---- threads
-
-namespace {
-
-// A call writing into fresh bytes; `ctx` is the calling thread's own context.
-using Job = std::function<Bytes(TavContext* ctx)>;
-
-// Every job serially, then on four threads, each from a different start and
-// twice over: all results equal the serial ones.
-void expectThreadsAgree(const std::vector<Job>& jobs) {
-    std::vector<Bytes> serial;
-    {
-        tavtest::Context c;
-        for (const Job& job : jobs) serial.push_back(job(c.ctx));
-    }
-    constexpr int kThreads = 4;
-    std::vector<std::vector<Bytes>> results(kThreads, std::vector<Bytes>(jobs.size()));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            TavContext* ctx = nullptr;
-            if (tavCreate(&ctx) != TAV_OK) return;
-            for (int round = 0; round < 2; ++round) {
-                for (size_t k = 0; k < jobs.size(); ++k) {
-                    const size_t i = (k + 7 * t) % jobs.size();
-                    results[t][i] = jobs[i](ctx);
-                }
-            }
-            tavRelease(&ctx);
-        });
-    }
-    for (auto& th : threads) th.join();
-    for (int t = 0; t < kThreads; ++t) {
-        for (size_t i = 0; i < jobs.size(); ++i)
-            EXPECT_TRUE(results[t][i] == serial[i]) << "thread " << t << " job " << i;
-    }
-}
-
-// The result code in the first four bytes, then the output.
-Bytes withCode(int32_t code, Bytes out) {
-    out.insert(out.begin(), reinterpret_cast<uint8_t*>(&code),
-               reinterpret_cast<uint8_t*>(&code) + 4);
-    return out;
-}
-
-}  // namespace
-
-// Many frames through one context per thread; padded 8-bit sources are
-// compacted in place, so each call gets its own copy.
-TEST(Concurrency, ContextPerThreadMatchesTheSerialRun) {
-    const int32_t h = 23, w = 37;
-    const std::pair<uint32_t, int> sources[] = {
-        {TAV_PF_MONO8, 2},     {TAV_PF_BAYER_RG8, 2},         {TAV_PF_BAYER_GR8, 2},
-        {TAV_PF_BAYER_GB8, 2}, {TAV_PF_BAYER_BG8, 2},         {TAV_PF_BAYER_RG12, 4},
-        {TAV_PF_MONO16, 4},    {TAV_PF_BAYER_BG10_PACKED, 3}, {TAV_PF_MONO12_PACKED, 3}};
-    std::vector<Job> jobs;
-    for (const auto& [source, bytesPerTwo] : sources) {
-        const int32_t pitch = w * bytesPerTwo / 2 + 6;
-        const auto bytes = tavtest::randomBytes(size_t(h) * pitch + 8, source);
-        for (uint64_t output : {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGB8_PLANAR,
-                                TAV_PF_BGR8_PLANAR, TAV_PF_RGBA8, TAV_PF_BGRA8}) {
-            for (uint32_t method = 0; method < 3; ++method) {
-                jobs.push_back([=, source = source](TavContext* ctx) {
-                    Bytes src = bytes, out(size_t(w) * h * 4, 0);
-                    uint64_t format = output;
-                    int32_t code = tavDemosaicSetConfig(ctx, &format);
-                    TavImage in{h, w, source, src.data(), pitch}, dst{0, 0, 0, out.data(), 0};
-                    if (code == TAV_OK) code = tavDemosaicing(ctx, &in, method, &dst);
-                    return withCode(code, out);
-                });
-            }
-        }
-    }
-    expectThreadsAgree(jobs);
-}
 
 // Asking for a level the CPU lacks runs the widest it has.
 TEST(Levels, ALevelTheCpuLacksFallsBackToTheWidestItHas) {
