@@ -81,8 +81,8 @@ std::vector<std::string> withThreads(const std::vector<std::string>& args) {
     char* end = nullptr;
     const long n = std::strtol(count.c_str(), &end, 10);
     if (count.empty() || *end != '\0' || n < 0 || n > 256) {
-        throw tavcli::usageError("--threads must be a whole number from 0 (every core) to 256, not '" +
-                         count + "'");
+        throw tavcli::usageError(
+            "--threads must be a whole number from 0 (every core) to 256, not '" + count + "'");
     }
     tavSetNumThreads(static_cast<int32_t>(n));
     return rest;

@@ -7,7 +7,8 @@
 extern "C" int32_t tavBMPAdjust(const void* handle, TavImage* image) {
     if (!handle || !image) return tav::fail(tav::Site::kBmpNull, TAV_E_NULL_POINTER);
     if (!image->data) return tav::fail(tav::Site::kBmpNullData, TAV_E_NULL_POINTER);
-    if (image->height <= 3 || image->width <= 3) return tav::fail(tav::Site::kBmpSize, TAV_E_IMAGE_SIZE);
+    if (image->height <= 3 || image->width <= 3)
+        return tav::fail(tav::Site::kBmpSize, TAV_E_IMAGE_SIZE);
     const size_t rowBytes = 3 * static_cast<size_t>(image->width);
     const size_t padded = (rowBytes + 3) & ~size_t{3};
     const size_t pad = padded - rowBytes;

@@ -100,8 +100,10 @@ constexpr RgbTarget kRgbTargets[] = {
     {TAV_PF_BGRA8, Encode::kFour, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
     {TAV_PF_MONO8, Encode::kMono8, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
     {TAV_PF_YUV8_UYV, Encode::kUyv, false, SizeRule::kNone, Site::kUnchecked, Site::kUnchecked},
-    {TAV_PF_YUV411_8_UYYVYY, Encode::k411, false, SizeRule::kWidth4, Site::kBgrTo411, Site::kRgbTo411},
-    {TAV_PF_YUV422_8_UYVY, Encode::k422, false, SizeRule::kWidthEven, Site::kBgrTo422, Site::kRgbTo422},
+    {TAV_PF_YUV411_8_UYYVYY, Encode::k411, false, SizeRule::kWidth4, Site::kBgrTo411,
+     Site::kRgbTo411},
+    {TAV_PF_YUV422_8_UYVY, Encode::k422, false, SizeRule::kWidthEven, Site::kBgrTo422,
+     Site::kRgbTo422},
     {TAV_PF_YUV422_8, Encode::k422, false, SizeRule::kWidthEven, Site::kBgrTo422, Site::kRgbTo422},
     {TAV_PF_YUV420P, Encode::k420, false, SizeRule::kBothEven, Site::kBgrTo420P, Site::kRgbTo420P},
 };

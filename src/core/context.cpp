@@ -69,14 +69,17 @@ int32_t tavMemRealloc(TavScratch* scratch, int32_t size) {
 }
 
 int32_t tavDemosaicSetConfig(TavContext* context, const uint64_t* outputFormat) {
-    if (outputFormat == nullptr || context == nullptr) return tav::fail(tav::Site::kSetConfigNull, TAV_E_NULL_POINTER);
-    if (!acceptedOutput(*outputFormat)) return tav::fail(tav::Site::kSetConfigFormat, TAV_E_PARAMETER);
+    if (outputFormat == nullptr || context == nullptr)
+        return tav::fail(tav::Site::kSetConfigNull, TAV_E_NULL_POINTER);
+    if (!acceptedOutput(*outputFormat))
+        return tav::fail(tav::Site::kSetConfigFormat, TAV_E_PARAMETER);
     context->outputFormat = *outputFormat;
     return TAV_OK;
 }
 
 int32_t tavDemosaicGetConfig(const TavContext* context, uint64_t* outputFormat) {
-    if (context == nullptr || outputFormat == nullptr) return tav::fail(tav::Site::kGetConfigNull, TAV_E_NULL_POINTER);
+    if (context == nullptr || outputFormat == nullptr)
+        return tav::fail(tav::Site::kGetConfigNull, TAV_E_NULL_POINTER);
     *outputFormat = context->outputFormat;
     return TAV_OK;
 }

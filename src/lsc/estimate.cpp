@@ -159,8 +159,10 @@ int32_t tavGetBasicLSCParameter(const TavBasicLscInput* input, uint8_t* table) {
     const int32_t height = input->height, width = input->width;
     if (height <= 31 || width <= 31) return fail(tav::Site::kBasicLscSize, TAV_E_IMAGE_SIZE);
     const int32_t bits = input->bits;
-    if (bits != 10 && bits != 8 && bits != 12) return fail(tav::Site::kBasicLscBits, TAV_E_PARAMETER);
-    if (input->blockWidth != 32 && input->blockWidth != 16) return fail(tav::Site::kBasicLscBlockWidth, TAV_E_IMAGE_SIZE);
+    if (bits != 10 && bits != 8 && bits != 12)
+        return fail(tav::Site::kBasicLscBits, TAV_E_PARAMETER);
+    if (input->blockWidth != 32 && input->blockWidth != 16)
+        return fail(tav::Site::kBasicLscBlockWidth, TAV_E_IMAGE_SIZE);
     if (input->blockHeight != 16) return fail(tav::Site::kBasicLscBlockHeight, TAV_E_IMAGE_SIZE);
 
     const int32_t rows = height >> 4, columns = width / input->blockWidth;
