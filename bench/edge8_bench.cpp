@@ -81,8 +81,9 @@ TAV_BENCH_SIZES(Edge8_Bgra8);
 TAV_BENCH_SIZES(Edge8_Mono8);
 TAV_BENCH_SIZES(Edge8_Planar);
 
-// The same BGR8 conversion through the entry (records, scratch, dispatch).
-void Edge8_Bgr8_Entry(benchmark::State& state) {
+// BGR8 through the entry (records, scratch, dispatch), by method: the
+// edge-directed method and method 3 (gradient-weighted colour differences).
+void entry(benchmark::State& state, uint32_t method) {
     const int32_t w = state.range(0), h = state.range(1);
     const size_t n = size_t(w) * h;
     auto src = scene(w, h);
@@ -94,10 +95,17 @@ void Edge8_Bgr8_Entry(benchmark::State& state) {
     TavImage in{h, w, TAV_PF_BAYER_RG8, src.data(), w};
     TavImage out{0, 0, 0, dst.data(), 0};
     againstFloor(state, n, src.data(), n, dst.data(), 3 * n,
-                 [&] { tavDemosaicing(ctx, &in, TAV_METHOD_EDGE, &out); });
+                 [&] { tavDemosaicing(ctx, &in, method, &out); });
     tavRelease(&ctx);
 }
+void Edge8_Bgr8_Entry(benchmark::State& state) {
+    entry(state, TAV_METHOD_EDGE);
+}
+void Hq8_Bgr8_Entry(benchmark::State& state) {
+    entry(state, TAV_METHOD_HQ);
+}
 TAV_BENCH_SIZES(Edge8_Bgr8_Entry);
+TAV_BENCH_SIZES(Hq8_Bgr8_Entry);
 
 #ifdef TAV_HAVE_OPENCV
 void opencv(benchmark::State& state, int code) {
