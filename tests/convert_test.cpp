@@ -233,7 +233,7 @@ TEST(Encode, WorkedValues) {
         // BT.709 studio range, chroma of the 2x2 block.
         EXPECT_EQ(run(2, 2, TAV_PF_YUV420P, 6), (Bytes{116, 61, 166, 99, 108, 144}));
         EXPECT_EQ(run(1, 2, TAV_PF_BGRA8, 8), (Bytes{50, 100, 200, 0, 0, 0, 255, 0}));
-        EXPECT_EQ(run(1, 1, TAV_PF_RGB8, 3), (Bytes{200, 100, 50}));
+        EXPECT_EQ(run(1, 4, TAV_PF_RGB8, 12), rgb);  // a copy, or red and blue exchanged
     }
     // Clamps: pure blue gives U 256, stored 255; studio luma stays within 16..235.
     EXPECT_EQ(first(convert(TAV_PF_BGR8, {255, 0, 0}, 1, 1, TAV_PF_YUV8_UYV), 3),
