@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <functional>
 #include <thread>
 
@@ -12,6 +13,14 @@
 
 namespace tavtest {
 namespace {
+
+// Band length the whole suite runs with: CTest's runs at several thread
+// counts set TAV_TEST_BAND_UNITS=1 so that the small frames of every test split.
+int32_t suiteBandUnits() {
+    const char* text = std::getenv("TAV_TEST_BAND_UNITS");
+    return text ? std::atoi(text) : 0;
+}
+const bool kSuiteBands = (tav::setBandUnits(suiteBandUnits()), true);
 
 // Sets the thread count and the forced band length for one test.
 struct Threads {
@@ -23,7 +32,7 @@ struct Threads {
     }
     ~Threads() {
         tavSetNumThreads(saved);
-        tav::setBandUnits(0);
+        tav::setBandUnits(suiteBandUnits());
     }
 };
 
