@@ -7,6 +7,8 @@
 #include <cstring>
 #include <random>
 
+#include "tav.h"
+
 namespace tavbench {
 
 std::vector<uint8_t> randomBytes(size_t n, uint32_t seed) {
@@ -70,6 +72,10 @@ void report(benchmark::State& state, size_t pixels, std::vector<double>& opTimes
     state.counters["x_floor"] = median(ratios);
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(pixels));
+}
+
+int peerThreads() {
+    return tavGetNumThreads() == 1 ? 1 : -1;
 }
 
 }  // namespace tavbench

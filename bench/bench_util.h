@@ -27,6 +27,11 @@ inline const Size kSizes[] = {{1920, 1080}, {4096, 3000}};
 
 std::vector<uint8_t> randomBytes(size_t n, uint32_t seed = 1);
 
+// Threads a peer library runs with: one when tav runs on one thread
+// (TAV_NUM_THREADS=1, the default), else -1, which gives OpenCV its own
+// default, every core, as its users get it.
+int peerThreads();
+
 // Streams `bytes` of `src` through the core and `memset`s `dstBytes` of `dst`;
 // returns the seconds taken.
 double floorSeconds(const void* src, size_t bytes, void* dst, size_t dstBytes);

@@ -62,7 +62,7 @@ TAV_BENCH_SIZES(BilinearRgToPlanar);
 #ifdef TAV_HAVE_OPENCV
 template <int kCode>
 void OpenCV(benchmark::State& state, size_t outBytes) {
-    cv::setNumThreads(1);
+    cv::setNumThreads(tavbench::peerThreads());
     mosaicTo(state, outBytes, [](const uint8_t* s, uint8_t* d, int32_t h, int32_t w) {
         const cv::Mat in(h, w, CV_8UC1, const_cast<uint8_t*>(s));
         const int type = kCode == cv::COLOR_BayerBG2GRAY   ? CV_8UC1

@@ -192,7 +192,7 @@ TAV_LIBYUV_BENCH(RGB24ToJ400);
 // ---- OpenCV cvtColor on one thread; the destination is allocated once.
 
 void OpenCV(benchmark::State& state, int code, int srcRowsEighths, int srcType, Rates r) {
-    cv::setNumThreads(1);
+    cv::setNumThreads(tavbench::peerThreads());
     const int w = state.range(0), h = state.range(1);
     const size_t n = size_t(w) * h;
     auto bytes = tavbench::randomBytes(bytesOf(n, r.srcEighths));

@@ -95,7 +95,7 @@ TAV_BENCH_SIZES(U16Bilinear_Mono16);
 
 #ifdef TAV_HAVE_OPENCV
 void OpenCV_U16Bilinear(benchmark::State& state) {
-    cv::setNumThreads(1);
+    cv::setNumThreads(tavbench::peerThreads());
     Frame16 f(state);
     const cv::Mat in(f.h, f.w, CV_16UC1, f.src.data());
     cv::Mat out(f.h, f.w, CV_16UC3, f.dst.data());
@@ -105,7 +105,7 @@ void OpenCV_U16Bilinear(benchmark::State& state) {
 TAV_BENCH_SIZES(OpenCV_U16Bilinear);
 
 void OpenCV_U16EdgeAware(benchmark::State& state) {
-    cv::setNumThreads(1);
+    cv::setNumThreads(tavbench::peerThreads());
     Frame16 f(state);
     const cv::Mat in(f.h, f.w, CV_16UC1, f.src.data());
     cv::Mat out(f.h, f.w, CV_16UC3, f.dst.data());

@@ -109,7 +109,7 @@ TAV_BENCH_SIZES(Hq8_Bgr8_Entry);
 
 #ifdef TAV_HAVE_OPENCV
 void opencv(benchmark::State& state, int code) {
-    cv::setNumThreads(1);
+    cv::setNumThreads(tavbench::peerThreads());
     const int32_t w = state.range(0), h = state.range(1);
     const size_t n = size_t(w) * h;
     auto src = scene(w, h);

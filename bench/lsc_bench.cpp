@@ -95,7 +95,7 @@ struct OpenCVCase {
     double scale;
 
     OpenCVCase(int32_t w, int32_t h, int type, double scale_, uint32_t bits) : scale(scale_) {
-        cv::setNumThreads(1);
+        cv::setNumThreads(tavbench::peerThreads());
         both.create(2 * h, w, type);
         cv::randu(both.rowRange(0, h), 0, 1 << bits);
         for (int32_t y = 0; y < h; ++y) {
