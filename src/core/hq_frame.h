@@ -4,12 +4,14 @@
 // through the mirror rule, so borders need no passes of their own.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
 #include "hq_rules.h"
 #include "hq_sse41.h"
 #include "rows.h"
+#include "threads.h"
 
 namespace tav::hq {
 
@@ -23,12 +25,20 @@ constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 // sums of horizontal gradients.
 constexpr int32_t kPaddedRows = 4;
 
-// Bytes of line buffer a frame `width` wide needs: the rows above, three
-// byte rows of output colours, 16 bytes for alignment.
+// Bytes of line buffer a frame `width` wide of samples T needs: the rows
+// above, three rows of output colours, 16 bytes for alignment.
+template <typename T>
 constexpr int64_t workBytes(int32_t width) {
     return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
-           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} + 16;
+           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
 }
+
+// Rows a band computes above its first output row: that row reads the other
+// colour one row up and green two; the other colour reads green two rows
+// further; green reads the window sums kWindowLength - 1 rows above it, and
+// the vertical gradients there the differences one row beyond.
+constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 2,
+                  kBackDiff = kBackGreen + kWindowLength - 1 + 1;
 
 // Vector steps start at column 2 and end 2 columns (four-site steps) or 3
 // (eight-column steps, which load up to 10 columns on) before the row's end,
@@ -59,7 +69,7 @@ struct Frame {
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring dh, dv, gh, gv, green, other;
     uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
-    uint8_t *outR, *outG, *outB;       // one output row before the writer
+    T *outR, *outG, *outB;             // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -71,7 +81,8 @@ struct Frame {
 };
 
 // Columns [x, end): vector steps of four sites for 8-bit samples, the
-// scalar rule elsewhere and at the scalar level.
+// scalar rule elsewhere and at the scalar level. The blends of 16-bit
+// samples outgrow 32-bit lanes and run the scalar rule alone.
 template <typename T, int32_t kStep = 4, class Step, class One>
 void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
     if constexpr (sizeof(T) == 1) {
@@ -82,9 +93,11 @@ void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
 }
 
 // Differences and gradients of row q; the vertical gradient of row q - 1
-// (and of q itself at the last row), which needs the differences below it.
+// (and of q itself at the last row), which needs the differences below it,
+// unless the rows above q - 1 start below `first`, the walk's first row.
+// Differences of 16-bit samples stay below 2^20: vector steps at both depths.
 template <typename T>
-void diffRow(const Frame<T>& f, int32_t q) {
+void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     const T* s[5];
     for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
     int32_t* dh = f.dh.row(q);
@@ -99,11 +112,11 @@ void diffRow(const Frame<T>& f, int32_t q) {
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
+        {
             using namespace sse41;
             // Green sites take green minus the estimate: the sign flips there.
             const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
-            const __m128i c = loadBytes(s[2] + x);
+            const __m128i c = loadSamples(s[2] + x);
             auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
                 const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
                 const __m128i est = _mm_add_epi32(
@@ -113,14 +126,14 @@ void diffRow(const Frame<T>& f, int32_t q) {
                                       sign);
             };
             _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
-                             rule(loadBytes(s[2] + x - 1), loadBytes(s[2] + x + 1),
-                                  loadBytes(s[2] + x - 2), loadBytes(s[2] + x + 2)));
+                             rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
+                                  loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
-                             rule(loadBytes(s[1] + x), loadBytes(s[3] + x), loadBytes(s[0] + x),
-                                  loadBytes(s[4] + x)));
+                             rule(loadSamples(s[1] + x), loadSamples(s[3] + x),
+                                  loadSamples(s[0] + x), loadSamples(s[4] + x)));
         }
     };
-    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    eachStep<4>(kStepStart, f.width - kStepMargin, f.width, step, one);
     int32_t* gh = f.gh.row(q);
     auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
     auto across4 = [&](int32_t x) {
@@ -141,7 +154,7 @@ void diffRow(const Frame<T>& f, int32_t q) {
             },
             [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
     };
-    if (q >= 1) vertical(q - 1);
+    if (q >= 1 && (first == 0 || q - 2 >= first)) vertical(q - 1);
     if (q == f.height - 1) vertical(q);
 }
 
@@ -332,7 +345,6 @@ void otherRow(const Frame<T>& f, int32_t r) {
 
 template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
-    static_assert(sizeof(T) == 1, "the output row holds bytes");
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
     const int32_t* g = f.green.row(y);
@@ -353,9 +365,9 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             n.red = false;
             b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
         }
-        f.outR[x] = static_cast<uint8_t>(r);
-        f.outG[x] = static_cast<uint8_t>(g[x]);
-        f.outB[x] = static_cast<uint8_t>(b);
+        f.outR[x] = static_cast<T>(r);
+        f.outG[x] = static_cast<T>(g[x]);
+        f.outB[x] = static_cast<T>(b);
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: both colours at the four green sites, the
@@ -393,19 +405,32 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         }
     };
     runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
-    eachStep<16>(
-        0, f.width, f.width,
-        [&](int32_t x) {
-            out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x), simd::load(f.outB + x));
-        },
-        [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); });
+    auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
+    if constexpr (sizeof(T) == 1) {
+        eachStep<16>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x),
+                          simd::load(f.outB + x));
+            },
+            put);
+    } else {
+        auto words = [](const T* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        };
+        eachStep<8>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                out.put8(x, words(f.outR + x), words(f.outG + x), words(f.outB + x));
+            },
+            put);
+    }
 }
 
-// A whole frame, height and width at least 2; `out` writes row 0 and gives
-// the writers of the rows below. `work` holds workBytes(width).
-template <typename T, class Writer>
-void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
-           const Writer& out, uint8_t* work) {
+// The planes of a walk laid out in `work` (workBytes<T>(width)).
+template <typename T>
+Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY,
+                int32_t redX, uint8_t* work) {
     int32_t* p =
         reinterpret_cast<int32_t*>(work + ((16 - (reinterpret_cast<uintptr_t>(work) & 15)) & 15));
     int32_t* col = p;
@@ -442,12 +467,24 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.across = padded + 2 * (width + 2 * kReach);
-    f.outR = reinterpret_cast<uint8_t*>(padded + 3 * (width + 2 * kReach));
+    f.outR = reinterpret_cast<T*>(padded + 3 * (width + 2 * kReach));
     f.outG = f.outR + width;
     f.outB = f.outG + width;
-    int32_t diffDone = 0, greenDone = 0, otherDone = 0;
-    for (int32_t y = 0; y < height; ++y) {
-        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);
+    return f;
+}
+
+// Output rows [y0, y1): the rings start kBack* rows above y0, recomputed
+// from the source, so a band gives the bytes the whole walk gives.
+template <typename T, class Writer>
+void walk(const Frame<T>& f, int32_t y0, int32_t y1, const Writer& out) {
+    auto from = [y0](int32_t back) { return y0 > back ? y0 - back : 0; };
+    const int32_t first = from(kBackDiff);
+    int32_t diffDone = first, greenDone = from(kBackGreen), otherDone = from(kBackOther);
+    const int32_t height = f.height;
+    for (int32_t y = y0; y < y1; ++y) {
+        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) {
+            diffRow(f, diffDone, first);
+        }
         for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
             greenRow(f, greenDone);
         }
@@ -456,6 +493,22 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
         }
         outputRow(f, y, out.next(y));
     }
+}
+
+// A whole frame, height and width at least 2, in bands of rows; `out`
+// writes row 0 and gives the writers of the rows below. `work` holds
+// workBytes<T>(width) for the caller's band, the pool lends the others'.
+template <typename T, class Writer>
+void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
+           const Writer& out, uint8_t* work) {
+    // Each band recomputes kBackDiff rows: bands of a few times that at least.
+    const int32_t minRows = std::max(minBandUnits(width), 4 * kBackDiff);
+    parallelRowsWithScratch(
+        height, minRows, static_cast<size_t>(workBytes<T>(width)),
+        [&](int32_t y0, int32_t y1, uint8_t* own) {
+            walk(layout(src, height, width, depth, redY, redX, own != nullptr ? own : work), y0, y1,
+                 out);
+        });
 }
 
 }  // namespace tav::hq

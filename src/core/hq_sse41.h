@@ -20,10 +20,14 @@ inline __m128i load(const int32_t* p) {
 inline __m128i load(const uint32_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
-inline __m128i loadBytes(const uint8_t* p) {  // four bytes widened to lanes
+// Four samples widened to lanes.
+inline __m128i loadSamples(const uint8_t* p) {
     int32_t v;
     __builtin_memcpy(&v, p, 4);
     return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(v));
+}
+inline __m128i loadSamples(const uint16_t* p) {
+    return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
 }
 // Every second value from p: p[0], p[2], p[4], p[6] (reads p[0..7]).
 inline __m128i everyOther(const int32_t* p) {
