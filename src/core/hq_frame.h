@@ -80,22 +80,13 @@ struct Frame {
     int32_t c(int32_t x) const { return col[x + kReach]; }
 };
 
-// Columns [x, end): vector steps of four sites for 8-bit samples, the
-// scalar rule elsewhere and at the scalar level. The blends of 16-bit
-// samples outgrow 32-bit lanes and run the scalar rule alone.
-template <typename T, int32_t kStep = 4, class Step, class One>
-void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
-    if constexpr (sizeof(T) == 1) {
-        eachStep<kStep>(x, stepEnd, end, step, one);
-    } else {
-        for (; x < end; ++x) one(x, false);
-    }
-}
+// Whether the blends form their dividends in double precision (16-bit samples).
+template <typename T>
+constexpr bool kWide = sizeof(T) > 1;
 
 // Differences and gradients of row q; the vertical gradient of row q - 1
 // (and of q itself at the last row), which needs the differences below it,
 // unless the rows above q - 1 start below `first`, the walk's first row.
-// Differences of 16-bit samples stay below 2^20: vector steps at both depths.
 template <typename T>
 void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     const T* s[5];
@@ -112,26 +103,23 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     auto step = [&](int32_t x) {
-        {
-            using namespace sse41;
-            // Green sites take green minus the estimate: the sign flips there.
-            const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
-            const __m128i c = loadSamples(s[2] + x);
-            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
-                const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
-                const __m128i est = _mm_add_epi32(
-                    _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
-                    _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
-                return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)),
-                                      sign);
-            };
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
-                             rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
-                                  loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
-                             rule(loadSamples(s[1] + x), loadSamples(s[3] + x),
-                                  loadSamples(s[0] + x), loadSamples(s[4] + x)));
-        }
+        using namespace sse41;
+        // Green sites take green minus the estimate: the sign flips there.
+        const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
+        const __m128i c = loadSamples(s[2] + x);
+        auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+            const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
+            const __m128i est = _mm_add_epi32(
+                _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
+                _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
+            return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)), sign);
+        };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
+                         rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
+                              loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                         rule(loadSamples(s[1] + x), loadSamples(s[3] + x), loadSamples(s[0] + x),
+                              loadSamples(s[4] + x)));
     };
     eachStep<4>(kStepStart, f.width - kStepMargin, f.width, step, one);
     int32_t* gh = f.gh.row(q);
@@ -238,37 +226,35 @@ void greenRow(const Frame<T>& f, int32_t r) {
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: the rule at the four red or blue sites.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const bool greenFirst = f.isGreen(r, x);
-            const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
-            auto sum5 = [&](int32_t from) {
-                __m128i v = everyOther(f.across + from);
-                for (int k = 1; k < kWindowLength; ++k)
-                    v = _mm_add_epi32(v, everyOther(f.across + from + k));
-                return v;
-            };
-            auto sum3 = [&](const uint32_t* p) {
-                return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
-                                     everyOther(p + i + 1));
-            };
-            const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
-                                     sum5(i)};
-            __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
-                            _mm_setzero_si128()};
-            for (int t = 0; t < 3; ++t) {
-                const __m128i tap = _mm_set1_epi32(kTaps[t]);
-                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
-                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
-                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
-                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
-            }
-            const __m128i v = sse41::greenAt(everyOther(s + at), sums, d, f.epsGreen, f.max);
-            const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
-            store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
+        using namespace sse41;
+        const bool greenFirst = f.isGreen(r, x);
+        const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
+        auto sum5 = [&](int32_t from) {
+            __m128i v = everyOther(f.across + from);
+            for (int k = 1; k < kWindowLength; ++k)
+                v = _mm_add_epi32(v, everyOther(f.across + from + k));
+            return v;
+        };
+        auto sum3 = [&](const uint32_t* p) {
+            return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
+                                 everyOther(p + i + 1));
+        };
+        const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
+                                 sum5(i)};
+        __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
+                        _mm_setzero_si128()};
+        for (int t = 0; t < 3; ++t) {
+            const __m128i tap = _mm_set1_epi32(kTaps[t]);
+            d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
+            d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
+            d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
+            d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
         }
+        const __m128i v = sse41::greenAt<kWide<T>>(everyOther(s + at), sums, d, f.epsGreen, f.max);
+        const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
+        store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
 }
 
 // Green and one colour around a site: `d` is green minus that colour, which
@@ -324,23 +310,21 @@ void otherRow(const Frame<T>& f, int32_t r) {
     // Eight columns a step: the rule at the four red or blue sites; green
     // sites get 0, which nobody reads.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const int32_t at = f.isGreen(r, x) ? x + 1 : x;
-            const __m128i g0 = everyOther(n.greenRows[2] + at);
-            __m128i d[4], steps[4];
-            for (int k = 0; k < 4; ++k) {
-                const int32_t dy = kDiagY[k], dx = kDiagX[k];
-                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-                d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
-            }
-            const __m128i v = sse41::colourAt(g0, d, steps, f.epsColour, f.max);
-            const __m128i none = _mm_setzero_si128();
-            store8(o + x, at == x ? merge(v, none) : merge(none, v));
+        using namespace sse41;
+        const int32_t at = f.isGreen(r, x) ? x + 1 : x;
+        const __m128i g0 = everyOther(n.greenRows[2] + at);
+        __m128i d[4], steps[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kDiagY[k], dx = kDiagX[k];
+            const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+            d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
         }
+        const __m128i v = sse41::colourAt<kWide<T>>(g0, d, steps, f.epsColour, f.max);
+        const __m128i none = _mm_setzero_si128();
+        store8(o + x, at == x ? merge(v, none) : merge(none, v));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
 }
 
 template <typename T, class Writer>
@@ -373,38 +357,36 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     // Eight columns a step: both colours at the four green sites, the
     // sample and the other colour at the four red or blue ones.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const bool greenFirst = f.isGreen(y, x);
-            const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
-            const __m128i g0 = everyOther(g + at);
-            __m128i steps[4], sample[4], estimate[4];
-            for (int k = 0; k < 4; ++k) {
-                const int32_t dy = kAxisY[k], dx = kAxisX[k];
-                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
-                sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-                estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
-            }
-            // Row neighbours (k = 2, 3) have the row's colour as a sample and
-            // the column's as an estimate; column neighbours the other way.
-            const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
-            const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-            const __m128i fromRow = sse41::colourAt(g0, dRow, steps, f.epsColour, f.max);
-            const __m128i fromCol = sse41::colourAt(g0, dCol, steps, f.epsColour, f.max);
-            // At red and blue sites the row's colour is the sample.
-            const __m128i c = everyOther(s + site), other = everyOther(o + site);
-            const __m128i gSite = everyOther(g + site);
-            auto both = [&](__m128i atGreen, __m128i atSite) {
-                return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
-            };
-            const bool redRow = (y & 1) == f.redY;
-            storeBytes8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
-            storeBytes8(f.outG + x, both(g0, gSite));
-            storeBytes8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
+        using namespace sse41;
+        const bool greenFirst = f.isGreen(y, x);
+        const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+        const __m128i g0 = everyOther(g + at);
+        __m128i steps[4], sample[4], estimate[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kAxisY[k], dx = kAxisX[k];
+            const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+            estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
         }
+        // Row neighbours (k = 2, 3) have the row's colour as a sample and
+        // the column's as an estimate; column neighbours the other way.
+        const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+        const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+        const __m128i fromRow = sse41::colourAt<kWide<T>>(g0, dRow, steps, f.epsColour, f.max);
+        const __m128i fromCol = sse41::colourAt<kWide<T>>(g0, dCol, steps, f.epsColour, f.max);
+        // At red and blue sites the row's colour is the sample.
+        const __m128i c = everyOther(s + site), other = everyOther(o + site);
+        const __m128i gSite = everyOther(g + site);
+        auto both = [&](__m128i atGreen, __m128i atSite) {
+            return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+        };
+        const bool redRow = (y & 1) == f.redY;
+        storeSamples8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
+        storeSamples8(f.outG + x, both(g0, gSite));
+        storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
     auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
     if constexpr (sizeof(T) == 1) {
         eachStep<16>(
