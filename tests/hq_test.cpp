@@ -110,7 +110,7 @@ TEST_P(HqPhase, BordersReadTheMirrorImage) {
     }
 }
 
-// The vector body gives the scalar rules' bytes at every width around its
+// The vector bodies give the scalar rules' bytes at every width around their
 // steps and every output form; at full depth too, at every depth.
 TEST_P(HqPhase, VectorBodyEqualsScalarRules) {
     const int p = GetParam();
@@ -121,9 +121,11 @@ TEST_P(HqPhase, VectorBodyEqualsScalarRules) {
             for (const tavtest::Output& o : tavtest::kOutputs) {
                 tav::setLevel(tav::Level::Scalar);
                 const std::vector<uint8_t> scalar = demosaic(raw, h, w, kPhases[p], o.format);
-                tav::setLevel(tav::Level::Sse41);
-                ASSERT_EQ(demosaic(raw, h, w, kPhases[p], o.format), scalar)
-                    << w << "x" << h << " " << o.name;
+                for (const tav::Level level : {tav::Level::Sse41, tav::Level::Avx2}) {
+                    tav::setLevel(level);
+                    ASSERT_EQ(demosaic(raw, h, w, kPhases[p], o.format), scalar)
+                        << w << "x" << h << " " << o.name << " level " << int(level);
+                }
             }
             for (const uint32_t bits : {10u, 16u}) {
                 const uint32_t code = kPhases16[p];

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "hq_avx2.h"
 #include "hq_rules.h"
 #include "hq_sse41.h"
 #include "rows.h"
@@ -254,7 +255,24 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
         store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
     };
-    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            const GreenRowAvx2 rows{
+                f.north + kReach,
+                f.south + kReach,
+                f.across + kReach,
+                {n.dvRows[0], n.dvRows[1], n.dvRows[2], n.dvRows[3], n.dvRows[4]},
+                n.dhRow,
+                s,
+                f.epsGreen,
+                f.max};
+            greenStepsAvx2(rows, f.isGreen(r, x), g, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
 }
 
 // Green and one colour around a site: `d` is green minus that colour, which
@@ -287,6 +305,15 @@ ColourWindow<T> colourWindow(const Frame<T>& f, int32_t y) {
     }
     n.y = y;
     return n;
+}
+
+// The rows of a colour window, for the AVX2 body.
+inline ColourRowsAvx2 colourRowsAvx2(const Frame<uint8_t>& f, const ColourWindow<uint8_t>& n) {
+    return {{n.greenRows[0], n.greenRows[1], n.greenRows[2], n.greenRows[3], n.greenRows[4]},
+            {n.otherRows[0], n.otherRows[1], n.otherRows[2]},
+            {n.srcRows[0], n.srcRows[1], n.srcRows[2]},
+            f.epsColour,
+            f.max};
 }
 
 constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
@@ -324,7 +351,15 @@ void otherRow(const Frame<T>& f, int32_t r) {
         const __m128i none = _mm_setzero_si128();
         store8(o + x, at == x ? merge(v, none) : merge(none, v));
     };
-    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            otherStepsAvx2(colourRowsAvx2(f, n), f.isGreen(r, x), o, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
 }
 
 template <typename T, class Writer>
@@ -386,7 +421,16 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         storeSamples8(f.outG + x, both(g0, gSite));
         storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
     };
-    eachStep<8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, f.outR,
+                            f.outG, f.outB, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
     auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
     if constexpr (sizeof(T) == 1) {
         eachStep<16>(
