@@ -67,6 +67,11 @@ void U16Edge_RGB16(benchmark::State& state) {
 }
 TAV_BENCH_SIZES(U16Edge_RGB16);
 
+void U16Hq_BGR12(benchmark::State& state) {
+    U16Entry(state, TAV_PF_BGR12, TAV_METHOD_HQ);
+}
+TAV_BENCH_SIZES(U16Hq_BGR12);
+
 // The exported building blocks (scalar passes).
 void U16EdgeBlocks_GBRG(benchmark::State& state) {
     Frame16 f(state);

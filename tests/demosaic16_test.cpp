@@ -268,38 +268,47 @@ TEST(Values16, PassesReturnWhereTheyStopped) {
 
 // Every phase and method gives one colour back in the format's order, except
 // that bilinear BG keeps the RG kernel's order (red and blue exchanged);
-// RGB16 moves the samples to the top of the word.
+// RGB16 moves the samples to the top of the word. Method 3 at every depth,
+// with green high and red and blue at the ends: its weighted sums outgrow
+// 32 bits there.
 TEST(Entry16, OneColourComesBackInTheFormatsOrder) {
-    const uint16_t red = 300, green = 200, blue = 100;
     const int32_t h = 9, w = 26;
     // phase: the red site's row and column in the 2x2 cell
     for (auto [code, redRow, redCol] : {std::array{TAV_PF_BAYER_RG12, 0u, 0u},
                                         {TAV_PF_BAYER_GR12, 0u, 1u},
                                         {TAV_PF_BAYER_GB12, 1u, 0u},
                                         {TAV_PF_BAYER_BG12, 1u, 1u}}) {
-        Words mosaic(size_t(h) * w);
-        for (int32_t i = 0; i < h * w; ++i) {
-            const bool r = (i / w & 1) == int(redRow), c = (i % w & 1) == int(redCol);
-            mosaic[i] = r && c ? red : !r && !c ? blue : green;
-        }
-        for (uint32_t method : {TAV_METHOD_BILINEAR, TAV_METHOD_EDGE}) {
-            const bool bilinear = method == TAV_METHOD_BILINEAR;
-            for (uint32_t format :
-                 {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) {
-                const auto r = demosaic16(code, format, method, 12, mosaic, h, w);
-                ASSERT_EQ(r.code, TAV_OK);
-                const bool redFirst = (format != TAV_PF_BGR10 && format != TAV_PF_BGR12) !=
-                                      (code == TAV_PF_BAYER_BG12 && bilinear);
-                const int shift = format == TAV_PF_RGB16 ? 4 : 0;
-                const Words want = {uint16_t((redFirst ? red : blue) << shift),
-                                    uint16_t(green << shift),
-                                    uint16_t((redFirst ? blue : red) << shift)};
-                const int32_t kept = (redRow ^ redCol) == 1 && bilinear ? 7 : -1;
+        for (uint32_t method : {TAV_METHOD_BILINEAR, TAV_METHOD_EDGE, TAV_METHOD_HQ}) {
+            const bool bilinear = method == TAV_METHOD_BILINEAR, hq = method == TAV_METHOD_HQ;
+            for (uint32_t bits : hq ? std::vector{10u, 12u, 14u, 16u} : std::vector{12u}) {
+                const uint16_t red = hq ? uint16_t((1 << bits) - 1) : 300,
+                               green = hq ? uint16_t(3 << (bits - 2)) : 200, blue = hq ? 0 : 100;
+                Words mosaic(size_t(h) * w);
                 for (int32_t i = 0; i < h * w; ++i) {
-                    if (i / w == kept) continue;
-                    ASSERT_EQ(Words(&r.out[3 * i], &r.out[3 * i + 3]), want)
-                        << std::hex << code << " to " << format << std::dec << " method " << method
-                        << " pixel " << i;
+                    const bool r = (i / w & 1) == int(redRow), c = (i % w & 1) == int(redCol);
+                    mosaic[i] = r && c ? red : !r && !c ? blue : green;
+                }
+                for (uint32_t format :
+                     {TAV_PF_RGB10, TAV_PF_BGR10, TAV_PF_RGB12, TAV_PF_BGR12, TAV_PF_RGB16}) {
+                    const auto r = demosaic16(code, format, method, bits, mosaic, h, w);
+                    const int shift = format == TAV_PF_RGB16 ? 16 - int(bits) : 0;
+                    if (shift == 2) {  // depth 14: the shift refuses
+                        EXPECT_EQ(r.code, TAV_E_PIXEL_FORMAT);
+                        continue;
+                    }
+                    ASSERT_EQ(r.code, TAV_OK);
+                    const bool redFirst = (format != TAV_PF_BGR10 && format != TAV_PF_BGR12) !=
+                                          (code == TAV_PF_BAYER_BG12 && bilinear);
+                    const Words want = {uint16_t((redFirst ? red : blue) << shift),
+                                        uint16_t(green << shift),
+                                        uint16_t((redFirst ? blue : red) << shift)};
+                    const int32_t kept = (redRow ^ redCol) == 1 && bilinear ? 7 : -1;
+                    for (int32_t i = 0; i < h * w; ++i) {
+                        if (i / w == kept) continue;
+                        ASSERT_EQ(Words(&r.out[3 * i], &r.out[3 * i + 3]), want)
+                            << std::hex << code << " to " << format << std::dec << " method "
+                            << method << " depth " << bits << " pixel " << i;
+                    }
                 }
             }
         }
@@ -349,8 +358,13 @@ TEST(Entry16, SilentRefusals) {
                                (int64_t{1} << 32) | TAV_PF_BGR12}) {
             EXPECT_EQ(convert(src.data(), dst.data(), 8, 8, format, 1, 12), TAV_E_PARAMETER);
         }
-        for (uint32_t method : {0u, 3u}) {
+        for (uint32_t method : {0u, 4u}) {
             EXPECT_EQ(convert(src.data(), dst.data(), 8, 8, TAV_PF_RGB16, method, 12),
+                      TAV_E_PARAMETER);
+        }
+        // Method 3 takes depths 10 to 16 only, whatever the output.
+        for (uint32_t bits : {9u, 17u}) {
+            EXPECT_EQ(convert(src.data(), dst.data(), 8, 8, TAV_PF_RGB16, 3, bits),
                       TAV_E_PARAMETER);
         }
     }

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "frames.h"
 #include "level.h"
-#include "support.h"
 
 namespace {
 
@@ -11,6 +11,8 @@ using tavtest::Context;
 
 constexpr uint32_t kPhases[4] = {TAV_PF_BAYER_RG8, TAV_PF_BAYER_GR8, TAV_PF_BAYER_GB8,
                                  TAV_PF_BAYER_BG8};
+constexpr uint32_t kPhases16[4] = {TAV_PF_BAYER_RG16, TAV_PF_BAYER_GR16, TAV_PF_BAYER_GB16,
+                                   TAV_PF_BAYER_BG16};
 
 // Red and blue sites of each phase: row and column parity of red.
 constexpr int kRedY[4] = {0, 0, 1, 1}, kRedX[4] = {0, 1, 0, 1};
@@ -108,8 +110,8 @@ TEST_P(HqPhase, BordersReadTheMirrorImage) {
     }
 }
 
-// The vector body gives the scalar rules' bytes at every width around its
-// steps and every output form.
+// The vector bodies give the scalar rules' bytes at every width around their
+// steps and every output form; at full depth too, at every depth.
 TEST_P(HqPhase, VectorBodyEqualsScalarRules) {
     const int p = GetParam();
     tavtest::AtLevel restore;
@@ -119,9 +121,20 @@ TEST_P(HqPhase, VectorBodyEqualsScalarRules) {
             for (const tavtest::Output& o : tavtest::kOutputs) {
                 tav::setLevel(tav::Level::Scalar);
                 const std::vector<uint8_t> scalar = demosaic(raw, h, w, kPhases[p], o.format);
-                tav::setLevel(tav::Level::Sse41);
-                ASSERT_EQ(demosaic(raw, h, w, kPhases[p], o.format), scalar)
-                    << w << "x" << h << " " << o.name;
+                for (const tav::Level level : {tav::Level::Sse41, tav::Level::Avx2}) {
+                    tav::setLevel(level);
+                    ASSERT_EQ(demosaic(raw, h, w, kPhases[p], o.format), scalar)
+                        << w << "x" << h << " " << o.name << " level " << int(level);
+                }
+            }
+            for (const uint32_t bits : {10u, 16u}) {
+                const uint32_t code = kPhases16[p];
+                const auto words = tavtest::randomWords(size_t(h) * w, w * 31 + h + p, bits);
+                const auto [scalar, vector] = tavtest::atBothLevels([&] {
+                    return tavtest::demosaic16(code, TAV_PF_BGR12, TAV_METHOD_HQ, bits, words, h,
+                                               w);
+                });
+                ASSERT_EQ(vector.out, scalar.out) << w << "x" << h << " depth " << bits;
             }
         }
     }

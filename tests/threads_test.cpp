@@ -132,9 +132,9 @@ std::vector<Case> cases() {
                    [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_RG10, 2, h, w); }});
     all.push_back({"ShadingBayer8",
                    [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_GB8, 1, h, w); }});
-    for (uint32_t m = 1; m <= 2; ++m) {
+    for (uint32_t m = 1; m <= 3; ++m) {
         for (int64_t out : {int64_t{TAV_PF_RGB12}, int64_t{TAV_PF_BGR12}}) {
-            const std::string name = m == 1 ? "Bilinear16" : "Edge16";
+            const std::string name = m == 1 ? "Bilinear16" : m == 2 ? "Edge16" : "Hq16";
             all.push_back({name + (out == TAV_PF_RGB12 ? "Rgb" : "Bgr"), [=](int32_t h, int32_t w) {
                                return demosaicWide(TAV_PF_BAYER_GB12, out, m, h, w);
                            }});

@@ -166,7 +166,7 @@ int runDemo(const std::vector<std::string>& argv) {
 #if TAV_TOOL_U16
     {
         const FormatInfo& rg12 = *findFormat(TAV_PF_BAYER_RG12);
-        for (uint32_t method = 1; method < 3; ++method) {
+        for (uint32_t method = TAV_METHOD_BILINEAR; method <= TAV_METHOD_HQ; ++method) {
             Result r;
             r.name = std::string(methodName(method)) + "16";
             r.path = "tavDemosaicingU16 RGB12";

@@ -248,7 +248,7 @@ int runFormats(const std::vector<std::string>& argv) {
         if (f.phase == Phase::None) {
             methods = "any (monochrome: copied or replicated)";
         } else {
-            for (uint32_t m = 1; m < 3; ++m) {
+            for (uint32_t m = TAV_METHOD_BILINEAR; m <= TAV_METHOD_HQ; ++m) {
                 if (probeDemosaic16(f, m) == TAV_OK) {
                     methods += std::string(methods.empty() ? "" : " ") + kMethodNames[m];
                 }

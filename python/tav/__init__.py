@@ -80,7 +80,7 @@ class PixelFormat(_enum.IntEnum):
     RGB16 = 0x02300033
 
 
-_METHODS = {"nearest": 0, "bilinear": 1, "edge": 2}
+_METHODS = {"nearest": 0, "bilinear": 1, "edge": 2, "hq": 3}
 _BY_NAME = {f.name.lower(): f for f in PixelFormat}
 
 
@@ -104,10 +104,10 @@ def _method(value):
         try:
             return _METHODS[value.lower()]
         except KeyError:
-            raise ValueError(f"unknown method {value!r}; use nearest, bilinear or edge") from None
+            raise ValueError(f"unknown method {value!r}; use nearest, bilinear, edge or hq") from None
     if isinstance(value, (int, _np.integer)) and not isinstance(value, bool) and value >= 0:
         return int(value)
-    raise TypeError("method must be 'nearest', 'bilinear', 'edge' or a method number")
+    raise TypeError("method must be 'nearest', 'bilinear', 'edge', 'hq' or a method number")
 
 
 def _as_array(data):

@@ -39,12 +39,12 @@ def c_demosaic(buf, h, w, pitch, fmt, method, output, out_bytes):
 @pytest.mark.parametrize("output,channels", [("Mono8", 1), ("RGB8", 3), ("BGR8", 3), ("RGBa8", 4),
                                             ("BGRa8", 4), ("RGB8_Planar", 3), ("BGR8_Planar", 3)])
 @pytest.mark.parametrize("fmt", ["Mono8", "BayerRG8", "BayerGB8"])
-@pytest.mark.parametrize("method", ["nearest", "bilinear", "edge"])
+@pytest.mark.parametrize("method", ["nearest", "bilinear", "edge", "hq"])
 def test_8bit_equals_the_library(fmt, output, channels, method):
     assert PF.BayerRG12Packed == 0x010C002B and isinstance(PF.Mono8, int)
     h, w = 13, 22
     raw = RNG.integers(0, 256, (h, w), dtype=np.uint8)
-    code, want = c_demosaic(raw, h, w, w, PF[fmt], {"nearest": 0, "bilinear": 1, "edge": 2}[method],
+    code, want = c_demosaic(raw, h, w, w, PF[fmt], {"nearest": 0, "bilinear": 1, "edge": 2, "hq": 3}[method],
                             PF[output], h * w * channels)
     if code != 0:
         with pytest.raises(tav.Error) as err:
@@ -129,10 +129,10 @@ def test_context_serves_a_stream_and_threads():
 def test_16bit_equals_the_library():
     h, w = 12, 18
     raw = RNG.integers(0, 4096, (h, w), dtype=np.uint16)
-    for output in ("BGR12", "RGB16"):
-        got = tav.demosaic16(raw, "BayerRG12", 12, "bilinear", output)
+    for output, method in (("BGR12", 1), ("RGB16", 1), ("BGR12", 3), ("RGB16", 3)):
+        got = tav.demosaic16(raw, "BayerRG12", 12, ["", "bilinear", "", "hq"][method], output)
         dst, src = np.zeros(h * w * 3, dtype=np.uint16), raw.copy()
-        cfg = (ctypes.c_uint32 * 4)(int(PF[output]), 0, 1, 12)  # int64 format, method, depth
+        cfg = (ctypes.c_uint32 * 4)(int(PF[output]), 0, method, 12)  # int64 format, method, depth
         s, d = image(h, w, PF.BayerRG12, src, 2 * w), image(h, w, 0, dst)
         assert LIB.tavDemosaicingU16(cfg, ctypes.byref(s), ctypes.byref(d)) == 0
         assert got.shape == (h, w, 3) and got.dtype == np.uint16

@@ -4,12 +4,15 @@
 // through the mirror rule, so borders need no passes of their own.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
+#include "hq_avx2.h"
 #include "hq_rules.h"
 #include "hq_sse41.h"
 #include "rows.h"
+#include "threads.h"
 
 namespace tav::hq {
 
@@ -23,12 +26,20 @@ constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 // sums of horizontal gradients.
 constexpr int32_t kPaddedRows = 4;
 
-// Bytes of line buffer a frame `width` wide needs: the rows above, three
-// byte rows of output colours, 16 bytes for alignment.
+// Bytes of line buffer a frame `width` wide of samples T needs: the rows
+// above, three rows of output colours, 16 bytes for alignment.
+template <typename T>
 constexpr int64_t workBytes(int32_t width) {
     return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
-           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} + 16;
+           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
 }
+
+// Rows a band computes above its first output row: that row reads the other
+// colour one row up and green two; the other colour reads green two rows
+// further; green reads the window sums kWindowLength - 1 rows above it, and
+// the vertical gradients there the differences one row beyond.
+constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 2,
+                  kBackDiff = kBackGreen + kWindowLength - 1 + 1;
 
 // Vector steps start at column 2 and end 2 columns (four-site steps) or 3
 // (eight-column steps, which load up to 10 columns on) before the row's end,
@@ -59,7 +70,7 @@ struct Frame {
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring dh, dv, gh, gv, green, other;
     uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
-    uint8_t *outR, *outG, *outB;       // one output row before the writer
+    T *outR, *outG, *outB;             // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -70,21 +81,15 @@ struct Frame {
     int32_t c(int32_t x) const { return col[x + kReach]; }
 };
 
-// Columns [x, end): vector steps of four sites for 8-bit samples, the
-// scalar rule elsewhere and at the scalar level.
-template <typename T, int32_t kStep = 4, class Step, class One>
-void runSteps(int32_t x, int32_t stepEnd, int32_t end, Step&& step, One&& one) {
-    if constexpr (sizeof(T) == 1) {
-        eachStep<kStep>(x, stepEnd, end, step, one);
-    } else {
-        for (; x < end; ++x) one(x, false);
-    }
-}
+// Whether the blends form their dividends in double precision (16-bit samples).
+template <typename T>
+constexpr bool kWide = sizeof(T) > 1;
 
 // Differences and gradients of row q; the vertical gradient of row q - 1
-// (and of q itself at the last row), which needs the differences below it.
+// (and of q itself at the last row), which needs the differences below it,
+// unless the rows above q - 1 start below `first`, the walk's first row.
 template <typename T>
-void diffRow(const Frame<T>& f, int32_t q) {
+void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     const T* s[5];
     for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
     int32_t* dh = f.dh.row(q);
@@ -99,28 +104,25 @@ void diffRow(const Frame<T>& f, int32_t q) {
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            // Green sites take green minus the estimate: the sign flips there.
-            const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
-            const __m128i c = loadBytes(s[2] + x);
-            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
-                const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
-                const __m128i est = _mm_add_epi32(
-                    _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
-                    _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
-                return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)),
-                                      sign);
-            };
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
-                             rule(loadBytes(s[2] + x - 1), loadBytes(s[2] + x + 1),
-                                  loadBytes(s[2] + x - 2), loadBytes(s[2] + x + 2)));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
-                             rule(loadBytes(s[1] + x), loadBytes(s[3] + x), loadBytes(s[0] + x),
-                                  loadBytes(s[4] + x)));
-        }
+        using namespace sse41;
+        // Green sites take green minus the estimate: the sign flips there.
+        const __m128i sign = _mm_or_si128(greenLanes(f.evenGreen(q), x), _mm_set1_epi32(1));
+        const __m128i c = loadSamples(s[2] + x);
+        auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+            const __m128i lap = _mm_sub_epi32(_mm_slli_epi32(c, 1), _mm_add_epi32(a2, b2));
+            const __m128i est = _mm_add_epi32(
+                _mm_slli_epi32(_mm_add_epi32(a1, b1), 2),
+                _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
+            return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)), sign);
+        };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
+                         rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
+                              loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                         rule(loadSamples(s[1] + x), loadSamples(s[3] + x), loadSamples(s[0] + x),
+                              loadSamples(s[4] + x)));
     };
-    runSteps<T>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    eachStep<4>(kStepStart, f.width - kStepMargin, f.width, step, one);
     int32_t* gh = f.gh.row(q);
     auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
     auto across4 = [&](int32_t x) {
@@ -141,7 +143,7 @@ void diffRow(const Frame<T>& f, int32_t q) {
             },
             [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
     };
-    if (q >= 1) vertical(q - 1);
+    if (q >= 1 && (first == 0 || q - 2 >= first)) vertical(q - 1);
     if (q == f.height - 1) vertical(q);
 }
 
@@ -225,37 +227,52 @@ void greenRow(const Frame<T>& f, int32_t r) {
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: the rule at the four red or blue sites.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const bool greenFirst = f.isGreen(r, x);
-            const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
-            auto sum5 = [&](int32_t from) {
-                __m128i v = everyOther(f.across + from);
-                for (int k = 1; k < kWindowLength; ++k)
-                    v = _mm_add_epi32(v, everyOther(f.across + from + k));
-                return v;
-            };
-            auto sum3 = [&](const uint32_t* p) {
-                return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
-                                     everyOther(p + i + 1));
-            };
-            const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
-                                     sum5(i)};
-            __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
-                            _mm_setzero_si128()};
-            for (int t = 0; t < 3; ++t) {
-                const __m128i tap = _mm_set1_epi32(kTaps[t]);
-                d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
-                d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
-                d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
-                d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
-            }
-            const __m128i v = sse41::greenAt(everyOther(s + at), sums, d, f.epsGreen, f.max);
-            const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
-            store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
+        using namespace sse41;
+        const bool greenFirst = f.isGreen(r, x);
+        const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
+        auto sum5 = [&](int32_t from) {
+            __m128i v = everyOther(f.across + from);
+            for (int k = 1; k < kWindowLength; ++k)
+                v = _mm_add_epi32(v, everyOther(f.across + from + k));
+            return v;
+        };
+        auto sum3 = [&](const uint32_t* p) {
+            return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
+                                 everyOther(p + i + 1));
+        };
+        const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
+                                 sum5(i)};
+        __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
+                        _mm_setzero_si128()};
+        for (int t = 0; t < 3; ++t) {
+            const __m128i tap = _mm_set1_epi32(kTaps[t]);
+            d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
+            d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
+            d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
+            d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
         }
+        const __m128i v = sse41::greenAt<kWide<T>>(everyOther(s + at), sums, d, f.epsGreen, f.max);
+        const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
+        store8(g + x, greenFirst ? merge(c, v) : merge(v, c));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            const GreenRowAvx2 rows{
+                f.north + kReach,
+                f.south + kReach,
+                f.across + kReach,
+                {n.dvRows[0], n.dvRows[1], n.dvRows[2], n.dvRows[3], n.dvRows[4]},
+                n.dhRow,
+                s,
+                f.epsGreen,
+                f.max};
+            greenStepsAvx2(rows, f.isGreen(r, x), g, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
 }
 
 // Green and one colour around a site: `d` is green minus that colour, which
@@ -290,6 +307,15 @@ ColourWindow<T> colourWindow(const Frame<T>& f, int32_t y) {
     return n;
 }
 
+// The rows of a colour window, for the AVX2 body.
+inline ColourRowsAvx2 colourRowsAvx2(const Frame<uint8_t>& f, const ColourWindow<uint8_t>& n) {
+    return {{n.greenRows[0], n.greenRows[1], n.greenRows[2], n.greenRows[3], n.greenRows[4]},
+            {n.otherRows[0], n.otherRows[1], n.otherRows[2]},
+            {n.srcRows[0], n.srcRows[1], n.srcRows[2]},
+            f.epsColour,
+            f.max};
+}
+
 constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
 constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 
@@ -311,28 +337,33 @@ void otherRow(const Frame<T>& f, int32_t r) {
     // Eight columns a step: the rule at the four red or blue sites; green
     // sites get 0, which nobody reads.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const int32_t at = f.isGreen(r, x) ? x + 1 : x;
-            const __m128i g0 = everyOther(n.greenRows[2] + at);
-            __m128i d[4], steps[4];
-            for (int k = 0; k < 4; ++k) {
-                const int32_t dy = kDiagY[k], dx = kDiagX[k];
-                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-                d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
-            }
-            const __m128i v = sse41::colourAt(g0, d, steps, f.epsColour, f.max);
-            const __m128i none = _mm_setzero_si128();
-            store8(o + x, at == x ? merge(v, none) : merge(none, v));
+        using namespace sse41;
+        const int32_t at = f.isGreen(r, x) ? x + 1 : x;
+        const __m128i g0 = everyOther(n.greenRows[2] + at);
+        __m128i d[4], steps[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kDiagY[k], dx = kDiagX[k];
+            const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+            d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
         }
+        const __m128i v = sse41::colourAt<kWide<T>>(g0, d, steps, f.epsColour, f.max);
+        const __m128i none = _mm_setzero_si128();
+        store8(o + x, at == x ? merge(v, none) : merge(none, v));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            otherStepsAvx2(colourRowsAvx2(f, n), f.isGreen(r, x), o, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
 }
 
 template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
-    static_assert(sizeof(T) == 1, "the output row holds bytes");
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
     const int32_t* g = f.green.row(y);
@@ -353,59 +384,79 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             n.red = false;
             b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
         }
-        f.outR[x] = static_cast<uint8_t>(r);
-        f.outG[x] = static_cast<uint8_t>(g[x]);
-        f.outB[x] = static_cast<uint8_t>(b);
+        f.outR[x] = static_cast<T>(r);
+        f.outG[x] = static_cast<T>(g[x]);
+        f.outB[x] = static_cast<T>(b);
     };
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: both colours at the four green sites, the
     // sample and the other colour at the four red or blue ones.
     auto step = [&](int32_t x) {
-        if constexpr (sizeof(T) == 1) {
-            using namespace sse41;
-            const bool greenFirst = f.isGreen(y, x);
-            const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
-            const __m128i g0 = everyOther(g + at);
-            __m128i steps[4], sample[4], estimate[4];
-            for (int k = 0; k < 4; ++k) {
-                const int32_t dy = kAxisY[k], dx = kAxisX[k];
-                const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-                steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
-                sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-                estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
-            }
-            // Row neighbours (k = 2, 3) have the row's colour as a sample and
-            // the column's as an estimate; column neighbours the other way.
-            const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
-            const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-            const __m128i fromRow = sse41::colourAt(g0, dRow, steps, f.epsColour, f.max);
-            const __m128i fromCol = sse41::colourAt(g0, dCol, steps, f.epsColour, f.max);
-            // At red and blue sites the row's colour is the sample.
-            const __m128i c = everyOther(s + site), other = everyOther(o + site);
-            const __m128i gSite = everyOther(g + site);
-            auto both = [&](__m128i atGreen, __m128i atSite) {
-                return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
-            };
-            const bool redRow = (y & 1) == f.redY;
-            storeBytes8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
-            storeBytes8(f.outG + x, both(g0, gSite));
-            storeBytes8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
+        using namespace sse41;
+        const bool greenFirst = f.isGreen(y, x);
+        const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+        const __m128i g0 = everyOther(g + at);
+        __m128i steps[4], sample[4], estimate[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kAxisY[k], dx = kAxisX[k];
+            const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
+            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
+            estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
         }
+        // Row neighbours (k = 2, 3) have the row's colour as a sample and
+        // the column's as an estimate; column neighbours the other way.
+        const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+        const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+        const __m128i fromRow = sse41::colourAt<kWide<T>>(g0, dRow, steps, f.epsColour, f.max);
+        const __m128i fromCol = sse41::colourAt<kWide<T>>(g0, dCol, steps, f.epsColour, f.max);
+        // At red and blue sites the row's colour is the sample.
+        const __m128i c = everyOther(s + site), other = everyOther(o + site);
+        const __m128i gSite = everyOther(g + site);
+        auto both = [&](__m128i atGreen, __m128i atSite) {
+            return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+        };
+        const bool redRow = (y & 1) == f.redY;
+        storeSamples8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
+        storeSamples8(f.outG + x, both(g0, gSite));
+        storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
     };
-    runSteps<T, 8>(kStepStart, f.width - kStepMargin8, f.width, step, one);
-    eachStep<16>(
-        0, f.width, f.width,
-        [&](int32_t x) {
-            out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x), simd::load(f.outB + x));
-        },
-        [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); });
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
+        if (wide > 0) {
+            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, f.outR,
+                            f.outG, f.outB, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
+    auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
+    if constexpr (sizeof(T) == 1) {
+        eachStep<16>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x),
+                          simd::load(f.outB + x));
+            },
+            put);
+    } else {
+        auto words = [](const T* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        };
+        eachStep<8>(
+            0, f.width, f.width,
+            [&](int32_t x) {
+                out.put8(x, words(f.outR + x), words(f.outG + x), words(f.outB + x));
+            },
+            put);
+    }
 }
 
-// A whole frame, height and width at least 2; `out` writes row 0 and gives
-// the writers of the rows below. `work` holds workBytes(width).
-template <typename T, class Writer>
-void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
-           const Writer& out, uint8_t* work) {
+// The planes of a walk laid out in `work` (workBytes<T>(width)).
+template <typename T>
+Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY,
+                int32_t redX, uint8_t* work) {
     int32_t* p =
         reinterpret_cast<int32_t*>(work + ((16 - (reinterpret_cast<uintptr_t>(work) & 15)) & 15));
     int32_t* col = p;
@@ -442,12 +493,24 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.across = padded + 2 * (width + 2 * kReach);
-    f.outR = reinterpret_cast<uint8_t*>(padded + 3 * (width + 2 * kReach));
+    f.outR = reinterpret_cast<T*>(padded + 3 * (width + 2 * kReach));
     f.outG = f.outR + width;
     f.outB = f.outG + width;
-    int32_t diffDone = 0, greenDone = 0, otherDone = 0;
-    for (int32_t y = 0; y < height; ++y) {
-        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) diffRow(f, diffDone);
+    return f;
+}
+
+// Output rows [y0, y1): the rings start kBack* rows above y0, recomputed
+// from the source, so a band gives the bytes the whole walk gives.
+template <typename T, class Writer>
+void walk(const Frame<T>& f, int32_t y0, int32_t y1, const Writer& out) {
+    auto from = [y0](int32_t back) { return y0 > back ? y0 - back : 0; };
+    const int32_t first = from(kBackDiff);
+    int32_t diffDone = first, greenDone = from(kBackGreen), otherDone = from(kBackOther);
+    const int32_t height = f.height;
+    for (int32_t y = y0; y < y1; ++y) {
+        for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) {
+            diffRow(f, diffDone, first);
+        }
         for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
             greenRow(f, greenDone);
         }
@@ -456,6 +519,22 @@ void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t r
         }
         outputRow(f, y, out.next(y));
     }
+}
+
+// A whole frame, height and width at least 2, in bands of rows; `out`
+// writes row 0 and gives the writers of the rows below. `work` holds
+// workBytes<T>(width) for the caller's band, the pool lends the others'.
+template <typename T, class Writer>
+void frame(const T* src, int32_t height, int32_t width, int32_t depth, int32_t redY, int32_t redX,
+           const Writer& out, uint8_t* work) {
+    // Each band recomputes kBackDiff rows: bands of a few times that at least.
+    const int32_t minRows = std::max(minBandUnits(width), 4 * kBackDiff);
+    parallelRowsWithScratch(
+        height, minRows, static_cast<size_t>(workBytes<T>(width)),
+        [&](int32_t y0, int32_t y1, uint8_t* own) {
+            walk(layout(src, height, width, depth, redY, redX, own != nullptr ? own : work), y0, y1,
+                 out);
+        });
 }
 
 }  // namespace tav::hq

@@ -22,28 +22,10 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "hq_constants.h"
 #include "mirror.h"
 
 namespace tav::hq {
-
-// Strength of the Laplacian correction in eighths (8: Hamilton-Adams' full
-// quarter Laplacian). Half strength keeps most of the detail the correction
-// restores while halving its overshoot next to edges; on photographs it
-// scores best anywhere from 3 to 6, and the full correction is 0.15 dB worse.
-constexpr int32_t kLaplacian = 4;
-// Regularisers of the direction weights, for 8-bit samples (scaled with the
-// sample range): green step, window sums of 15 gradients in eighths (two
-// levels in all); colour steps, sums of three steps in whole units (about
-// ten levels a step), so that noise-level steps do not swing the weights.
-constexpr int32_t kEpsGreen = 16;
-constexpr int32_t kEpsColour = 32;
-// Taper of the one-sided colour differences: the site, the next sample and
-// half of the one after (sum 8). Longer tails reach across detail.
-constexpr int32_t kTaps[3] = {3, 3, 2};
-constexpr int32_t kTapSum = kTaps[0] + kTaps[1] + kTaps[2];
-
-// Fraction bits of the colour differences.
-constexpr int32_t kFrac = 3;
 
 // Rows and columns beyond the frame read their mirror image, reflected again
 // as often as a frame narrower than the reach needs.
@@ -73,10 +55,6 @@ inline int32_t directional(int32_t c, int32_t a1, int32_t b1, int32_t a2, int32_
     return green ? (c << kFrac) - est : est - (c << kFrac);
 }
 
-// 2^20 / m^2 for m = 16..31, rounded.
-constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
-                                    1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};
-
 // Relative weights 1 / (s + eps)^2 of four directions, the largest between
 // 1024 and 4096: a four-bit mantissa looked up, the exponent shifted out
 // relative to the smallest sum.
@@ -94,11 +72,6 @@ inline void weights4(const uint32_t s[4], uint32_t eps, int32_t w[4]) {
         w[k] = shift > 15 ? 0 : kInvSquare[m[k]] >> shift;
     }
 }
-
-// Window sums of gradients on each side of a site: north, rows -4..0 and
-// columns -1..1 of the vertical gradients; south, rows 0..4; west and east
-// alike across the horizontal ones.
-constexpr int kWindowLength = 5;
 
 // Products and quotients of the blends run in Acc: 32 bits hold them for
 // 8-bit samples (below 2^29), 16-bit samples need 64.

@@ -1,9 +1,11 @@
-// SSE4.1 twins of the method 3 rules for 8-bit samples: four sites a step,
-// 32-bit lanes, the same integers as the scalar rules. Two devices keep them
-// exact: the exponent and top mantissa bits of a float conversion are the
-// bit length and next four bits of an integer below 2^24 (window sums of
-// 8-bit samples stay below 2^16), and the floor of a double quotient is the
-// integer floor quotient for operands below 2^53.
+// SSE4.1 twins of the method 3 rules: four sites a step, 32-bit lanes, the
+// same integers as the scalar rules. Two devices keep them exact: the
+// exponent and top mantissa bits of a float conversion are the bit length
+// and next four bits of an integer below 2^24 (window sums stay below 2^16
+// for 8-bit samples, 2^24 for 16-bit ones), and the floor of a double
+// quotient is the integer floor quotient for operands below 2^53. The blends
+// of 16-bit samples (kWide) form their dividends in double precision too,
+// exact there: they reach 2^37.
 #pragma once
 
 #include <immintrin.h>
@@ -20,10 +22,14 @@ inline __m128i load(const int32_t* p) {
 inline __m128i load(const uint32_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
-inline __m128i loadBytes(const uint8_t* p) {  // four bytes widened to lanes
+// Four samples widened to lanes.
+inline __m128i loadSamples(const uint8_t* p) {
     int32_t v;
     __builtin_memcpy(&v, p, 4);
     return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(v));
+}
+inline __m128i loadSamples(const uint16_t* p) {
+    return _mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
 }
 // Every second value from p: p[0], p[2], p[4], p[6] (reads p[0..7]).
 inline __m128i everyOther(const int32_t* p) {
@@ -38,6 +44,11 @@ inline __m128i everyOther(const uint8_t* p) {
     return _mm_cvtepu8_epi32(_mm_shuffle_epi8(
         bytes, _mm_setr_epi8(0, 2, 4, 6, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)));
 }
+inline __m128i everyOther(const uint16_t* p) {
+    const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return _mm_cvtepu16_epi32(_mm_shuffle_epi8(
+        words, _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1)));
+}
 // Eight columns from the values at their even (e) and odd (o) columns.
 struct Columns8 {
     __m128i lo, hi;
@@ -45,9 +56,12 @@ struct Columns8 {
 inline Columns8 merge(__m128i e, __m128i o) {
     return {_mm_unpacklo_epi32(e, o), _mm_unpackhi_epi32(e, o)};
 }
-inline void storeBytes8(uint8_t* p, Columns8 v) {
+inline void storeSamples8(uint8_t* p, Columns8 v) {
     const __m128i words = _mm_packus_epi32(v.lo, v.hi);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(words, words));
+}
+inline void storeSamples8(uint16_t* p, Columns8 v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi32(v.lo, v.hi));
 }
 inline void store8(int32_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
@@ -65,15 +79,37 @@ inline __m128i floorDivSmall(__m128i a, __m128i b) {
     return _mm_cvttps_epi32(_mm_floor_ps(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b))));
 }
 
-// floorDiv for each lane, b > 0.
-inline __m128i floorDiv(__m128i a, __m128i b) {
-    auto half = [](__m128i n, __m128i d) {
-        const __m128d q = _mm_floor_pd(_mm_div_pd(_mm_cvtepi32_pd(n), _mm_cvtepi32_pd(d)));
-        return _mm_cvttpd_epi32(q);
-    };
-    const __m128i lo = half(a, b);
-    const __m128i hi = half(_mm_unpackhi_epi64(a, a), _mm_unpackhi_epi64(b, b));
+// Four lanes in double precision, two at a time.
+struct Doubles {
+    __m128d lo, hi;
+};
+inline Doubles toDoubles(__m128i v) {
+    return {_mm_cvtepi32_pd(v), _mm_cvtepi32_pd(_mm_unpackhi_epi64(v, v))};
+}
+inline Doubles mulAdd(Doubles acc, __m128i a, __m128i b) {  // acc + a * b
+    const Doubles x = toDoubles(a), y = toDoubles(b);
+    return {_mm_add_pd(acc.lo, _mm_mul_pd(x.lo, y.lo)), _mm_add_pd(acc.hi, _mm_mul_pd(x.hi, y.hi))};
+}
+
+// floorDiv for each lane, b > 0, |a| and b below 2^53.
+inline __m128i floorDiv(Doubles a, __m128i b) {
+    const Doubles d = toDoubles(b);
+    const __m128i lo = _mm_cvttpd_epi32(_mm_floor_pd(_mm_div_pd(a.lo, d.lo)));
+    const __m128i hi = _mm_cvttpd_epi32(_mm_floor_pd(_mm_div_pd(a.hi, d.hi)));
     return _mm_unpacklo_epi64(lo, hi);
+}
+inline __m128i floorDiv(__m128i a, __m128i b) {
+    return floorDiv(toDoubles(a), b);
+}
+
+// Σ w[k] * d[k] added to acc in double precision.
+inline Doubles weighted(Doubles acc, const __m128i w[4], const __m128i d[4]) {
+    for (int k = 0; k < 4; ++k) acc = mulAdd(acc, w[k], d[k]);
+    return acc;
+}
+inline Doubles negate(Doubles v) {
+    const __m128d zero = _mm_setzero_pd();
+    return {_mm_sub_pd(zero, v.lo), _mm_sub_pd(zero, v.hi)};
 }
 
 // kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
@@ -124,30 +160,41 @@ inline __m128i total(const __m128i w[4]) {
 
 // greenAt for four sites from the window sums s and the tapered one-sided
 // differences d (scalar: Σ kTaps[i] * difference).
-inline __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
-                       int32_t max) {
+template <bool kWide>
+__m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps, int32_t max) {
     __m128i w[4];
     weights4(s, eps, w);
     const __m128i den = _mm_mullo_epi32(total(w), _mm_set1_epi32(kTapSum));
     const __m128i base = _mm_add_epi32(_mm_slli_epi32(c, kFrac), _mm_set1_epi32(1 << (kFrac - 1)));
-    const __m128i a = _mm_add_epi32(_mm_mullo_epi32(base, den), weighted(w, d));
-    return clamp(floorDiv(a, _mm_slli_epi32(den, kFrac)), max);
+    const __m128i by = _mm_slli_epi32(den, kFrac);
+    if constexpr (kWide) {
+        const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
+        return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
+    } else {
+        return clamp(floorDiv(_mm_add_epi32(_mm_mullo_epi32(base, den), weighted(w, d)), by), max);
+    }
 }
 
 // colourAt for four sites of green g, from the neighbours' differences d and
-// green steps. The dividend stays below 2^23: g and |d| below 2^8, the
-// weights' total below 2^15.
-inline __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps,
-                        int32_t max) {
+// green steps. For 8-bit samples the dividend stays below 2^23: g and |d|
+// below 2^8, the weights' total below 2^15.
+template <bool kWide>
+__m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps, int32_t max) {
     __m128i s[4];
     for (int k = 0; k < 4; ++k)
         s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
     __m128i w[4];
     weights4(s, eps, w);
     const __m128i den = total(w);
-    const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
-                                    _mm_srli_epi32(den, 1));
-    return clamp(floorDivSmall(a, den), max);
+    if constexpr (kWide) {
+        const Doubles half = toDoubles(_mm_srli_epi32(den, 1));
+        const Doubles a = mulAdd(negate(weighted(negate(half), w, d)), g, den);
+        return clamp(floorDiv(a, den), max);
+    } else {
+        const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
+                                        _mm_srli_epi32(den, 1));
+        return clamp(floorDivSmall(a, den), max);
+    }
 }
 
 // greenSteps for four sites: g0 at the sites, g1 and g2 one and two steps on.

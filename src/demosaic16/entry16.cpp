@@ -2,6 +2,7 @@
 // which picks a kernel by method and output format from the tables below.
 #include <cstring>
 
+#include "hq16.h"
 #include "report.h"
 #include "tav.h"
 #include "words.h"
@@ -28,18 +29,20 @@ constexpr ColourOutput kColourOutputs[] = {
 
 // Kernels and exchange arguments of one Bayer phase, indexed by rgbOrder.
 // The bilinear exchanges of BG equal those of RG: BG output keeps the colours the
-// RG kernel assigns, as it always has.
+// RG kernel assigns, as it always has. Method 3 takes the red site's row and
+// column parity instead and writes the colours in the output's own order.
 struct BayerConverter {
     EdgeKernel edge;
     BilinearKernel bilinear;
     uint32_t edgeExchange[2];
     uint32_t bilinearExchange[2];
+    int32_t redY, redX;
 };
 
-constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}};
-constexpr BayerConverter kBG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {1, 0}, {0, 1}};
-constexpr BayerConverter kGR{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {1, 0}, {0, 1}};
-constexpr BayerConverter kGB{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {0, 1}, {1, 0}};
+constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}, 0, 0};
+constexpr BayerConverter kBG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {1, 0}, {0, 1}, 1, 1};
+constexpr BayerConverter kGR{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {1, 0}, {0, 1}, 0, 1};
+constexpr BayerConverter kGB{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {0, 1}, {1, 0}, 1, 0};
 
 const ColourOutput* findColourOutput(int64_t format) {
     for (const ColourOutput& o : kColourOutputs) {
@@ -58,6 +61,10 @@ int32_t bayerConvert(const BayerConverter& c, const uint16_t* src, uint16_t* dst
         result = c.edge(src, height, width, dst, c.edgeExchange[order], bitDepth);
     } else if (method == TAV_METHOD_BILINEAR) {
         result = c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
+    } else if (method == TAV_METHOD_HQ) {
+        // A refused depth stands, whatever the output.
+        result = tav::hq16ToRgb16(src, height, width, dst, c.redY, c.redX, out->rgbOrder, bitDepth);
+        if (result != TAV_OK) return result;
     } else {
         return TAV_E_PARAMETER;
     }

@@ -22,7 +22,7 @@ d8::Mono8Writer mono(uint8_t* dst, int32_t width, uint32_t exchange) {
 }  // namespace
 
 int64_t hqWorkBytes(int32_t width) {
-    return hq::workBytes(width);
+    return hq::workBytes<uint8_t>(width);
 }
 
 int32_t rg8ToMono8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,

@@ -317,7 +317,7 @@ INSTANTIATE_TEST_SUITE_P(Phases, CliBayer,
                                                           BayerCase{"BayerBG8", 3, false},
                                                           BayerCase{"BayerRG12Packed", 0, true},
                                                           BayerCase{"BayerGB12Packed", 2, true}),
-                                          testing::Values("nearest", "bilinear", "edge")),
+                                          testing::Values("nearest", "bilinear", "edge", "hq")),
                          [](const auto& i) {
                              return std::string(std::get<0>(i.param).format) + "_" +
                                     std::get<1>(i.param);
@@ -349,9 +349,9 @@ TEST_F(Cli, DemoWritesChartFrameSheetAndAResultPerMethod) {
     EXPECT_EQ(bytesOf("demo/frame-BayerRG12Packed.raw").size(), 64u * 48 * 3 / 2);
     EXPECT_TRUE(exists("demo/sheet.png"));
     const auto lines = readSummary(slurp(path("demo/summary.csv")));
-    ASSERT_GE(lines.size(), 3u);
-    const std::string methods[] = {"nearest", "bilinear", "edge"};
-    for (int m = 0; m < 3; ++m) {
+    ASSERT_GE(lines.size(), 4u);
+    const std::string methods[] = {"nearest", "bilinear", "edge", "hq"};
+    for (int m = 0; m < 4; ++m) {
         EXPECT_EQ(lines[m][0], methods[m]);
         EXPECT_NE(o.out.find("  " + methods[m]), std::string::npos) << o.out;
         if (lines[m][2] == "ok") {

@@ -1,0 +1,236 @@
+// AVX2 twins of the method 3 blends for 8-bit samples (hq_sse41.h does four
+// sites a step, these eight): the same integers by the same devices.
+#include "hq_avx2.h"
+
+#include <immintrin.h>
+
+#include "hq_constants.h"
+
+namespace tav::hq {
+namespace {
+
+inline __m256i load(const int32_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+inline __m256i set1(int32_t v) {
+    return _mm256_set1_epi32(v);
+}
+
+// p[0], p[2], ..., p[14] (reads p[0..15]).
+inline __m256i everyOther(const int32_t* p) {
+    const __m256 v = _mm256_shuffle_ps(_mm256_castsi256_ps(load(p)),
+                                       _mm256_castsi256_ps(load(p + 8)), _MM_SHUFFLE(2, 0, 2, 0));
+    return _mm256_permute4x64_epi64(_mm256_castps_si256(v), _MM_SHUFFLE(3, 1, 2, 0));
+}
+inline __m256i everyOther(const uint32_t* p) {
+    return everyOther(reinterpret_cast<const int32_t*>(p));
+}
+inline __m256i everyOther(const uint8_t* p) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
+        bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
+}
+
+// Sixteen columns from the values at their even (e) and odd (o) columns.
+struct Columns16 {
+    __m256i lo, hi;
+};
+inline Columns16 merge(__m256i e, __m256i o) {
+    const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
+    return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
+}
+inline void store16(int32_t* p, Columns16 v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v.lo);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8), v.hi);
+}
+inline void storeBytes16(uint8_t* p, Columns16 v) {
+    const __m256i words =
+        _mm256_permute4x64_epi64(_mm256_packus_epi32(v.lo, v.hi), _MM_SHUFFLE(3, 1, 2, 0));
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i*>(p),
+        _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
+}
+
+inline __m256i clamp(__m256i v, int32_t hi) {
+    return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
+}
+
+// Floor quotients, b > 0: |a| + b < 2^24 in single precision, else in double.
+inline __m256i floorDivSmall(__m256i a, __m256i b) {
+    return _mm256_cvttps_epi32(
+        _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
+}
+inline __m256i floorDiv(__m256i a, __m256i b) {
+    auto half = [](__m128i n, __m128i d) {
+        return _mm256_cvttpd_epi32(
+            _mm256_floor_pd(_mm256_div_pd(_mm256_cvtepi32_pd(n), _mm256_cvtepi32_pd(d))));
+    };
+    const __m128i lo = half(_mm256_castsi256_si128(a), _mm256_castsi256_si128(b));
+    const __m128i hi = half(_mm256_extracti128_si256(a, 1), _mm256_extracti128_si256(b, 1));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+}
+
+// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
+struct ByteTable {
+    uint8_t lo[16], hi[16];
+};
+constexpr ByteTable invSquareTable() {
+    ByteTable t{};
+    for (int i = 0; i < 16; ++i) {
+        t.lo[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
+        t.hi[i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
+    }
+    return t;
+}
+alignas(16) constexpr ByteTable kTable = invSquareTable();
+
+// weights4 of hq_rules.h for each lane.
+void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
+    const __m256i lo =
+        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
+    const __m256i hi =
+        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.hi)));
+    __m256i e[4], m[4];
+    __m256i least = set1(63);
+    for (int k = 0; k < 4; ++k) {
+        const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
+        const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
+        e[k] = _mm256_sub_epi32(_mm256_srli_epi32(bits, 23), set1(127));
+        m[k] = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(bits, 19), set1(15)),
+                               set1(static_cast<int32_t>(0x80808000u)));
+        least = _mm256_min_epi32(least, e[k]);
+    }
+    for (int k = 0; k < 4; ++k) {
+        const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
+                                          _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
+        const __m256i shift =
+            _mm256_min_epi32(_mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1), set1(16));
+        const __m256i scale = _mm256_cvttps_epi32(
+            _mm256_castsi256_ps(_mm256_slli_epi32(_mm256_sub_epi32(set1(142), shift), 23)));
+        w[k] = _mm256_srli_epi32(_mm256_mullo_epi32(t, scale), 15);
+    }
+}
+
+inline __m256i weighted(const __m256i w[4], const __m256i d[4]) {
+    return _mm256_add_epi32(
+        _mm256_add_epi32(_mm256_mullo_epi32(w[0], d[0]), _mm256_mullo_epi32(w[1], d[1])),
+        _mm256_add_epi32(_mm256_mullo_epi32(w[2], d[2]), _mm256_mullo_epi32(w[3], d[3])));
+}
+inline __m256i total(const __m256i w[4]) {
+    return _mm256_add_epi32(_mm256_add_epi32(w[0], w[1]), _mm256_add_epi32(w[2], w[3]));
+}
+
+__m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4], uint32_t eps, int32_t max) {
+    __m256i w[4];
+    weights4(s, eps, w);
+    const __m256i den = _mm256_mullo_epi32(total(w), set1(kTapSum));
+    const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
+    const __m256i a = _mm256_add_epi32(_mm256_mullo_epi32(base, den), weighted(w, d));
+    return clamp(floorDiv(a, _mm256_slli_epi32(den, kFrac)), max);
+}
+
+__m256i colourAt(__m256i g, const __m256i d[4], const __m256i steps[4], uint32_t eps, int32_t max) {
+    __m256i s[4];
+    for (int k = 0; k < 4; ++k)
+        s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
+    __m256i w[4];
+    weights4(s, eps, w);
+    const __m256i den = total(w);
+    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(_mm256_mullo_epi32(g, den), weighted(w, d)),
+                                       _mm256_srli_epi32(den, 1));
+    return clamp(floorDivSmall(a, den), max);
+}
+
+inline __m256i greenStep(__m256i g0, __m256i g1, __m256i g2) {
+    return _mm256_add_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)),
+                            _mm256_abs_epi32(_mm256_sub_epi32(g1, g2)));
+}
+
+constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
+constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
+
+}  // namespace
+
+void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int32_t x,
+                    int32_t steps) {
+    for (; steps > 0; --steps, x += 16) {
+        const int32_t at = greenFirst ? x + 1 : x;
+        auto sum5 = [&](int32_t from) {
+            __m256i v = everyOther(r.across + from);
+            for (int k = 1; k < kWindowLength; ++k)
+                v = _mm256_add_epi32(v, everyOther(r.across + from + k));
+            return v;
+        };
+        auto sum3 = [&](const uint32_t* p) {
+            return _mm256_add_epi32(_mm256_add_epi32(everyOther(p + at - 1), everyOther(p + at)),
+                                    everyOther(p + at + 1));
+        };
+        const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
+                                 sum5(at)};
+        __m256i d[4] = {_mm256_setzero_si256(), _mm256_setzero_si256(), _mm256_setzero_si256(),
+                        _mm256_setzero_si256()};
+        for (int t = 0; t < 3; ++t) {
+            const __m256i tap = set1(kTaps[t]);
+            auto add = [&](__m256i& sum, const int32_t* p) {
+                sum = _mm256_add_epi32(sum, _mm256_mullo_epi32(tap, everyOther(p)));
+            };
+            add(d[0], r.dv[2 - t] + at);
+            add(d[1], r.dv[2 + t] + at);
+            add(d[2], r.dh + at - t);
+            add(d[3], r.dh + at + t);
+        }
+        const __m256i v = greenAt(everyOther(r.src + at), sums, d, r.eps, r.max);
+        const __m256i c = everyOther(r.src + (greenFirst ? x : x + 1));
+        store16(green + x, greenFirst ? merge(c, v) : merge(v, c));
+    }
+}
+
+void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int32_t* other, int32_t x,
+                    int32_t steps) {
+    for (; steps > 0; --steps, x += 16) {
+        const int32_t at = greenFirst ? x + 1 : x;
+        const __m256i g0 = everyOther(n.green[2] + at);
+        __m256i d[4], s[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kDiagY[k], dx = kDiagX[k];
+            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
+            d[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
+            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
+        }
+        const __m256i v = colourAt(g0, d, s, n.eps, n.max);
+        const __m256i none = _mm256_setzero_si256();
+        store16(other + x, greenFirst ? merge(none, v) : merge(v, none));
+    }
+}
+
+void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
+                     uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps) {
+    const int32_t* g = n.green[2];
+    for (; steps > 0; --steps, x += 16) {
+        const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+        const __m256i g0 = everyOther(g + at);
+        __m256i s[4], sample[4], estimate[4];
+        for (int k = 0; k < 4; ++k) {
+            const int32_t dy = kAxisY[k], dx = kAxisX[k];
+            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
+            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
+            sample[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
+            estimate[k] = _mm256_sub_epi32(g1, everyOther(n.other[1 + dy] + at + dx));
+        }
+        // Row neighbours have the row's colour as a sample, column ones the other.
+        const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+        const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+        const __m256i fromRow = colourAt(g0, dRow, s, n.eps, n.max);
+        const __m256i fromCol = colourAt(g0, dCol, s, n.eps, n.max);
+        const __m256i c = everyOther(n.src[1] + site), o = everyOther(n.other[1] + site);
+        const __m256i gSite = everyOther(g + site);
+        auto both = [&](__m256i atGreen, __m256i atSite) {
+            return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+        };
+        storeBytes16(outR + x, redRow ? both(fromRow, c) : both(fromCol, o));
+        storeBytes16(outG + x, both(g0, gSite));
+        storeBytes16(outB + x, redRow ? both(fromCol, o) : both(fromRow, c));
+    }
+}
+
+}  // namespace tav::hq

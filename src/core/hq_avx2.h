@@ -1,0 +1,42 @@
+// The AVX2 body of method 3's blends on 8-bit samples: sixteen columns a
+// step, the same integers as two SSE4.1 steps. Only declarations and plain
+// records here, so that the AVX2 translation unit and its callers share no
+// inline code. Call only at Level::Avx2.
+#pragma once
+
+#include <cstdint>
+
+namespace tav::hq {
+
+// The planes around row r that the green rule reads.
+struct GreenRowAvx2 {
+    const uint32_t *north, *south, *across;  // partial window sums, indexed by column
+    const int32_t* dv[5];                    // vertical differences, rows r - 2 .. r + 2
+    const int32_t* dh;                       // horizontal differences of row r
+    const uint8_t* src;                      // row r
+    uint32_t eps;
+    int32_t max;
+};
+
+// Green of row r, columns [x, x + 16 steps); `greenFirst`: column x is green.
+void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int32_t x,
+                    int32_t steps);
+
+// The planes around row y that the colour rules read.
+struct ColourRowsAvx2 {
+    const int32_t* green[5];  // rows y - 2 .. y + 2
+    const int32_t* other[3];  // the other colour at red and blue sites, rows y - 1 .. y + 1
+    const uint8_t* src[3];    // rows y - 1 .. y + 1
+    uint32_t eps;
+    int32_t max;
+};
+
+// The other colour at the red and blue sites of row y, 0 at green sites.
+void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int32_t* other, int32_t x,
+                    int32_t steps);
+
+// Red, green and blue of row y; `redRow`: row y holds red sites.
+void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
+                     uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps);
+
+}  // namespace tav::hq

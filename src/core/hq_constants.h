@@ -1,0 +1,38 @@
+// Constants of the method 3 rules (hq_rules.h), in a header of their own so
+// that the AVX2 body, which may include no tav header with inline code,
+// shares them.
+#pragma once
+
+#include <cstdint>
+
+namespace tav::hq {
+
+// Strength of the Laplacian correction in eighths (8: Hamilton-Adams' full
+// quarter Laplacian). Half strength keeps most of the detail the correction
+// restores while halving its overshoot next to edges; on photographs it
+// scores best anywhere from 3 to 6, and the full correction is 0.15 dB worse.
+constexpr int32_t kLaplacian = 4;
+// Regularisers of the direction weights, for 8-bit samples (scaled with the
+// sample range): green step, window sums of 15 gradients in eighths (two
+// levels in all); colour steps, sums of three steps in whole units (about
+// ten levels a step), so that noise-level steps do not swing the weights.
+constexpr int32_t kEpsGreen = 16;
+constexpr int32_t kEpsColour = 32;
+// Taper of the one-sided colour differences: the site, the next sample and
+// half of the one after (sum 8). Longer tails reach across detail.
+constexpr int32_t kTaps[3] = {3, 3, 2};
+constexpr int32_t kTapSum = kTaps[0] + kTaps[1] + kTaps[2];
+
+// Fraction bits of the colour differences.
+constexpr int32_t kFrac = 3;
+
+// 2^20 / m^2 for m = 16..31, rounded.
+constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
+                                    1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};
+
+// Window sums of gradients on each side of a site: north, rows -4..0 and
+// columns -1..1 of the vertical gradients; south, rows 0..4; west and east
+// alike across the horizontal ones.
+constexpr int kWindowLength = 5;
+
+}  // namespace tav::hq
