@@ -74,7 +74,7 @@ TEST_P(ConvertPairs, EveryTargetAtBothLevels) {
         const bool accepts = std::find(ok.begin(), ok.end(), target) != ok.end();
         int ran = 0;
         for (int32_t h : {1, 2, 3, 4, 6}) {
-            for (int32_t w = 1; w <= 70; w += (w < 36 ? 1 : 17)) {
+            for (int32_t w = 1; w <= 72; w += (w < 36 ? 1 : 18)) {
                 // Point lists: an empty one (random records leave the frame).
                 const Bytes src = source == TAV_PF_MONO1C
                                       ? Bytes(4 * size_t(h) * w + 4, 0)
