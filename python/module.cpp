@@ -103,6 +103,9 @@ PYBIND11_MODULE(_tav, m) {
         .def("_demosaic", &Context::demosaic)
         .def_property_readonly("output_format", &Context::outputFormat);
 
+    m.def("_set_num_threads", [](int32_t n) { check("tavSetNumThreads", tavSetNumThreads(n)); });
+    m.def("_get_num_threads", [] { return tavGetNumThreads(); });
+
 #ifdef TAV_HAVE_U16
     m.def("_demosaic16", [](const py::array& src, int32_t height, int32_t width, uint32_t format,
                             uint32_t method, uint32_t depth, int64_t output, py::array& out) {

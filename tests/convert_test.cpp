@@ -74,7 +74,7 @@ TEST_P(ConvertPairs, EveryTargetAtBothLevels) {
         const bool accepts = std::find(ok.begin(), ok.end(), target) != ok.end();
         int ran = 0;
         for (int32_t h : {1, 2, 3, 4, 6}) {
-            for (int32_t w = 1; w <= 70; w += (w < 36 ? 1 : 17)) {
+            for (int32_t w = 1; w <= 72; w += (w < 36 ? 1 : 18)) {
                 // Point lists: an empty one (random records leave the frame).
                 const Bytes src = source == TAV_PF_MONO1C
                                       ? Bytes(4 * size_t(h) * w + 4, 0)
@@ -242,6 +242,27 @@ TEST(Encode, WorkedValues) {
               (Bytes{234, 234, 234, 234, 128, 128}));
     EXPECT_EQ(first(convert(TAV_PF_BGR8, Bytes(12, 0), 2, 2, TAV_PF_YUV420P), 6),
               (Bytes{16, 16, 16, 16, 128, 128}));
+}
+
+// Every 17th level of each channel in uniform 4 x 2 blocks, so that the
+// chroma means reach their clamps, through each encoder at both levels.
+TEST(Encode, ColourGridAtBothLevels) {
+    const int32_t w = 128, h = 256;
+    Bytes bgr(size_t(w) * h * 3);
+    for (int32_t y = 0; y < h; ++y) {
+        for (int32_t x = 0; x < w; ++x) {
+            const int c = y / 2 * (w / 4) + x / 4;
+            uint8_t* p = &bgr[(size_t(y) * w + x) * 3];
+            p[0] = uint8_t(17 * (c % 16)), p[1] = uint8_t(17 * (c / 16 % 16));
+            p[2] = uint8_t(17 * (c / 256));
+        }
+    }
+    for (uint32_t target : {TAV_PF_YUV420P, TAV_PF_YUV411_8_UYYVYY, TAV_PF_YUV422_8_UYVY,
+                            TAV_PF_YUV8_UYV, TAV_PF_MONO8}) {
+        const auto [scalar, vector] =
+            atBothLevels([&] { return convert(TAV_PF_BGR8, bgr, h, w, target); });
+        EXPECT_TRUE(scalar == vector) << std::hex << target;
+    }
 }
 
 // ---- monochrome sources

@@ -158,6 +158,11 @@ std::vector<Case> cases() {
         {"RgbToYuv422", TAV_PF_RGB8, TAV_PF_YUV422_8},
         {"BgrToYuv411", TAV_PF_BGR8, TAV_PF_YUV411_8_UYYVYY},
         {"Mono8ToBgr8", TAV_PF_MONO8, TAV_PF_BGR8},
+        {"I420ToBgr8", TAV_PF_YUV420P, TAV_PF_BGR8},
+        {"Nv12ToRgba8", TAV_PF_YUV420SP_NV12, TAV_PF_RGBA8},
+        {"RgbToI420", TAV_PF_RGB8, TAV_PF_YUV420P},
+        {"Mono1pToMono8", TAV_PF_MONO1P, TAV_PF_MONO8},
+        {"Mono4pToBgra8", TAV_PF_MONO4P, TAV_PF_BGRA8},
     };
     for (const Conversion& c : conversions) {
         all.push_back({c.name, [c](int32_t h, int32_t w) { return convert(c.from, c.to, h, w); }});
@@ -201,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(Entries, Bands,
                          testing::Combine(testing::ValuesIn(cases()),
                                           testing::Values(Size{2, 2}, Size{7, 9}, Size{6, 6},
                                                           Size{41, 35}, Size{16, 33}, Size{23, 70},
-                                                          Size{37, 44})),
+                                                          Size{37, 44}, Size{40, 66})),
                          [](const auto& info) {
                              const Size s = std::get<1>(info.param);
                              return std::get<0>(info.param).name + "_" + std::to_string(s.h) + "x" +

@@ -8,9 +8,18 @@ Functions take NumPy arrays and return new arrays (or fill ``out=``). Shapes and
 dtypes are checked before the library is called; a failed library call raises
 ``tav.Error`` with the result code's ``name`` and ``code``. The GIL is released
 while the library works.
+
+Threads: large frames are cut into row bands run on the library's own pool,
+with the same bytes at every thread count. The count is process-wide: the
+package sets it to every core (0) on import unless TAV_NUM_THREADS is set;
+``set_num_threads``/``get_num_threads`` change and read it, and the frame calls
+take ``threads=`` (see ``set_num_threads``).
 """
 
+import contextlib as _contextlib
 import enum as _enum
+import os as _os
+import threading as _threading
 
 import numpy as _np
 
@@ -19,8 +28,51 @@ from ._tav import Error
 
 __all__ = [
     "Error", "PixelFormat", "Context", "LscParameters", "demosaic", "demosaic16", "convert",
-    "lsc_estimate", "lsc_estimate_basic", "lsc_apply", "bmp_adjust",
+    "lsc_estimate", "lsc_estimate_basic", "lsc_apply", "bmp_adjust", "set_num_threads",
+    "get_num_threads",
 ]
+
+
+# ---------------------------------------------------------------- threads
+
+def set_num_threads(n):
+    """Sets the threads every frame call may use, process-wide: 0 for every
+    online core, 1 for the calling thread alone. A negative count raises
+    tav.Error.
+
+    A frame call's ``threads=n`` sets the count for that call and restores the
+    one it found afterwards. The count being process-wide, calls from other
+    Python threads that run meanwhile use n too, and calls that pass threads=
+    run one at a time."""
+    _tav._set_num_threads(int(n))
+
+
+def get_num_threads():
+    """The threads a frame call may use now (0 reads back as the core count)."""
+    return _tav._get_num_threads()
+
+
+# Calls that pass threads= take turns, so that each one restores the count it
+# found; a call without threads= running meanwhile uses whatever count is set.
+_THREADS_LOCK = _threading.Lock()
+
+
+@_contextlib.contextmanager
+def _threads(n):
+    if n is None:
+        yield
+        return
+    with _THREADS_LOCK:
+        saved = get_num_threads()
+        set_num_threads(n)
+        try:
+            yield
+        finally:
+            set_num_threads(saved)
+
+
+if "TAV_NUM_THREADS" not in _os.environ:
+    set_num_threads(0)
 
 
 class PixelFormat(_enum.IntEnum):
@@ -226,7 +278,7 @@ class Context:
         self.close()
 
     def demosaic(self, raw, format, method="bilinear", output="BGR8", *, width=None, height=None,
-                 pitch=None, out=None):
+                 pitch=None, out=None, threads=None):
         """Demosaics (or, for Mono sources, converts) one frame to 8 bits.
 
         raw: a 2-D array (uint8 for 8-bit and packed formats, packed rows as
@@ -245,20 +297,22 @@ class Context:
                 arr, shape=(h, w), strides=(p, 1)) if arr.ndim == 1 else arr)
             p = w
         result = _check_out(out, _demosaic_output_shape(out_fmt, h, w), _np.uint8)
-        self._native._demosaic(arr, h, w, p, int(fmt), m, int(out_fmt), result)
+        with _threads(threads):
+            self._native._demosaic(arr, h, w, p, int(fmt), m, int(out_fmt), result)
         return result
 
 
 def demosaic(raw, format, method="bilinear", output="BGR8", *, width=None, height=None,
-             pitch=None, out=None, context=None):
+             pitch=None, out=None, context=None, threads=None):
     """Demosaics one frame to 8 bits; see Context.demosaic. Pass a Context to
-    reuse its work buffer across a stream of frames."""
+    reuse its work buffer across a stream of frames; threads= as in
+    set_num_threads."""
     if context is not None:
         return context.demosaic(raw, format, method, output, width=width, height=height,
-                                pitch=pitch, out=out)
+                                pitch=pitch, out=out, threads=threads)
     with Context() as ctx:
         return ctx.demosaic(raw, format, method, output, width=width, height=height, pitch=pitch,
-                            out=out)
+                            out=out, threads=threads)
 
 
 # ---------------------------------------------------------------- 16-bit demosaicing
@@ -266,7 +320,8 @@ def demosaic(raw, format, method="bilinear", output="BGR8", *, width=None, heigh
 _MONO16 = {PixelFormat.Mono10, PixelFormat.Mono12, PixelFormat.Mono14, PixelFormat.Mono16}
 
 
-def demosaic16(raw, format, bit_depth, method="bilinear", output="BGR12", *, out=None):
+def demosaic16(raw, format, bit_depth, method="bilinear", output="BGR12", *, out=None,
+               threads=None):
     """Demosaics a 10/12/14/16-bit frame keeping its depth: (H, W, 3) uint16
     words for RGB10/BGR10/RGB12/BGR12/RGB16 (the names are labels; only RGB16
     moves samples to the top of the word), (H, W) for Mono outputs."""
@@ -281,7 +336,9 @@ def demosaic16(raw, format, bit_depth, method="bilinear", output="BGR12", *, out
     h, w = raw.shape
     shape = (h, w) if out_fmt in _MONO16 else (h, w, 3)
     result = _check_out(out, shape, _np.uint16)
-    _tav._demosaic16(raw, h, w, int(fmt), _method(method), int(bit_depth), int(out_fmt), result)
+    with _threads(threads):
+        _tav._demosaic16(raw, h, w, int(fmt), _method(method), int(bit_depth), int(out_fmt),
+                         result)
     return result
 
 
@@ -312,7 +369,7 @@ def _convert_out_shape(target, h, w):
     return (size,)
 
 
-def convert(src, format, target, *, width=None, height=None, out=None):
+def convert(src, format, target, *, width=None, height=None, out=None, threads=None):
     """Converts a compact image between pixel formats (YUV, packed mono,
     RGB/BGR). Mono8 (H, W) and RGB8/BGR8/YUV8_UYV (H, W, 3) arrays give their
     own size; other sources are byte buffers with width= and height=."""
@@ -347,7 +404,8 @@ def convert(src, format, target, *, width=None, height=None, out=None):
     if shape is None:
         shape = (4 * n,)  # an unsupported target: the library refuses it without writing
     result = _check_out(out, shape, _np.uint8)
-    _tav._convert(flat, h, w, int(fmt), int(tgt), result)
+    with _threads(threads):
+        _tav._convert(flat, h, w, int(fmt), int(tgt), result)
     return result
 
 
@@ -433,7 +491,7 @@ def lsc_estimate_basic(grey, dark_level, bits=8, block_width=16, region_count=2,
     return table[:3 * blocks] if blocks > 0 else table[:0]
 
 
-def lsc_apply(frame, params, format, *, out=None):
+def lsc_apply(frame, params, format, *, out=None, threads=None):
     """Applies coefficients to an 8-bit (uint8) or 10/12-bit (uint16) Mono or
     Bayer frame. out may be the frame itself (in-place correction)."""
     if not hasattr(_tav, "_lsc_apply"):
@@ -451,5 +509,6 @@ def lsc_apply(frame, params, format, *, out=None):
         raise ValueError(f"parameters hold {params.coefficients.size} words; the frame needs {expected}")
     src = _np.ascontiguousarray(frame)
     result = _check_out(out, (h, w), want) if out is not frame or not frame.flags.c_contiguous else out
-    _tav._lsc_apply(src, result, h, w, int(fmt), params.record)
+    with _threads(threads):
+        _tav._lsc_apply(src, result, h, w, int(fmt), params.record)
     return result

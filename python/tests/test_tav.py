@@ -162,6 +162,27 @@ def test_convert_equals_the_library_and_reports_size_errors():
     assert err.value.name == "TAV_E_IMAGE_SIZE"
 
 
+def test_thread_count_defaults_to_every_core_and_applies_per_call():
+    if "TAV_NUM_THREADS" not in os.environ:
+        assert tav.get_num_threads() == os.cpu_count()
+    saved = tav.get_num_threads()
+    # Large enough for several bands.
+    raw = RNG.integers(0, 256, (512, 1024), dtype=np.uint8)
+    bgr = RNG.integers(0, 256, (512, 1024, 3), dtype=np.uint8)
+    calls = (lambda n: tav.demosaic(raw, "BayerRG8", "edge", threads=n),
+             lambda n: tav.convert(bgr, "BGR8", "YUV420P", threads=n))
+    for call in calls:
+        one = call(1)
+        for n in (2, 3, 7):
+            assert np.array_equal(call(n), one)
+            assert tav.get_num_threads() == saved
+    tav.set_num_threads(3)
+    assert tav.get_num_threads() == 3
+    with pytest.raises(tav.Error):
+        tav.set_num_threads(-1)
+    tav.set_num_threads(saved)
+
+
 @pytest.mark.skipif(not hasattr(tav._tav, "_lsc_estimate"), reason="no lens shading")
 def test_lsc_round_trip_flattens_a_vignetted_field():
     h, w = 64, 96

@@ -61,6 +61,52 @@ inline void putGrey(uint8_t* p, uint8_t value, int bytes) {
     if (bytes == 4) p[3] = 0;
 }
 
+// Mono1p: a byte's eight bits, bit k as pixel k with weight 1 << k; 16 bytes a block.
+struct Bits {
+    static constexpr int kUnits = 16, kIn = 1, kOut = 8;
+    template <bool kStream>
+    static void block(const uint8_t* s, uint8_t* d) {
+        const __m128i v = simd::load(s), weights = _mm_set1_epi64x(0x8040201008040201);
+        // Bytes 2k and 2k + 1 of the block, each over eight lanes.
+        __m128i spread = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+        for (int k = 0; k < 8; ++k, spread = _mm_add_epi8(spread, _mm_set1_epi8(2))) {
+            simd::store<kStream>(d + 16 * k, _mm_and_si128(_mm_shuffle_epi8(v, spread), weights));
+        }
+    }
+    static void unit(const uint8_t* s, uint8_t* d) {
+        for (int k = 0; k < 8; ++k) d[k] = static_cast<uint8_t>(s[0] & (1u << k));
+    }
+};
+
+// Mono4p: a byte's two pixels, the low nibble moved up, the high one kept, as
+// grey of kBytes bytes (alpha 0); 16 bytes a block.
+template <int kBytes>
+struct Nibbles {
+    static constexpr int kUnits = 16, kIn = 1, kOut = 2 * kBytes;
+    template <bool kStream>
+    static void block(const uint8_t* s, uint8_t* d) {
+        const __m128i v = simd::load(s), high = _mm_set1_epi8(static_cast<char>(0xF0));
+        const __m128i first = _mm_and_si128(_mm_slli_epi16(v, 4), high);
+        const __m128i second = _mm_and_si128(v, high);
+        const __m128i grey[2] = {_mm_unpacklo_epi8(first, second),
+                                 _mm_unpackhi_epi8(first, second)};
+        for (int h = 0; h < 2; ++h) {
+            uint8_t* out = d + 16 * kBytes * h;
+            if constexpr (kBytes == 1) {
+                simd::store<kStream>(out, grey[h]);
+            } else if constexpr (kBytes == 3) {
+                interleave3<kStream>(grey[h], grey[h], grey[h], out);
+            } else {
+                interleave4<kStream>(grey[h], grey[h], grey[h], _mm_setzero_si128(), out);
+            }
+        }
+    }
+    static void unit(const uint8_t* s, uint8_t* d) {
+        putGrey(d, static_cast<uint8_t>(s[0] << 4), kBytes);
+        putGrey(d + kBytes, static_cast<uint8_t>(s[0] & 0xF0), kBytes);
+    }
+};
+
 }  // namespace
 
 // Each bit keeps its own weight (1, 2, ..., 128) rather than being stretched
@@ -68,11 +114,7 @@ inline void putGrey(uint8_t* p, uint8_t value, int bytes) {
 int32_t convertMono1P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                       uint64_t target) {
     if (target != TAV_PF_MONO8) return TAV_E_PIXEL_FORMAT;
-    const int32_t bytes = pixelCount(height, width) >> 3;
-    for (int32_t i = 0; i < bytes; ++i) {
-        uint8_t* out = dst + 8 * static_cast<size_t>(i);
-        for (int k = 0; k < 8; ++k) out[k] = static_cast<uint8_t>(src[i] & (1u << k));
-    }
+    runUnits<Bits>(src, dst, pixelCount(height, width) >> 3);
     return TAV_OK;
 }
 
@@ -84,12 +126,10 @@ int32_t convertMono4P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t 
     const int32_t n = pixelCount(height, width);
     if (n <= 0) return TAV_OK;
     const int32_t pairs = n / 2;
+    static constexpr void (*kByBytes[5])(const uint8_t*, uint8_t*, ptrdiff_t) = {
+        nullptr, runUnits<Nibbles<1>>, nullptr, runUnits<Nibbles<3>>, runUnits<Nibbles<4>>};
+    kByBytes[bytes](src, dst, pairs);
     const size_t step = 2 * static_cast<size_t>(bytes);
-    for (int32_t i = 0; i < pairs; ++i) {
-        uint8_t* out = dst + i * step;
-        putGrey(out, static_cast<uint8_t>(src[i] << 4), bytes);
-        putGrey(out + bytes, static_cast<uint8_t>(src[i] & 0xF0), bytes);
-    }
     if (n & 1) putGrey(dst + pairs * step, static_cast<uint8_t>(src[pairs] << 4), bytes);
     return TAV_OK;
 }

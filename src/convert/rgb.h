@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "luma.h"
+#include "rgb_weights.h"
 #include "rows.h"
 #include "shuffle.h"
 #include "simd.h"
@@ -97,46 +98,47 @@ inline __m128i w2(int w0, int w1) {
 inline __m128i dot(__m128i rg, __m128i gb, __m128i wRg, __m128i wGb) {
     return _mm_add_epi16(_mm_maddubs_epi16(rg, wRg), _mm_maddubs_epi16(gb, wGb));
 }
+inline __m128i dot(__m128i rg, __m128i gb, const PairWeights& w) {
+    return dot(rg, gb, w2(w.r, w.g1), w2(w.g2, w.b));
+}
 
 // (77 r + 150 g + 29 b + 128) >> 8; the sum may pass 32767, so the shift is logical.
 inline __m128i luma601x8(__m128i rg, __m128i gb) {
-    const __m128i s = dot(rg, gb, w2(77, 51), w2(99, 29));
-    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(128)), 8);
+    const __m128i s = dot(rg, gb, kLuma601);
+    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(kLuma601Round)), 8);
 }
 
 // (2h + 32896) >> 8 = (h + 16448) >> 7 for the halved sum h in [-16320, 16320];
 // 1..256, the caller's saturating pack makes it min(255, .).
 inline __m128i fromHalf(__m128i h) {
-    return _mm_srli_epi16(_mm_add_epi16(h, _mm_set1_epi16(16448)), 7);
+    return _mm_srli_epi16(_mm_add_epi16(h, _mm_set1_epi16(kHalfOffset)), 7);
 }
 inline __m128i cb601x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, w2(-22, -42), w2(0, 64)));
+    return fromHalf(dot(rg, gb, kCb601Half));
 }
 inline __m128i cr601x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, w2(64, -54), w2(0, -10)));
+    return fromHalf(dot(rg, gb, kCr601Half));
 }
 // Odd weights: the full sum x in [-32640, 32640], 128 x c as 127 c + c.
 inline __m128i cb411x8(__m128i rg, __m128i gb) {
-    const __m128i x =
-        _mm_add_epi16(dot(rg, gb, w2(-43, -85), w2(0, 127)), _mm_maddubs_epi16(gb, w2(0, 1)));
+    const __m128i x = _mm_add_epi16(dot(rg, gb, kCb411), _mm_maddubs_epi16(gb, w2(0, 1)));
     return fromHalf(_mm_srai_epi16(x, 1));
 }
 inline __m128i cr411x8(__m128i rg, __m128i gb) {
-    const __m128i x =
-        _mm_add_epi16(dot(rg, gb, w2(127, -107), w2(0, -21)), _mm_maddubs_epi16(rg, w2(1, 0)));
+    const __m128i x = _mm_add_epi16(dot(rg, gb, kCr411), _mm_maddubs_epi16(rg, w2(1, 0)));
     return fromHalf(_mm_srai_epi16(x, 1));
 }
 
 // BT.709: luma unclamped (16..234 before the clamp), chroma 16..240.
 inline __m128i luma709x8(__m128i rg, __m128i gb) {
-    const __m128i s = dot(rg, gb, w2(46, 82), w2(75, 16));
-    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(4096)), 8);
+    const __m128i s = dot(rg, gb, kLuma709);
+    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(kLuma709Offset)), 8);
 }
 inline __m128i cb709x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, w2(-13, -43), w2(0, 56)));
+    return fromHalf(dot(rg, gb, kCb709Half));
 }
 inline __m128i cr709x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, w2(56, -51), w2(0, -5)));
+    return fromHalf(dot(rg, gb, kCr709Half));
 }
 
 }  // namespace tav::cvt

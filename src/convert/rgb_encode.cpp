@@ -3,6 +3,7 @@
 #include "convert.h"
 #include "pixels.h"
 #include "rgb.h"
+#include "rgb_avx2.h"
 #include "tav.h"
 
 namespace tav::cvt {
@@ -104,11 +105,11 @@ struct Uyv {
 };
 
 // Groups of four pixels: U, Y0, Y1, V, Y2, Y3; chroma the truncated mean of
-// the four clamped per-pixel values. Eight groups a block.
+// the four clamped per-pixel values. Eight groups a block, 16 at AVX2.
 template <bool kRgb>
 struct Yuv411 {
     using S = Src3<kRgb>;
-    static constexpr int kUnits = 8, kIn = 12, kOut = 6;
+    static constexpr int kUnits = 8, kWideUnits = 16, kIn = 12, kOut = 6;
     // Sources: lumas 0-15, lumas 16-31, then U0..U7 V0..V7.
     static constexpr Masks48 kOrder = masks48([](int j) {
         const int g = j / 6, pos = j % 6;
@@ -135,6 +136,10 @@ struct Yuv411 {
         const __m128i uv =
             _mm_packus_epi16(_mm_packs_epi32(u[0], u[1]), _mm_packs_epi32(v[0], v[1]));
         gather48<kStream>(kOrder, y[0], y[1], uv, d);
+    }
+    template <bool kStream>
+    static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
+        encode411Avx2(kRgb, kStream, s, d, blocks);
     }
     static void unit(const uint8_t* s, uint8_t* d) {
         int32_t su = 0, sv = 0;
@@ -267,20 +272,26 @@ struct Planar420 {
         uint8_t* uPlane = dst + n;
         uint8_t* vPlane = uPlane + n / 4;
         const size_t w = static_cast<size_t>(width);
-        for (int32_t j = 0; j < rowPairs; ++j) {
-            const uint8_t* r0 = src + 3 * w * (2 * j);
-            const uint8_t* r1 = r0 + 3 * w;
-            uint8_t* y0 = dst + w * (2 * j);
-            uint8_t* y1 = y0 + w;
-            uint8_t* u = uPlane + static_cast<size_t>(j) * pairs;
-            uint8_t* v = vPlane + static_cast<size_t>(j) * pairs;
-            eachStep<8>(
-                0, pairs, pairs,
-                [&](int32_t i) {
-                    block8(r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i, v + i);
-                },
-                [&](int32_t i, bool) { block1(r0, r1, y0, y1, u, v, i); });
-        }
+        // Row pairs read and write their own rows and chroma only: bands of row pairs.
+        parallelRows(rowPairs, minBandUnits(2 * int64_t{width}), [&](int32_t j0, int32_t j1) {
+            for (int32_t j = j0; j < j1; ++j) {
+                const uint8_t* r0 = src + 3 * w * (2 * j);
+                const uint8_t* r1 = r0 + 3 * w;
+                uint8_t* y0 = dst + w * (2 * j);
+                uint8_t* y1 = y0 + w;
+                uint8_t* u = uPlane + static_cast<size_t>(j) * pairs;
+                uint8_t* v = vPlane + static_cast<size_t>(j) * pairs;
+                // AVX2: 16 blocks a step, then at most one 8-block step.
+                const int32_t wide = wideSteps<16>(0, pairs);
+                if (wide > 0) encode420Avx2(kRgb, r0, r1, y0, y1, u, v, wide);
+                eachStep<8>(
+                    16 * wide, pairs, pairs,
+                    [&](int32_t i) {
+                        block8(r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i, v + i);
+                    },
+                    [&](int32_t i, bool) { block1(r0, r1, y0, y1, u, v, i); });
+            }
+        });
     }
 };
 

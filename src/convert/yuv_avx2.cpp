@@ -1,5 +1,6 @@
 // The AVX2 bodies of YUV decoding: the SSE4.1 arithmetic of yuv.h
-// (FullRange<false>, Packed422, Nv12Row, Out3, Out4) on 32 pixels.
+// (FullRange<false>, Studio, Packed422, Nv12Row, PlanarRow, Out3, Out4) on 32
+// pixels.
 //
 // Compiled with -mavx2: see simd_avx2.h for what it may include.
 #include "yuv_avx2.h"
@@ -102,6 +103,64 @@ void nv12Row(const uint8_t* y, const uint8_t* uv, uint8_t* d, int32_t steps) {
     }
 }
 
+// ---- planar 4:2:0 rows, studio range: 16 chroma samples and 32 luma bytes a
+// step. Each chroma weight w = 256 k + w' keeps w' d under the shift (see
+// Studio in yuv.h for the offsets m that keep the lanes unsigned).
+
+struct StudioTerms {
+    __m256i inR, outR, inG, outG, inB, outB;  // added under / after the shift
+};
+
+inline StudioTerms studioTerms(__m256i u256, __m256i v256) {
+    const __m256i centre = _mm256_set1_epi16(-32768);
+    const __m256i du = _mm256_srai_epi16(_mm256_xor_si256(u256, centre), 8);
+    const __m256i dv = _mm256_srai_epi16(_mm256_xor_si256(v256, centre), 8);
+    auto c = [](int v) { return _mm256_set1_epi16(static_cast<int16_t>(v)); };
+    auto mul = [&](__m256i d, int w) { return _mm256_mullo_epi16(d, c(w)); };
+    auto under = [&](__m256i wd, int m) {
+        return _mm256_srli_epi16(_mm256_add_epi16(wd, c(256 * m - 4768)), 1);
+    };
+    return {under(mul(dv, 153), 96),
+            _mm256_sub_epi16(dv, c(96)),
+            under(_mm256_sub_epi16(mul(dv, 48), mul(du, 100)), 93),
+            _mm256_sub_epi16(c(-93), dv),
+            under(mul(du, 5), 22),
+            _mm256_sub_epi16(_mm256_add_epi16(du, du), c(22))};
+}
+
+inline Channels studioApply(__m256i y, const StudioTerms& t) {
+    const __m256i y149 = _mm256_mullo_epi16(y, _mm256_set1_epi16(149));
+    auto channel = [&](__m256i in, __m256i out) {
+        return _mm256_add_epi16(_mm256_srli_epi16(_mm256_add_epi16(y149, in), 7), out);
+    };
+    return {channel(t.inR, t.outR), channel(t.inG, t.outG), channel(t.inB, t.outB)};
+}
+
+template <int kBytes, bool kBgr, bool kStream>
+void planarRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d, int32_t steps) {
+    const __m256i zero = _mm256_setzero_si256();
+    for (int32_t i = 0; i < steps; ++i, y += 32, u += 16, v += 16, d += 32 * kBytes) {
+        // Samples 0-7|8-15 as chroma << 8; each spread over its two pixels.
+        auto widen = [](const uint8_t* p) {
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            return _mm256_slli_epi16(_mm256_cvtepu8_epi16(b), 8);
+        };
+        const StudioTerms t = studioTerms(widen(u), widen(v));
+        auto twice = [&](auto unpack) {
+            return StudioTerms{unpack(t.inR, t.inR), unpack(t.outR, t.outR),
+                               unpack(t.inG, t.inG), unpack(t.outG, t.outG),
+                               unpack(t.inB, t.inB), unpack(t.outB, t.outB)};
+        };
+        const StudioTerms lo =
+            twice([](__m256i a, __m256i b) { return _mm256_unpacklo_epi16(a, b); });
+        const StudioTerms hi =
+            twice([](__m256i a, __m256i b) { return _mm256_unpackhi_epi16(a, b); });
+        const __m256i luma = load(y);
+        put32<kBytes, kBgr, kStream>(studioApply(_mm256_unpacklo_epi8(luma, zero), lo),
+                                     studioApply(_mm256_unpackhi_epi8(luma, zero), hi), d);
+    }
+}
+
 // A compile-time value (not std::integral_constant: see simd_avx2.h).
 template <int kV>
 struct Const {
@@ -149,6 +208,13 @@ void packed422Avx2(bool uyvy, WideYuvOut out, const uint8_t* src, uint8_t* dst, 
 void nv12RowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* uv, uint8_t* dst, int32_t steps) {
     byOut(out, [&](auto bytes, auto bgr, auto stream) {
         nv12Row<V(bytes), V(bgr), V(stream)>(y, uv, dst, steps);
+    });
+}
+
+void planarRowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* u, const uint8_t* v,
+                   uint8_t* dst, int32_t steps) {
+    byOut(out, [&](auto bytes, auto bgr, auto stream) {
+        planarRow<V(bytes), V(bgr), V(stream)>(y, u, v, dst, steps);
     });
 }
 

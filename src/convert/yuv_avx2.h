@@ -1,7 +1,7 @@
 // The AVX2 bodies of YUV decoding, 32 pixels a block: UYVY and YUYV pairs and
-// NV12 rows through the full-range formula without rounding, to three- or
-// four-byte pixels. Declarations only, so that the AVX2 translation unit and
-// its callers share no inline code. Call only at Level::Avx2.
+// NV12 rows through the full-range formula without rounding, and planar 4:2:0
+// rows through the studio-range formula, to three- or four-byte pixels. Declarations only, so that
+// the AVX2 translation unit and its callers share no inline code. Call only at Level::Avx2.
 #pragma once
 
 #include <cstddef>
@@ -22,5 +22,10 @@ void packed422Avx2(bool uyvy, WideYuvOut out, const uint8_t* src, uint8_t* dst, 
 
 // `steps` steps of 32 pixels of one NV12 row: luma y, the block row's chroma uv.
 void nv12RowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* uv, uint8_t* dst, int32_t steps);
+
+// `steps` steps of 32 pixels of one planar 4:2:0 row: luma y, the block row's
+// chroma rows u and v.
+void planarRowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* u, const uint8_t* v,
+                   uint8_t* dst, int32_t steps);
 
 }  // namespace tav::cvt

@@ -58,12 +58,17 @@ struct PlanarRow {
 template <class F, class W, bool kStream, class C>
 void row420(const uint8_t* y, const C& c, uint8_t* d, int32_t pairs) {
     const __m128i zero = _mm_setzero_si128();
-    int32_t first = 0;  // AVX2 on NV12: 16 pairs a step, then at most one 8-pair step
-    if constexpr (std::is_same_v<F, FullRange<false>> && std::is_same_v<C, Nv12Row>) {
-        const int32_t wide = wideSteps<16>(0, pairs);
-        if (wide > 0) nv12RowAvx2({W::kBytes, W::kBgrOrder, kStream}, y, c.uv, d, wide);
-        first = 16 * wide;
+    // AVX2 (NV12 full range, planar studio range): 16 pairs a step, then at
+    // most one 8-pair step.
+    constexpr bool kNv12 = std::is_same_v<F, FullRange<false>> && std::is_same_v<C, Nv12Row>;
+    constexpr bool kPlanar = std::is_same_v<F, Studio> && std::is_same_v<C, PlanarRow>;
+    const int32_t wide = kNv12 || kPlanar ? wideSteps<16>(0, pairs) : 0;
+    if (wide > 0) {
+        const WideYuvOut out{W::kBytes, W::kBgrOrder, kStream};
+        if constexpr (kNv12) nv12RowAvx2(out, y, c.uv, d, wide);
+        if constexpr (kPlanar) planarRowAvx2(out, y, c.up, c.vp, d, wide);
     }
+    const int32_t first = 16 * wide;
     eachStep<8>(
         first, pairs, pairs,
         [&](int32_t i) {
@@ -91,13 +96,16 @@ void decode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, 
     // Streamed stores need every destination row 16-byte aligned.
     const size_t streamed = rowBytes % 16 ? 0 : rowBytes * 2 * rowPairs;
     simd::withStorePolicy(dst, streamed, [&](auto stream) {
-        for (int32_t j = 0; j < rowPairs; ++j) {
-            const uint8_t* y0 = src + static_cast<size_t>(2 * j) * width;
-            uint8_t* d0 = dst + static_cast<size_t>(2 * j) * rowBytes;
-            const auto chroma = chromaRow(j);
-            row420<F, W, decltype(stream)::value>(y0, chroma, d0, pairs);
-            row420<F, W, decltype(stream)::value>(y0 + width, chroma, d0 + rowBytes, pairs);
-        }
+        // Block rows read and write their own rows only: bands of block rows.
+        parallelRows(rowPairs, minBandUnits(2 * int64_t{width}), [&](int32_t j0, int32_t j1) {
+            for (int32_t j = j0; j < j1; ++j) {
+                const uint8_t* y0 = src + static_cast<size_t>(2 * j) * width;
+                uint8_t* d0 = dst + static_cast<size_t>(2 * j) * rowBytes;
+                const auto chroma = chromaRow(j);
+                row420<F, W, decltype(stream)::value>(y0, chroma, d0, pairs);
+                row420<F, W, decltype(stream)::value>(y0 + width, chroma, d0 + rowBytes, pairs);
+            }
+        });
     });
 }
 

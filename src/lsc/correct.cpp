@@ -1,6 +1,7 @@
 // Lens-shading application. It runs on every frame, so the bulk is vectorised;
 // the vector steps give exactly the results of correct8/correct16 (lsc.h),
 // which the scalar tails and the scalar level call.
+#include "correct_avx2.h"
 #include "lsc.h"
 #include "report.h"
 #include "rows.h"
@@ -183,6 +184,11 @@ void correctFrame(const K& k, const T* src, T* dst, uint32_t mode, const uint32_
         // Samples are independent (src may be dst): bands of whole steps.
         simd::withStorePolicy(dst, bytes, [&](auto stream) {
             parallelSteps<K::kSamples>(n, [&](ptrdiff_t i0, ptrdiff_t i1) {
+                if constexpr (std::is_same_v<T, uint8_t>) {  // AVX2: 32 samples a step
+                    const ptrdiff_t wide = wideSteps<32>(i0, i1);
+                    if (wide > 0) samples8Avx2(stream, src + i0, dst + i0, w + i0, wide);
+                    i0 += 32 * wide;
+                }
                 eachStep<K::kSamples>(
                     i0, i1, i1,
                     [&](ptrdiff_t i) {
@@ -204,8 +210,14 @@ void correctFrame(const K& k, const T* src, T* dst, uint32_t mode, const uint32_
                 T* d0 = dst + top;
                 T* d1 = d0 + width;
                 const uint32_t* row = w + static_cast<ptrdiff_t>(j) * cells;
+                int32_t first = 0;
+                if constexpr (std::is_same_v<T, uint8_t>) {  // AVX2: 16 cells a step
+                    const int32_t wide = wideSteps<16>(0, cells);
+                    if (wide > 0) cells8Avx2(stream, s0, s1, d0, d1, row, wide);
+                    first = 16 * wide;
+                }
                 eachStep<K::kCells>(
-                    0, cells, cells,
+                    first, cells, cells,
                     [&](int32_t c) {
                         const int32_t x = 2 * c;
                         k.template cells<decltype(stream)::value>(s0 + x, s1 + x, d0 + x, d1 + x,

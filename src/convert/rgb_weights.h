@@ -1,0 +1,29 @@
+// Weights of the vector forms of the RGB/BGR encoding formulas (rgb.h): one
+// pmaddubsw on (r, g) byte pairs and one on (g, b) pairs, with the weights
+// above 127 split between the two and the even sets halved. Plain data, so
+// that the AVX2 bodies (rgb_avx2.cpp) use the same numbers as the SSE4.1 ones.
+#pragma once
+
+namespace tav::cvt {
+
+struct PairWeights {
+    int r, g1, g2, b;  // r and g1 on (r, g); g2 and b on (g, b)
+};
+
+// BT.601 full range: (77 r + 150 g + 29 b + 128) >> 8, and halved chroma.
+inline constexpr PairWeights kLuma601{77, 51, 99, 29};
+inline constexpr PairWeights kCb601Half{-22, -42, 0, 64};
+inline constexpr PairWeights kCr601Half{64, -54, 0, -10};
+// The 4:1:1 chroma (odd weights, whole): 128 as 127 plus one more pair.
+inline constexpr PairWeights kCb411{-43, -85, 0, 127};
+inline constexpr PairWeights kCr411{127, -107, 0, -21};
+// BT.709 studio range: (46 r + 157 g + 16 b + 4096) >> 8, and halved chroma.
+inline constexpr PairWeights kLuma709{46, 82, 75, 16};
+inline constexpr PairWeights kCb709Half{-13, -43, 0, 56};
+inline constexpr PairWeights kCr709Half{56, -51, 0, -5};
+
+inline constexpr int kLuma601Round = 128, kLuma709Offset = 4096;
+// (2h + 32896) >> 8 = (h + kHalfOffset) >> 7 for a halved chroma sum h.
+inline constexpr int kHalfOffset = 16448;
+
+}  // namespace tav::cvt
