@@ -143,8 +143,13 @@ void Peer_Dc1394_EdgeSense_Rgb8(benchmark::State& state) {
 void Peer_Dc1394_HqLinear_Rgb8(benchmark::State& state) {
     dc1394(state, DC1394_BAYER_METHOD_HQLINEAR);
 }
+// The picture-quality reference method 3 is measured against.
+void Peer_Dc1394_Ahd_Rgb8(benchmark::State& state) {
+    dc1394(state, DC1394_BAYER_METHOD_AHD);
+}
 TAV_BENCH_SIZES(Peer_Dc1394_EdgeSense_Rgb8);
 TAV_BENCH_SIZES(Peer_Dc1394_HqLinear_Rgb8);
+TAV_BENCH_SIZES(Peer_Dc1394_Ahd_Rgb8);
 #endif
 
 }  // namespace
