@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "edge16.h"
+#include "edge16_avx2.h"
 #include "report.h"
 #include "rows.h"
 #include "tav.h"
@@ -139,7 +140,8 @@ void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
     const int32_t vectorEnd = width >= 20 ? 2 + 8 * ((width - 3) / 8) : 2;
     const int32_t stepEnd = vectorEnd < width - 2 ? vectorEnd : width - 2;
     auto clampAt = [&](int32_t c) { return Clamp{ceiling, c >= 2 && c < vectorEnd}; };
-    const __m128i ceiling16 = _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(ceiling)));
+    const int16_t ceilingWord = static_cast<int16_t>(static_cast<uint16_t>(ceiling));
+    const __m128i ceiling16 = _mm_set1_epi16(ceilingWord);
     const BandRows rows{band, 6};
     const BayerLayout m{0, 0};
     const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
@@ -152,15 +154,23 @@ void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
         finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
     };
 
+    // AVX2: 16-column steps, then at most one 8-column step.
+    const int32_t wide = tav::wideSteps<16>(2, stepEnd);
     nextOne(0, false);
     nextOne(1, false);
+    if (wide > 0) nextLineAvx2(band, next, 2, wide, ceilingWord);
     eachStep<8>(
-        2, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); }, nextOne);
+        2 + 16 * wide, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); },
+        nextOne);
     finishOne(0, false);
     finishOne(1, false);
+    if (wide > 0) {
+        finishAvx2(band, line, next, out, out + 3 * static_cast<intptr_t>(width), exchange, 2, wide,
+                   ceilingWord);
+    }
     eachStep<8>(
-        2, stepEnd, width, [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); },
-        finishOne);
+        2 + 16 * wide, stepEnd, width,
+        [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); }, finishOne);
 
     std::memcpy(line, next, sizeof(uint16_t) * width);
 }
