@@ -142,13 +142,15 @@ inline Clamp clampAt(int32_t ceiling, int32_t width, int32_t c) {
     return Clamp{ceiling, c >= 2 && c < vectorEndOf(width)};
 }
 
-// The green line a row pair leaves (band = rows y-2 .. y+3), by the scalar rule.
+// Column c of the green line a row pair leaves (rows: y-2 .. y+3), by the scalar rule.
+inline uint16_t nextGreen(const BandRows& rows, int32_t width, int32_t ceiling, int32_t c) {
+    return clampAt(ceiling, width, c)(greenEstimate(rows, width, 2 + (c & 1), c));
+}
+
+// The whole line, for a band that starts below the pair `band`.
 void lineOf(const uint16_t* const* band, int32_t width, uint32_t bitDepth, uint16_t* into) {
     const int32_t ceiling = ceilingOf(bitDepth);
-    const BandRows rows{band, 6};
-    for (int32_t c = 0; c < width; ++c) {
-        into[c] = clampAt(ceiling, width, c)(greenEstimate(rows, width, 2 + (c & 1), c));
-    }
+    for (int32_t c = 0; c < width; ++c) into[c] = nextGreen(BandRows{band, 6}, width, ceiling, c);
 }
 
 // One row pair: band = rows y-2 .. y+3 (row y red-first), out = output row
@@ -158,7 +160,6 @@ void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
     const int32_t ceiling = ceilingOf(bitDepth);
     const int32_t vectorEnd = vectorEndOf(width);
     const int32_t stepEnd = vectorEnd < width - 2 ? vectorEnd : width - 2;
-    auto clampAt = [&](int32_t c) { return ::clampAt(ceiling, width, c); };
     const int16_t ceilingWord = static_cast<int16_t>(static_cast<uint16_t>(ceiling));
     const __m128i ceiling16 = _mm_set1_epi16(ceilingWord);
     const BandRows rows{band, 6};
@@ -166,11 +167,9 @@ void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
     const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
     const LineGreens greens{line, next, width};
 
-    auto nextOne = [&](int32_t c, bool) {
-        next[c] = clampAt(c)(greenEstimate(rows, width, 2 + (c & 1), c));
-    };
+    auto nextOne = [&](int32_t c, bool) { next[c] = nextGreen(rows, width, ceiling, c); };
     auto finishOne = [&](int32_t c, bool) {
-        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
+        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(ceiling, width, c));
     };
 
     // AVX2: 16-column steps, then at most one 8-column step.
