@@ -180,7 +180,8 @@ void expectEntry(TavContext* ctx, TavImage src, uint32_t method, const Output& o
 // ---- every method, phase, output and size
 
 // Every size up to 12 x 12; widths past two 16-column steps (every remainder
-// of the vector steps once and twice) at a few heights; heights to 24.
+// of the vector steps once and twice) at a few heights, past two 32-column
+// steps at two; heights to 24.
 std::vector<std::pair<int, int>> sizes() {
     std::vector<std::pair<int, int>> v;
     for (int h = 4; h <= 12; ++h) {
@@ -189,6 +190,7 @@ std::vector<std::pair<int, int>> sizes() {
     for (int w = 13; w <= 52; ++w) {
         for (int h : {4, 5, 6, 7, 10, 11}) v.push_back({h, w});
     }
+    for (int w = 53; w <= 88; ++w) v.push_back({w % 2 ? 7 : 6, w});
     for (int h = 13; h <= 24; ++h) v.push_back({h, h % 2 ? 21 : 36});
     return v;
 }

@@ -83,9 +83,9 @@ std::vector<uint8_t> shaded(uint32_t mode, uint32_t format, int32_t sampleBytes,
     return frame;
 }
 
-std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method, int32_t h,
-                                  int32_t w) {
-    Run16 r = demosaic16(code, output, method, 12, randomWords(size_t(h) * w, h + w, 12), h, w);
+std::vector<uint8_t> demosaicWide(uint32_t code, int64_t output, uint32_t method, uint32_t bits,
+                                  int32_t h, int32_t w) {
+    Run16 r = demosaic16(code, output, method, bits, randomWords(size_t(h) * w, h + w, bits), h, w);
     r.out.push_back(uint16_t(r.code));
     return {bytes(r.out), bytes(r.out) + 2 * r.out.size()};
 }
@@ -132,11 +132,14 @@ std::vector<Case> cases() {
                    [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_RG10, 2, h, w); }});
     all.push_back({"ShadingBayer8",
                    [](int32_t h, int32_t w) { return shaded(0, TAV_PF_BAYER_GB8, 1, h, w); }});
+    // Rgb at depth 16, where the edge body's vector clamp shows.
     for (uint32_t m = 1; m <= 3; ++m) {
-        for (int64_t out : {int64_t{TAV_PF_RGB12}, int64_t{TAV_PF_BGR12}}) {
+        for (int64_t out : {int64_t{TAV_PF_RGB16}, int64_t{TAV_PF_BGR12}}) {
             const std::string name = m == 1 ? "Bilinear16" : m == 2 ? "Edge16" : "Hq16";
-            all.push_back({name + (out == TAV_PF_RGB12 ? "Rgb" : "Bgr"), [=](int32_t h, int32_t w) {
-                               return demosaicWide(TAV_PF_BAYER_GB12, out, m, h, w);
+            const bool deep = out == TAV_PF_RGB16;
+            all.push_back({name + (deep ? "Rgb" : "Bgr"), [=](int32_t h, int32_t w) {
+                               return demosaicWide(deep ? TAV_PF_BAYER_GB16 : TAV_PF_BAYER_GB12,
+                                                   out, m, deep ? 16 : 12, h, w);
                            }});
         }
     }

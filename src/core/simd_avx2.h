@@ -44,28 +44,39 @@ constexpr char interleave3Index(int chunk, int channel, int k) {
     return (16 * chunk + k) % 3 == channel ? static_cast<char>((16 * chunk + k) / 3)
                                            : static_cast<char>(0x80);
 }
-template <int kChunk, int kChannel>
+// The same for 16-bit words: bytes 2w and 2w + 1 of word w = (16 chunk + k) / 2
+// take word w / 3 of the lane's 8 when its channel is `channel`.
+constexpr char interleave3WordsIndex(int chunk, int channel, int k) {
+    const int j = 16 * chunk + k;
+    return (j / 2) % 3 == channel ? static_cast<char>(2 * (j / 6) + j % 2)
+                                  : static_cast<char>(0x80);
+}
+template <int kChunk, int kChannel, bool kWords = false>
 inline __m256i interleave3Mask() {
-#define TAV_I(k) interleave3Index(kChunk, kChannel, k)
+#define TAV_I(k) \
+    (kWords ? interleave3WordsIndex(kChunk, kChannel, k) : interleave3Index(kChunk, kChannel, k))
     const __m128i m = _mm_setr_epi8(TAV_I(0), TAV_I(1), TAV_I(2), TAV_I(3), TAV_I(4), TAV_I(5),
                                     TAV_I(6), TAV_I(7), TAV_I(8), TAV_I(9), TAV_I(10), TAV_I(11),
                                     TAV_I(12), TAV_I(13), TAV_I(14), TAV_I(15));
 #undef TAV_I
     return _mm256_broadcastsi128_si256(m);
 }
-template <int kChunk>
+template <int kChunk, bool kWords = false>
 inline __m256i interleave3Chunk(__m256i c0, __m256i c1, __m256i c2) {
-    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(c0, interleave3Mask<kChunk, 0>()),
-                                           _mm256_shuffle_epi8(c1, interleave3Mask<kChunk, 1>())),
-                           _mm256_shuffle_epi8(c2, interleave3Mask<kChunk, 2>()));
+    return _mm256_or_si256(
+        _mm256_or_si256(_mm256_shuffle_epi8(c0, interleave3Mask<kChunk, 0, kWords>()),
+                        _mm256_shuffle_epi8(c1, interleave3Mask<kChunk, 1, kWords>())),
+        _mm256_shuffle_epi8(c2, interleave3Mask<kChunk, 2, kWords>()));
 }
 
-// 32 pixels of three byte planes in pixel order into c0 c1 c2 c0 c1 c2 ...:
-// each 128-bit lane interleaves its 16 pixels, then the lanes are put in order.
-template <bool kStream = false>
+// 32 pixels of three byte planes in pixel order into c0 c1 c2 c0 c1 c2 ...
+// (kWords: 16 pixels of 16-bit words): each 128-bit lane interleaves its
+// pixels, then the lanes are put in order.
+template <bool kStream = false, bool kWords = false>
 inline void interleave3(__m256i c0, __m256i c1, __m256i c2, uint8_t* out) {
-    const __m256i a = interleave3Chunk<0>(c0, c1, c2), b = interleave3Chunk<1>(c0, c1, c2),
-                  c = interleave3Chunk<2>(c0, c1, c2);
+    const __m256i a = interleave3Chunk<0, kWords>(c0, c1, c2),
+                  b = interleave3Chunk<1, kWords>(c0, c1, c2),
+                  c = interleave3Chunk<2, kWords>(c0, c1, c2);
     store<kStream>(out, _mm256_permute2x128_si256(a, b, 0x20));
     store<kStream>(out + 32, _mm256_permute2x128_si256(c, a, 0x30));
     store<kStream>(out + 64, _mm256_permute2x128_si256(b, c, 0x31));

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 
+#include "bilinear16_avx2.h"
 #include "bilinear_sites.h"
 #include "mirror.h"
 #include "passes.h"
@@ -105,6 +106,17 @@ inline void putSites8(const RowWriter& out, const BayerRow& r, int32_t x) {
     }
 }
 
+// Where the AVX2 body writes a row.
+inline WideRow wideRow(const Bgr16Writer::Row& w) {
+    return {Form16::Bgr16, w.exchange, {w.p, nullptr, nullptr}, nullptr};
+}
+inline WideRow wideRow(const Planar16Writer::Row& w) {
+    return {Form16::Planar16, false, {w.b, w.g, w.r}, nullptr};
+}
+inline WideRow wideRow(const Mono16Writer::Row& w) {
+    return {Form16::Mono16, false, {w.p, nullptr, nullptr}, w.w};
+}
+
 // Columns [x0, x1) of one row.
 template <typename RowWriter>
 inline void bilinearRow(const RowWriter& out, const BayerRow& r, int32_t x0, int32_t x1) {
@@ -112,7 +124,14 @@ inline void bilinearRow(const RowWriter& out, const BayerRow& r, int32_t x0, int
     if (x == 0 && x < x1) putSite(out, r, x++);
     const int32_t limit = x1 < r.width - 1 ? x1 : r.width - 1;  // keeps x + 8 inside
     auto one = [&](int32_t c, bool) { putSite(out, r, c); };
-    if (((x ^ r.xParity) & 1) != 0) {
+    const bool xOdd = ((x ^ r.xParity) & 1) != 0;
+    // AVX2: 16-column steps, then at most one 8-column step.
+    const int32_t wide = wideSteps<16>(x, limit);
+    if (wide > 0) {
+        bilinearRowAvx2(wideRow(out), {r.up, r.mid, r.down, xOdd, r.xIsRed}, x, wide);
+        x += 16 * wide;
+    }
+    if (xOdd) {
         eachStep<8>(
             x, limit, x1, [&](int32_t c) { putSites8<true>(out, r, c); }, one);
     } else {

@@ -10,9 +10,11 @@
 #include <cstring>
 
 #include "edge16.h"
+#include "edge16_avx2.h"
 #include "report.h"
 #include "rows.h"
 #include "tav.h"
+#include "threads.h"
 
 namespace {
 
@@ -128,41 +130,73 @@ inline void finish8(const uint16_t* const* s, const uint16_t* line, const uint16
     out.row(2).put8(b, red2, green2, blue2);
 }
 
-// One row pair: band = rows y-2 .. y+3 (row y red-first), out = output row y-1.
-void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
-              bool exchange, uint32_t bitDepth) {
+// The vector body owns the blocks of 8 from column 2 that start below
+// width - 8 and clamps as vectors do there, also where a block would read
+// past the row (columns b-2 .. b+9) and the scalar rule stands in for it.
+inline int32_t vectorEndOf(int32_t width) {
+    return width >= 20 ? 2 + 8 * ((width - 3) / 8) : 2;
+}
+
+// The body's clamp at column c.
+inline Clamp clampAt(int32_t ceiling, int32_t width, int32_t c) {
+    return Clamp{ceiling, c >= 2 && c < vectorEndOf(width)};
+}
+
+// Column c of the green line a row pair leaves (rows: y-2 .. y+3), by the scalar rule.
+inline uint16_t nextGreen(const BandRows& rows, int32_t width, int32_t ceiling, int32_t c) {
+    return clampAt(ceiling, width, c)(greenEstimate(rows, width, 2 + (c & 1), c));
+}
+
+// The whole line, for a band that starts below the pair `band`.
+void lineOf(const uint16_t* const* band, int32_t width, uint32_t bitDepth, uint16_t* into) {
     const int32_t ceiling = ceilingOf(bitDepth);
-    uint16_t* next = out + 6 * static_cast<intptr_t>(width);
-    // The vector body owns the blocks of 8 from column 2 that start below
-    // width - 8 and clamps as vectors do there, also where a block would read
-    // past the row (columns b-2 .. b+9) and the scalar rule stands in for it.
-    const int32_t vectorEnd = width >= 20 ? 2 + 8 * ((width - 3) / 8) : 2;
+    for (int32_t c = 0; c < width; ++c) into[c] = nextGreen(BandRows{band, 6}, width, ceiling, c);
+}
+
+// One row pair: band = rows y-2 .. y+3 (row y red-first), out = output row
+// y-1; the pair's greens go through `next` (width words) into the line.
+void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
+              uint16_t* next, bool exchange, uint32_t bitDepth) {
+    const int32_t ceiling = ceilingOf(bitDepth);
+    const int32_t vectorEnd = vectorEndOf(width);
     const int32_t stepEnd = vectorEnd < width - 2 ? vectorEnd : width - 2;
-    auto clampAt = [&](int32_t c) { return Clamp{ceiling, c >= 2 && c < vectorEnd}; };
-    const __m128i ceiling16 = _mm_set1_epi16(static_cast<int16_t>(static_cast<uint16_t>(ceiling)));
+    const int16_t ceilingWord = static_cast<int16_t>(static_cast<uint16_t>(ceiling));
+    const __m128i ceiling16 = _mm_set1_epi16(ceilingWord);
     const BandRows rows{band, 6};
     const BayerLayout m{0, 0};
     const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
     const LineGreens greens{line, next, width};
 
-    auto nextOne = [&](int32_t c, bool) {
-        next[c] = clampAt(c)(greenEstimate(rows, width, 2 + (c & 1), c));
-    };
+    auto nextOne = [&](int32_t c, bool) { next[c] = nextGreen(rows, width, ceiling, c); };
     auto finishOne = [&](int32_t c, bool) {
-        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(c));
+        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(ceiling, width, c));
     };
 
+    // AVX2: 16-column steps, then at most one 8-column step.
+    const int32_t wide = tav::wideSteps<16>(2, stepEnd);
     nextOne(0, false);
     nextOne(1, false);
+    if (wide > 0) nextLineAvx2(band, next, 2, wide, ceilingWord);
     eachStep<8>(
-        2, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); }, nextOne);
+        2 + 16 * wide, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); },
+        nextOne);
     finishOne(0, false);
     finishOne(1, false);
+    if (wide > 0) {
+        finishAvx2(band, line, next, out, out + 3 * static_cast<intptr_t>(width), exchange, 2, wide,
+                   ceilingWord);
+    }
     eachStep<8>(
-        2, stepEnd, width, [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); },
-        finishOne);
+        2 + 16 * wide, stepEnd, width,
+        [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); }, finishOne);
 
     std::memcpy(line, next, sizeof(uint16_t) * width);
+}
+
+// The same with the output row below the pair as `next`.
+void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
+              bool exchange, uint32_t bitDepth) {
+    edgePair(band, width, out, line, out + 6 * static_cast<intptr_t>(width), exchange, bitDepth);
 }
 
 // The last rows: band = rows y-2 .. last (4 or 5 rows), out = output row y-1.
@@ -199,11 +233,42 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
         line[c] = dst[rowWords * r + 3 * c + 1];
     }
 
-    int32_t y = first;
-    for (; y < height - 3; y += 2) {
-        const uint16_t* band[6];
+    // Row pairs in bands. The line carries each pair's greens to the pair
+    // below: a band after the first starts from a line of the pool's, filled
+    // with the greens of the pair above it. A band's last pair, unless it
+    // ends the body, keeps its next line apart (the first band in the
+    // still unwritten last row, the others in the pool) since the row below
+    // it belongs to the next band. When a band with a pool line ends the
+    // body, the caller's line gets the last pair's greens for the closing rows.
+    const int32_t pairs = first < height - 3 ? (height - 2 - first) / 2 : 0;
+    auto bandAt = [&](int32_t y, const uint16_t** band) {
         for (int i = 0; i < 6; ++i) band[i] = src + (y - 2 + i) * static_cast<intptr_t>(width);
-        edgeBody(band, width, dst + rowWords * (y - 1), line, exchange, bitDepth);
+    };
+    bool endsInPool = false;
+    auto walk = [&](int32_t p0, int32_t p1, uint8_t* own) {
+        uint16_t* bandLine = own ? reinterpret_cast<uint16_t*>(own) : line;
+        uint16_t* spare = own ? bandLine + width : line - 2 * width;
+        const uint16_t* band[6];
+        if (own) {
+            bandAt(first + 2 * p0 - 2, band);
+            lineOf(band, width, bitDepth, bandLine);
+        }
+        for (int32_t p = p0; p < p1; ++p) {
+            const int32_t y = first + 2 * p;
+            bandAt(y, band);
+            uint16_t* pairOut = dst + rowWords * (y - 1);
+            uint16_t* next = p + 1 == p1 && p1 != pairs ? spare : pairOut + 2 * rowWords;
+            edgePair(band, width, pairOut, bandLine, next, exchange, bitDepth);
+        }
+        if (p1 == pairs) endsInPool = own != nullptr;
+    };
+    tav::parallelRowsWithScratch(pairs, tav::minBandUnits(2 * int64_t{width}),
+                                 2 * sizeof(uint16_t) * static_cast<size_t>(width), walk);
+    const int32_t y = first + 2 * pairs;
+    if (endsInPool) {
+        const uint16_t* band[6];
+        bandAt(y - 2, band);
+        lineOf(band, width, bitDepth, line);
     }
     const int32_t count = height - y + 2;  // rows y-2 .. last
     const uint16_t* band[5];

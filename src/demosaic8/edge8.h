@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <type_traits>
 
+#include "edge8_avx2.h"
 #include "edge_sites.h"
 #include "mirror.h"
 #include "rows.h"
@@ -295,6 +296,37 @@ inline void step(const uint8_t* const* rows, uint8_t* line, int x, const Carry& 
     run.prevO = newO;
 }
 
+// After the AVX2 steps: their top lanes and pending line bytes.
+inline Run resume(const EdgeRun& r) {
+    return {_mm_slli_si128(_mm_cvtsi32_si128(r.lastE), 14),
+            _mm_slli_si128(_mm_cvtsi32_si128(r.lastO), 14),
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(r.pending)), r.open};
+}
+
+// Where the AVX2 steps write a pass's two rows.
+inline EdgeOut wideOut(const Mono8Writer& up, const Mono8Writer& lo) {
+    return {
+        Form8::Mono8, false, {up.row, nullptr, nullptr}, {lo.row, nullptr, nullptr}, lo.weights};
+}
+inline EdgeOut wideOut(const Bgr8Writer& up, const Bgr8Writer& lo) {
+    return {
+        Form8::Bgr8, lo.exchange, {up.row, nullptr, nullptr}, {lo.row, nullptr, nullptr}, nullptr};
+}
+inline EdgeOut wideOut(const Bgra8KeepAlphaWriter& up, const Bgra8KeepAlphaWriter& lo) {
+    return {Form8::Bgra8,
+            lo.base.exchange,
+            {up.base.row, nullptr, nullptr},
+            {lo.base.row, nullptr, nullptr},
+            nullptr};
+}
+inline EdgeOut wideOut(const PlanarWriter& up, const PlanarWriter& lo) {
+    return {Form8::Planar,
+            false,
+            {up.first, up.second, up.third},
+            {lo.first, lo.second, lo.third},
+            nullptr};
+}
+
 // After the last step, before the column pair at x: the carry for the scalar rule.
 inline void close(Run& run, uint8_t* line, int x, Carry& c) {
     c.oldE = line[x - 2];
@@ -317,8 +349,15 @@ template <class Writer>
     const Writer up = lo.next(-1);
     Carry c = startPair(s, line, &up, &lo);
     vec::Run run = vec::begin(c);
+    // AVX2: 32-column steps, then at most one 16-column step.
+    const int wide = wideSteps<32>(2, width - 2);
+    if (wide > 0) {
+        EdgeRun r{c.newE, c.newO, false, {}};
+        edgeStepsAvx2(vec::wideOut(up, lo), rows, line, 2, wide, r);
+        run = vec::resume(r);
+    }
     eachStep<16, 2>(
-        2, width - 2, width, [&](int x) { vec::step(rows, line, x, c, run, up, lo); },
+        2 + 32 * wide, width - 2, width, [&](int x) { vec::step(rows, line, x, c, run, up, lo); },
         [&](int x, bool inStep) {
             if (run.open) vec::close(run, line, x, c);
             columnPair(s, line, x, c, &up, &lo, inStep);

@@ -10,6 +10,10 @@
 
 #include <immintrin.h>
 
+#include <cstddef>
+#include <type_traits>
+
+#include "nearest8_avx2.h"
 #include "rows.h"
 #include "simd.h"
 #include "tav.h"
@@ -128,12 +132,49 @@ struct Step16<Mono8Writer> {
     }
 };
 
-// Covers columns 0 .. width-1: column 0 and the columns no step of 16 from
-// column 1 reaches by the single-pixel rule.
-template <typename Step, typename Single>
-inline void sweep(int32_t width, Step step, Single single) {
+// Covers columns 0 .. width-1: column 0, then `wide(n)` (where given) for n
+// AVX2 steps of 32 from column 1, the steps of 16 after them, and the columns
+// no step reaches by the single-pixel rule.
+template <typename Step, typename Single, typename Wide = std::nullptr_t>
+inline void sweep(int32_t width, Step step, Single single, Wide wide = nullptr) {
     single(0);
-    eachStep<16>(1, width, width, step, [&single](int32_t x, bool) { single(x); });
+    int32_t x = 1;
+    if constexpr (!std::is_null_pointer_v<Wide>) {
+        const int32_t n = wideSteps<32>(x, width);
+        if (n > 0) wide(n);
+        x += 32 * n;
+    }
+    eachStep<16>(x, width, width, step, [&single](int32_t c, bool) { single(c); });
+}
+
+// Where the AVX2 body writes a band: `upper` and `lower` rows.
+inline WideOut wideOut(const Bgr8Writer& upper, const Bgr8Writer& lower) {
+    return {Form8::Bgr8,
+            upper.exchange,
+            {upper.row, nullptr, nullptr},
+            {lower.row, nullptr, nullptr},
+            nullptr};
+}
+inline WideOut wideOut(const Bgra8Writer& upper, const Bgra8Writer& lower) {
+    return {Form8::Bgra8,
+            upper.exchange,
+            {upper.row, nullptr, nullptr},
+            {lower.row, nullptr, nullptr},
+            nullptr};
+}
+inline WideOut wideOut(const PlanarWriter& upper, const PlanarWriter& lower) {
+    return {Form8::Planar,
+            false,
+            {upper.first, upper.second, upper.third},
+            {lower.first, lower.second, lower.third},
+            nullptr};
+}
+inline WideOut wideOut(const Mono8Writer& upper, const Mono8Writer& lower) {
+    return {Form8::Mono8,
+            false,
+            {upper.row, nullptr, nullptr},
+            {lower.row, nullptr, nullptr},
+            upper.weights};
 }
 
 template <typename W>
@@ -169,7 +210,8 @@ void nearestBand(const uint8_t* above, const uint8_t* upper, const uint8_t* lowe
         [w, w1, above, upper, lower](int32_t x) {
             put(w, x, nearestPixel(above, upper, 0, 1, x));
             put(w1, x, nearestPixel(upper, lower, 1, 1, x));
-        });
+        },
+        [&](int32_t n) { nearestBandAvx2(wideOut(w, w1), above, upper, lower, 1, n); });
 }
 
 // A whole frame. RG: row 0 has red sites; GB: row 0 has blue sites and row 1
