@@ -11,6 +11,7 @@
 #include "shuffle.h"
 #include "simd.h"
 #include "yuv_avx2.h"
+#include "yuv_layout.h"
 
 namespace tav::cvt {
 
@@ -281,23 +282,20 @@ struct Yuv411 {
     }
 };
 
-// 4:4:4, three bytes per pixel: U, Y, V. Eight pixels span 24 bytes: pixels
-// 0-4 from the load at 0, pixels 5-7 from the load at 8.
-template <int kChannel, bool kSecond>
-constexpr int at444(int p) {
-    const bool second = p > 4;
-    return second == kSecond ? 3 * p + kChannel - (second ? 8 : 0) : -1;
-}
-
+// 4:4:4, three bytes per pixel: U, Y, V. Eight pixels span 24 bytes, read by
+// two loads (yuv_layout.h).
 struct Yuv444 {
     static constexpr int kPixels = 1, kBytes = 3;
     static int32_t y(const uint8_t* s, int) { return s[1]; }
     static int32_t u(const uint8_t* s) { return s[0]; }
     static int32_t v(const uint8_t* s) { return s[2]; }
 
-    static constexpr Mask16 kYA = lumaLanes(at444<1, false>), kYB = lumaLanes(at444<1, true>);
-    static constexpr Mask16 kUA = chromaLanes(at444<0, false>), kUB = chromaLanes(at444<0, true>);
-    static constexpr Mask16 kVA = chromaLanes(at444<2, false>), kVB = chromaLanes(at444<2, true>);
+    static constexpr Mask16 kYA = lumaLanes([](int p) { return kYuv444At[1][0][p]; });
+    static constexpr Mask16 kYB = lumaLanes([](int p) { return kYuv444At[1][1][p]; });
+    static constexpr Mask16 kUA = chromaLanes([](int p) { return kYuv444At[0][0][p]; });
+    static constexpr Mask16 kUB = chromaLanes([](int p) { return kYuv444At[0][1][p]; });
+    static constexpr Mask16 kVA = chromaLanes([](int p) { return kYuv444At[2][0][p]; });
+    static constexpr Mask16 kVB = chromaLanes([](int p) { return kYuv444At[2][1][p]; });
 
     static __m128i pick(__m128i a, __m128i b, const Mask16& ma, const Mask16& mb) {
         return _mm_or_si128(shuffle(a, ma), shuffle(b, mb));
@@ -320,7 +318,8 @@ struct Yuv444 {
 // ---- unit kernels for runUnits
 
 // The AVX2 block of a unit kernel, where there is one (yuv_avx2.h): 4:2:2
-// pairs through the full-range formula without rounding.
+// pairs through the full-range formula without rounding, 4:4:4 pixels through
+// either full-range formula.
 template <class L, class F, class W>
 struct WideDecode {};
 template <int kY0, int kU, int kY1, int kV, class W>
@@ -330,6 +329,15 @@ struct WideDecode<Packed422<kY0, kU, kY1, kV>, FullRange<false>, W> {
     static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
         packed422Avx2(std::is_same_v<Packed422<kY0, kU, kY1, kV>, Uyvy>,
                       {W::kBytes, W::kBgrOrder, kStream}, s, d, blocks);
+    }
+};
+
+template <bool kRounding, class W>
+struct WideDecode<Yuv444, FullRange<kRounding>, W> {
+    static constexpr int kWideUnits = 32;
+    template <bool kStream>
+    static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
+        yuv444Avx2(kRounding, {W::kBytes, W::kBgrOrder, kStream}, s, d, blocks);
     }
 };
 

@@ -1,5 +1,5 @@
 // The AVX2 bodies of YUV decoding: the SSE4.1 arithmetic of yuv.h
-// (FullRange<false>, Studio, Packed422, Nv12Row, PlanarRow, Out3, Out4) on 32
+// (FullRange, Studio, Packed422, Yuv444, Nv12Row, PlanarRow, Out3, Out4) on 32
 // pixels.
 //
 // Compiled with -mavx2: see simd_avx2.h for what it may include.
@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "simd_avx2.h"
+#include "yuv_layout.h"
 
 namespace tav::cvt {
 namespace {
@@ -24,10 +25,19 @@ struct Terms {
     __m256i r, g, b;  // added to Y, subtracted from Y, added to Y
 };
 
+// With rounding, floor((w d + 128) / 256) is mulhrs of d x 128.
+template <bool kRounding = false>
 inline Terms terms(__m256i u256, __m256i v256) {
     const __m256i centre = _mm256_set1_epi16(-32768);
-    const __m256i ud = _mm256_xor_si256(u256, centre), vd = _mm256_xor_si256(v256, centre);
-    auto mul = [](__m256i d, int16_t w) { return _mm256_mulhi_epi16(d, _mm256_set1_epi16(w)); };
+    __m256i ud = _mm256_xor_si256(u256, centre), vd = _mm256_xor_si256(v256, centre);
+    if constexpr (kRounding) {
+        ud = _mm256_srai_epi16(ud, 1);
+        vd = _mm256_srai_epi16(vd, 1);
+    }
+    auto mul = [](__m256i d, int16_t w) {
+        return kRounding ? _mm256_mulhrs_epi16(d, _mm256_set1_epi16(w))
+                         : _mm256_mulhi_epi16(d, _mm256_set1_epi16(w));
+    };
     return {mul(vd, 359), _mm256_add_epi16(mul(ud, 88), mul(vd, 183)), mul(ud, 454)};
 }
 
@@ -80,6 +90,28 @@ void packed422(const uint8_t* s, uint8_t* d, size_t blocks) {
                          terms(_mm256_shuffle_epi8(v, mU), _mm256_shuffle_epi8(v, mV)));
         };
         put32<kBytes, kBgr, kStream>(decode(a), decode(b), d);
+    }
+}
+
+// ---- 4:4:4 pixels: eight a lane from two overlapping loads (yuv_layout.h)
+
+template <bool kRounding, int kBytes, bool kBgr, bool kStream>
+void yuv444(const uint8_t* s, uint8_t* d, size_t blocks) {
+    auto mask = [](int channel, int load) {
+        return laneMask(channel != 1, [=](int p) { return kYuv444At[channel][load][p]; });
+    };
+    const __m256i mY0 = mask(1, 0), mY1 = mask(1, 1), mU0 = mask(0, 0), mU1 = mask(0, 1),
+                  mV0 = mask(2, 0), mV1 = mask(2, 1);
+    // Pixels 0-7|16-23 from p = s, 8-15|24-31 from p = s + 24.
+    auto decode = [&](const uint8_t* p) {
+        const __m256i a = loadHalves(p, 48), b = loadHalves(p + 8, 48);
+        auto pick = [&](__m256i ma, __m256i mb) {
+            return _mm256_or_si256(_mm256_shuffle_epi8(a, ma), _mm256_shuffle_epi8(b, mb));
+        };
+        return apply(pick(mY0, mY1), terms<kRounding>(pick(mU0, mU1), pick(mV0, mV1)));
+    };
+    for (size_t i = 0; i < blocks; ++i, s += 96, d += 32 * kBytes) {
+        put32<kBytes, kBgr, kStream>(decode(s), decode(s + 24), d);
     }
 }
 
@@ -201,6 +233,16 @@ void packed422Avx2(bool uyvy, WideYuvOut out, const uint8_t* src, uint8_t* dst, 
             packed422<1, 0, 3, 2, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
         } else {
             packed422<0, 1, 2, 3, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+        }
+    });
+}
+
+void yuv444Avx2(bool rounding, WideYuvOut out, const uint8_t* src, uint8_t* dst, size_t blocks) {
+    byOut(out, [&](auto bytes, auto bgr, auto stream) {
+        if (rounding) {
+            yuv444<true, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+        } else {
+            yuv444<false, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
         }
     });
 }

@@ -1,5 +1,6 @@
 // The AVX2 bodies of YUV decoding, 32 pixels a block: UYVY and YUYV pairs and
-// NV12 rows through the full-range formula without rounding, and planar 4:2:0
+// NV12 rows through the full-range formula without rounding, 4:4:4 pixels
+// through either full-range formula, and planar 4:2:0
 // rows through the studio-range formula, to three- or four-byte pixels. Declarations only, so that
 // the AVX2 translation unit and its callers share no inline code. Call only at Level::Avx2.
 #pragma once
@@ -19,6 +20,10 @@ struct WideYuvOut {
 
 // `blocks` blocks of 16 pairs (64 source bytes) from src on.
 void packed422Avx2(bool uyvy, WideYuvOut out, const uint8_t* src, uint8_t* dst, size_t blocks);
+
+// `blocks` blocks of 32 4:4:4 pixels (96 source bytes) from src on, through
+// the full-range formula with or without its rounding terms.
+void yuv444Avx2(bool rounding, WideYuvOut out, const uint8_t* src, uint8_t* dst, size_t blocks);
 
 // `steps` steps of 32 pixels of one NV12 row: luma y, the block row's chroma uv.
 void nv12RowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* uv, uint8_t* dst, int32_t steps);
