@@ -84,8 +84,9 @@ constexpr ByteTable invSquareTable() {
 }
 alignas(16) constexpr ByteTable kTable = invSquareTable();
 
-// weights4 of hq_rules.h for each lane.
-void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
+// weights4 of hq_rules.h for each lane. Inlined, so that the four-lane
+// arrays stay in registers.
+[[gnu::always_inline]] inline void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
     const __m256i lo =
         _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
     const __m256i hi =
@@ -120,7 +121,8 @@ inline __m256i total(const __m256i w[4]) {
     return _mm256_add_epi32(_mm256_add_epi32(w[0], w[1]), _mm256_add_epi32(w[2], w[3]));
 }
 
-__m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4],
+                                              uint32_t eps, int32_t max) {
     __m256i w[4];
     weights4(s, eps, w);
     const __m256i den = _mm256_mullo_epi32(total(w), set1(kTapSum));
@@ -129,7 +131,8 @@ __m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4], uint32_t eps,
     return clamp(floorDiv(a, _mm256_slli_epi32(den, kFrac)), max);
 }
 
-__m256i colourAt(__m256i g, const __m256i d[4], const __m256i steps[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
+                                               const __m256i steps[4], uint32_t eps, int32_t max) {
     __m256i s[4];
     for (int k = 0; k < 4; ++k)
         s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
