@@ -154,6 +154,65 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 
 }  // namespace
 
+void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int32_t* dh,
+                   int32_t* dv, int32_t x, int32_t steps) {
+    // Sixteen columns in 16-bit lanes: estimates stay within ±2^12.
+    auto samples = [](const uint8_t* p) {
+        return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    };
+    // Green sites take green minus the estimate: the sign flips there.
+    const __m256i sign =
+        evenGreen ? _mm256_set1_epi32(0x0001FFFF) : _mm256_set1_epi32(-0x10000 | 1);
+    const __m256i hi = _mm256_set1_epi16(static_cast<int16_t>(max8));
+    auto store = [](int32_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                            _mm256_cvtepi16_epi32(_mm256_castsi256_si128(v)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8),
+                            _mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1)));
+    };
+    for (; steps > 0; --steps, x += 16) {
+        const __m256i c = samples(s[2] + x);
+        auto rule = [&](__m256i a1, __m256i b1, __m256i a2, __m256i b2) {
+            const __m256i lap = _mm256_sub_epi16(_mm256_slli_epi16(c, 1), _mm256_add_epi16(a2, b2));
+            const __m256i est = _mm256_add_epi16(
+                _mm256_slli_epi16(_mm256_add_epi16(a1, b1), 2),
+                _mm256_srai_epi16(_mm256_mullo_epi16(lap, _mm256_set1_epi16(kLaplacian)),
+                                  5 - kFrac));
+            const __m256i clamped =
+                _mm256_min_epi16(_mm256_max_epi16(est, _mm256_setzero_si256()), hi);
+            return _mm256_sign_epi16(_mm256_sub_epi16(clamped, _mm256_slli_epi16(c, kFrac)), sign);
+        };
+        store(dh + x, rule(samples(s[2] + x - 1), samples(s[2] + x + 1), samples(s[2] + x - 2),
+                           samples(s[2] + x + 2)));
+        store(dv + x,
+              rule(samples(s[1] + x), samples(s[3] + x), samples(s[0] + x), samples(s[4] + x)));
+    }
+}
+
+void absDiffStepsAvx2(const int32_t* a, const int32_t* b, int32_t* out, int32_t steps) {
+    for (int32_t x = 0; steps > 0; --steps, x += 8) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x),
+                            _mm256_abs_epi32(_mm256_sub_epi32(load(a + x), load(b + x))));
+    }
+}
+
+void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint32_t* north,
+                    uint32_t* south, uint32_t* across, int32_t steps) {
+    for (int32_t x = 0; steps > 0; --steps, x += 8) {
+        // Rows 0..3 and 5..8 once each, row 4 (the site's) in both.
+        const __m256i mid = load(gv[4] + x);
+        const __m256i up = _mm256_add_epi32(_mm256_add_epi32(load(gv[0] + x), load(gv[1] + x)),
+                                            _mm256_add_epi32(load(gv[2] + x), load(gv[3] + x)));
+        const __m256i down = _mm256_add_epi32(_mm256_add_epi32(load(gv[5] + x), load(gv[6] + x)),
+                                              _mm256_add_epi32(load(gv[7] + x), load(gv[8] + x)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(north + x), _mm256_add_epi32(up, mid));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(south + x), _mm256_add_epi32(down, mid));
+        _mm256_storeu_si256(
+            reinterpret_cast<__m256i*>(across + x),
+            _mm256_add_epi32(_mm256_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x)));
+    }
+}
+
 void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int32_t x,
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {

@@ -8,6 +8,19 @@
 
 namespace tav::hq {
 
+// Differences of row q, columns [x, x + 16 steps): s holds rows q - 2 .. q + 2;
+// `evenGreen`: column x is green. Reads up to 2 columns either side.
+void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int32_t* dh,
+                   int32_t* dv, int32_t x, int32_t steps);
+
+// out[i] = |a[i] - b[i]| for i in [0, 8 steps).
+void absDiffStepsAvx2(const int32_t* a, const int32_t* b, int32_t* out, int32_t steps);
+
+// Partial window sums of columns [0, 8 steps): five rows of vertical gradients
+// from gv[0] (north) and from gv[4] (south), three of horizontal ones.
+void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint32_t* north,
+                    uint32_t* south, uint32_t* across, int32_t steps);
+
 // The planes around row r that the green rule reads.
 struct GreenRowAvx2 {
     const uint32_t *north, *south, *across;  // partial window sums, indexed by column

@@ -122,7 +122,15 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
                          rule(loadSamples(s[1] + x), loadSamples(s[3] + x), loadSamples(s[0] + x),
                               loadSamples(s[4] + x)));
     };
-    eachStep<4>(kStepStart, f.width - kStepMargin, f.width, step, one);
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin);
+        if (wide > 0) {
+            diffStepsAvx2(s, f.isGreen(q, x), max8, dh, dv, x, wide);
+            x += 16 * wide;
+        }
+    }
+    eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
     int32_t* gh = f.gh.row(q);
     auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
     auto across4 = [&](int32_t x) {
@@ -130,13 +138,18 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(gh + x), _mm_abs_epi32(d));
     };
     across(0, false);
-    eachStep<4>(1, f.width - 1, f.width, across4, across);
+    // Plain differences of whole rows: no step boundary shows, any width runs.
+    const int32_t acrossWide = wideSteps<8>(1, f.width - 1);
+    if (acrossWide > 0) absDiffStepsAvx2(dh, dh + 2, gh + 1, acrossWide);
+    eachStep<4>(1 + 8 * acrossWide, f.width - 1, f.width, across4, across);
     auto vertical = [&](int32_t y) {
         const int32_t* up = f.dv.row(fold(y - 1, f.height));
         const int32_t* down = f.dv.row(fold(y + 1, f.height));
         int32_t* gv = f.gv.row(y);
+        const int32_t wide = wideSteps<8>(0, f.width);
+        if (wide > 0) absDiffStepsAvx2(up, down, gv, wide);
         eachStep<4>(
-            0, f.width, f.width,
+            8 * wide, f.width, f.width,
             [&](int32_t x) {
                 const __m128i d = _mm_sub_epi32(sse41::load(up + x), sse41::load(down + x));
                 _mm_storeu_si128(reinterpret_cast<__m128i*>(gv + x), _mm_abs_epi32(d));
@@ -210,7 +223,11 @@ void greenRow(const Frame<T>& f, int32_t r) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
     };
     for (int32_t i = 0; i < kReach; ++i) sums(i, false);
-    eachStep<4>(kReach, kReach + f.width, f.width + 2 * kReach, sums4, sums);
+    const int32_t sumSteps = wideSteps<8>(0, f.width);
+    if (sumSteps > 0) {
+        windowSumsAvx2(gv, gh, f.north + kReach, f.south + kReach, f.across + kReach, sumSteps);
+    }
+    eachStep<4>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums4, sums);
     DiffWindow n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
