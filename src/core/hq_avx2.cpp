@@ -16,11 +16,13 @@ inline __m256i set1(int32_t v) {
     return _mm256_set1_epi32(v);
 }
 
-// p[0], p[2], ..., p[14] (reads p[0..15]).
+// Every second value from p, sites 0..7 at p[0], p[2], ..., p[14] (reads
+// p[0..15]), in the lane order sites 0, 1, 4, 5 | 2, 3, 6, 7 that one
+// in-lane shuffle gives. The rules work lane by lane, so only merge, which
+// undoes the order, needs to know it.
 inline __m256i everyOther(const int32_t* p) {
-    const __m256 v = _mm256_shuffle_ps(_mm256_castsi256_ps(load(p)),
-                                       _mm256_castsi256_ps(load(p + 8)), _MM_SHUFFLE(2, 0, 2, 0));
-    return _mm256_permute4x64_epi64(_mm256_castps_si256(v), _MM_SHUFFLE(3, 1, 2, 0));
+    return _mm256_castps_si256(_mm256_shuffle_ps(
+        _mm256_castsi256_ps(load(p)), _mm256_castsi256_ps(load(p + 8)), _MM_SHUFFLE(2, 0, 2, 0)));
 }
 inline __m256i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
@@ -28,16 +30,16 @@ inline __m256i everyOther(const uint32_t* p) {
 inline __m256i everyOther(const uint8_t* p) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
+        bytes, _mm_setr_epi8(0, 2, 8, 10, 4, 6, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
 }
 
-// Sixteen columns from the values at their even (e) and odd (o) columns.
+// Sixteen columns from the values at their even (e) and odd (o) columns,
+// both in everyOther's lane order.
 struct Columns16 {
     __m256i lo, hi;
 };
 inline Columns16 merge(__m256i e, __m256i o) {
-    const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
-    return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
+    return {_mm256_unpacklo_epi32(e, o), _mm256_unpackhi_epi32(e, o)};
 }
 inline void store16(int32_t* p, Columns16 v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v.lo);
