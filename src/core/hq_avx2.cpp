@@ -93,31 +93,34 @@ alignas(16) constexpr ByteTable kTable = invSquareTable();
         _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
     const __m256i hi =
         _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.hi)));
+    // Biased exponents: their differences are those of the bit lengths.
     __m256i e[4], m[4];
-    __m256i least = set1(63);
+    __m256i least = set1(255);
     for (int k = 0; k < 4; ++k) {
         const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
         const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
-        e[k] = _mm256_sub_epi32(_mm256_srli_epi32(bits, 23), set1(127));
+        e[k] = _mm256_srli_epi32(bits, 23);
         m[k] = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(bits, 19), set1(15)),
                                set1(static_cast<int32_t>(0x80808000u)));
-        least = _mm256_min_epi32(least, e[k]);
+        least = _mm256_min_epu32(least, e[k]);
     }
     for (int k = 0; k < 4; ++k) {
         const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
                                           _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
-        const __m256i shift =
-            _mm256_min_epi32(_mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1), set1(16));
-        const __m256i scale = _mm256_cvttps_epi32(
-            _mm256_castsi256_ps(_mm256_slli_epi32(_mm256_sub_epi32(set1(142), shift), 23)));
-        w[k] = _mm256_srli_epi32(_mm256_mullo_epi32(t, scale), 15);
+        // Shifts past 31 give 0, as do those past 15 of the scalar rule (t < 2^13).
+        w[k] = _mm256_srlv_epi32(t, _mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1));
     }
 }
 
+// Products of lanes whose values fit 16 signed bits, one madd each.
+inline __m256i mul16(__m256i a, __m256i b) {
+    return _mm256_madd_epi16(a, b);
+}
+
+// Weights stay below 2^13 and the differences (tapped ones too) below 2^15.
 inline __m256i weighted(const __m256i w[4], const __m256i d[4]) {
-    return _mm256_add_epi32(
-        _mm256_add_epi32(_mm256_mullo_epi32(w[0], d[0]), _mm256_mullo_epi32(w[1], d[1])),
-        _mm256_add_epi32(_mm256_mullo_epi32(w[2], d[2]), _mm256_mullo_epi32(w[3], d[3])));
+    return _mm256_add_epi32(_mm256_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
+                            _mm256_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
 }
 inline __m256i total(const __m256i w[4]) {
     return _mm256_add_epi32(_mm256_add_epi32(w[0], w[1]), _mm256_add_epi32(w[2], w[3]));
@@ -127,9 +130,13 @@ inline __m256i total(const __m256i w[4]) {
                                               uint32_t eps, int32_t max) {
     __m256i w[4];
     weights4(s, eps, w);
-    const __m256i den = _mm256_mullo_epi32(total(w), set1(kTapSum));
+    // The weights' total (below 2^15) and base (below 2^12) fit madd; their
+    // product times kTapSum stays below 2^29.
+    const __m256i sum = total(w);
+    const __m256i den = mul16(sum, set1(kTapSum));
     const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
-    const __m256i a = _mm256_add_epi32(_mm256_mullo_epi32(base, den), weighted(w, d));
+    const __m256i a =
+        _mm256_add_epi32(_mm256_mullo_epi32(mul16(base, sum), set1(kTapSum)), weighted(w, d));
     return clamp(floorDiv(a, _mm256_slli_epi32(den, kFrac)), max);
 }
 
@@ -141,7 +148,8 @@ inline __m256i total(const __m256i w[4]) {
     __m256i w[4];
     weights4(s, eps, w);
     const __m256i den = total(w);
-    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(_mm256_mullo_epi32(g, den), weighted(w, d)),
+    // g below 2^8, the weights' total below 2^15.
+    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
                                        _mm256_srli_epi32(den, 1));
     return clamp(floorDivSmall(a, den), max);
 }
@@ -236,7 +244,7 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int3
         for (int t = 0; t < 3; ++t) {
             const __m256i tap = set1(kTaps[t]);
             auto add = [&](__m256i& sum, const int32_t* p) {
-                sum = _mm256_add_epi32(sum, _mm256_mullo_epi32(tap, everyOther(p)));
+                sum = _mm256_add_epi32(sum, mul16(tap, everyOther(p)));
             };
             add(d[0], r.dv[2 - t] + at);
             add(d[1], r.dv[2 + t] + at);
