@@ -263,10 +263,14 @@ void greenRow(const Frame<T>& f, int32_t r) {
                         _mm_setzero_si128()};
         for (int t = 0; t < 3; ++t) {
             const __m128i tap = _mm_set1_epi32(kTaps[t]);
-            d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
-            d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
-            d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
-            d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
+            // Differences of 8-bit samples fit 16 bits: one madd a product.
+            auto times = [&](__m128i v) {
+                return kWide<T> ? _mm_mullo_epi32(tap, v) : mul16(tap, v);
+            };
+            d[0] = _mm_add_epi32(d[0], times(everyOther(n.dvRows[2 - t] + at)));
+            d[1] = _mm_add_epi32(d[1], times(everyOther(n.dvRows[2 + t] + at)));
+            d[2] = _mm_add_epi32(d[2], times(everyOther(n.dhRow + at - t)));
+            d[3] = _mm_add_epi32(d[3], times(everyOther(n.dhRow + at + t)));
         }
         const __m128i v = sse41::greenAt<kWide<T>>(everyOther(s + at), sums, d, f.epsGreen, f.max);
         const __m128i c = everyOther(s + (greenFirst ? x : x + 1));

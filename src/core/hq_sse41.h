@@ -129,11 +129,12 @@ inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
     const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
     const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
     __m128i e[4], m[4];
-    __m128i least = _mm_set1_epi32(63);
+    // Biased exponents: their differences are those of the bit lengths.
+    __m128i least = _mm_set1_epi32(255);
     for (int k = 0; k < 4; ++k) {
         const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
         const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
-        e[k] = _mm_sub_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(127));
+        e[k] = _mm_srli_epi32(bits, 23);
         m[k] = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(bits, 19), _mm_set1_epi32(15)),
                             _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
         least = _mm_min_epi32(least, e[k]);
@@ -141,18 +142,24 @@ inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
     for (int k = 0; k < 4; ++k) {
         const __m128i t =
             _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
-        // t >> shift as t * 2^(15 - shift) >> 15; shifts past 15 give 0.
-        const __m128i shift =
-            _mm_min_epi32(_mm_slli_epi32(_mm_sub_epi32(e[k], least), 1), _mm_set1_epi32(16));
-        const __m128i scale = _mm_cvttps_epi32(
-            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(142), shift), 23)));
-        w[k] = _mm_srli_epi32(_mm_mullo_epi32(t, scale), 15);
+        // t >> shift as the truncated t * 2^-shift, exact in single precision
+        // (t < 2^13, shift <= 62); shifts past 15 give 0 there too.
+        const __m128i shift = _mm_slli_epi32(_mm_sub_epi32(e[k], least), 1);
+        const __m128 scale =
+            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), shift), 23));
+        w[k] = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(t), scale));
     }
 }
 
+// Products of lanes whose values fit 16 signed bits, one madd each.
+inline __m128i mul16(__m128i a, __m128i b) {
+    return _mm_madd_epi16(a, b);
+}
+// Σ w[k] * d[k] for 8-bit samples: weights below 2^13, the differences
+// (tapped ones too) below 2^15.
 inline __m128i weighted(const __m128i w[4], const __m128i d[4]) {
-    return _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi32(w[0], d[0]), _mm_mullo_epi32(w[1], d[1])),
-                         _mm_add_epi32(_mm_mullo_epi32(w[2], d[2]), _mm_mullo_epi32(w[3], d[3])));
+    return _mm_add_epi32(_mm_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
+                         _mm_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
 }
 inline __m128i total(const __m128i w[4]) {
     return _mm_add_epi32(_mm_add_epi32(w[0], w[1]), _mm_add_epi32(w[2], w[3]));
@@ -171,7 +178,9 @@ __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
         const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
         return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
     } else {
-        return clamp(floorDiv(_mm_add_epi32(_mm_mullo_epi32(base, den), weighted(w, d)), by), max);
+        // base (below 2^12) and the weights' total (below 2^15) fit madd.
+        const __m128i a = _mm_mullo_epi32(mul16(base, total(w)), _mm_set1_epi32(kTapSum));
+        return clamp(floorDiv(_mm_add_epi32(a, weighted(w, d)), by), max);
     }
 }
 
@@ -191,8 +200,8 @@ __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t
         const Doubles a = mulAdd(negate(weighted(negate(half), w, d)), g, den);
         return clamp(floorDiv(a, den), max);
     } else {
-        const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
-                                        _mm_srli_epi32(den, 1));
+        const __m128i a =
+            _mm_add_epi32(_mm_sub_epi32(mul16(g, den), weighted(w, d)), _mm_srli_epi32(den, 1));
         return clamp(floorDivSmall(a, den), max);
     }
 }
