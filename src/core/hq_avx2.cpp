@@ -27,6 +27,11 @@ inline __m256i everyOther(const int32_t* p) {
 inline __m256i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
 }
+inline __m256i everyOther(const int16_t* p) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    return _mm256_permute4x64_epi64(_mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16),
+                                    _MM_SHUFFLE(3, 1, 2, 0));
+}
 inline __m256i everyOther(const uint8_t* p) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
@@ -41,9 +46,12 @@ struct Columns16 {
 inline Columns16 merge(__m256i e, __m256i o) {
     return {_mm256_unpacklo_epi32(e, o), _mm256_unpackhi_epi32(e, o)};
 }
-inline void store16(int32_t* p, Columns16 v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v.lo);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8), v.hi);
+// Sixteen columns of a plane from its even (e) and odd (o) columns, values
+// that fit 16 bits.
+inline void store16(int16_t* p, __m256i e, __m256i o) {
+    const __m256i pairs = _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                        _mm256_permute4x64_epi64(pairs, _MM_SHUFFLE(3, 1, 2, 0)));
 }
 inline void storeBytes16(uint8_t* p, Columns16 v) {
     const __m256i words =
@@ -164,8 +172,8 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 
 }  // namespace
 
-void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int32_t* dh,
-                   int32_t* dv, int32_t x, int32_t steps) {
+void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int16_t* dh,
+                   int16_t* dv, int32_t x, int32_t steps) {
     // Sixteen columns in 16-bit lanes: estimates stay within ±2^12.
     auto samples = [](const uint8_t* p) {
         return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
@@ -174,11 +182,8 @@ void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int3
     const __m256i sign =
         evenGreen ? _mm256_set1_epi32(0x0001FFFF) : _mm256_set1_epi32(-0x10000 | 1);
     const __m256i hi = _mm256_set1_epi16(static_cast<int16_t>(max8));
-    auto store = [](int32_t* p, __m256i v) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
-                            _mm256_cvtepi16_epi32(_mm256_castsi256_si128(v)));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8),
-                            _mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1)));
+    auto store = [](int16_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
     };
     for (; steps > 0; --steps, x += 16) {
         const __m256i c = samples(s[2] + x);
@@ -206,6 +211,56 @@ void absDiffStepsAvx2(const int32_t* a, const int32_t* b, int32_t* out, int32_t 
     }
 }
 
+void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t steps) {
+    auto at = [](const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    int32_t x = 0;
+    for (; steps >= 2; steps -= 2, x += 16) {
+        const __m256i d =
+            _mm256_sub_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + x)),
+                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + x)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), _mm256_abs_epi16(d));
+    }
+    if (steps > 0) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                         _mm_abs_epi16(_mm_sub_epi16(at(a + x), at(b + x))));
+    }
+}
+
+void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const gh[3], uint32_t* north,
+                    uint32_t* south, uint32_t* across, int32_t steps) {
+    // Gradients below 2^12: five of them still fit 16 signed bits.
+    auto sums = [&](auto at, auto add, auto widen, int32_t x) {
+        const auto mid = at(gv[4] + x);
+        const auto up = add(add(at(gv[0] + x), at(gv[1] + x)), add(at(gv[2] + x), at(gv[3] + x)));
+        const auto down = add(add(at(gv[5] + x), at(gv[6] + x)), add(at(gv[7] + x), at(gv[8] + x)));
+        widen(north + x, add(up, mid));
+        widen(south + x, add(down, mid));
+        widen(across + x, add(add(at(gh[0] + x), at(gh[1] + x)), at(gh[2] + x)));
+    };
+    auto at16 = [](const int16_t* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    };
+    auto add16 = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
+    auto widen16 = [](uint32_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                            _mm256_cvtepi16_epi32(_mm256_castsi256_si128(v)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8),
+                            _mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1)));
+    };
+    int32_t x = 0;
+    for (; steps >= 2; steps -= 2, x += 16) sums(at16, add16, widen16, x);
+    if (steps > 0) {
+        auto at8 = [](const int16_t* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        };
+        auto add8 = [](__m128i a, __m128i b) { return _mm_add_epi16(a, b); };
+        auto widen8 = [](uint32_t* p, __m128i v) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvtepi16_epi32(v));
+        };
+        sums(at8, add8, widen8, x);
+    }
+}
+
 void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint32_t* north,
                     uint32_t* south, uint32_t* across, int32_t steps) {
     for (int32_t x = 0; steps > 0; --steps, x += 8) {
@@ -223,7 +278,7 @@ void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint
     }
 }
 
-void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int32_t x,
+void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int32_t x,
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
@@ -243,7 +298,7 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int3
                         _mm256_setzero_si256()};
         for (int t = 0; t < 3; ++t) {
             const __m256i tap = set1(kTaps[t]);
-            auto add = [&](__m256i& sum, const int32_t* p) {
+            auto add = [&](__m256i& sum, const int16_t* p) {
                 sum = _mm256_add_epi32(sum, mul16(tap, everyOther(p)));
             };
             add(d[0], r.dv[2 - t] + at);
@@ -253,11 +308,15 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int3
         }
         const __m256i v = greenAt(everyOther(r.src + at), sums, d, r.eps, r.max);
         const __m256i c = everyOther(r.src + (greenFirst ? x : x + 1));
-        store16(green + x, greenFirst ? merge(c, v) : merge(v, c));
+        if (greenFirst) {
+            store16(green + x, c, v);
+        } else {
+            store16(green + x, v, c);
+        }
     }
 }
 
-void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int32_t* other, int32_t x,
+void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, int32_t x,
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
@@ -271,13 +330,17 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int32_t* other, in
         }
         const __m256i v = colourAt(g0, d, s, n.eps, n.max);
         const __m256i none = _mm256_setzero_si256();
-        store16(other + x, greenFirst ? merge(none, v) : merge(v, none));
+        if (greenFirst) {
+            store16(other + x, none, v);
+        } else {
+            store16(other + x, v, none);
+        }
     }
 }
 
 void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
                      uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps) {
-    const int32_t* g = n.green[2];
+    const int16_t* g = n.green[2];
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
         const __m256i g0 = everyOther(g + at);

@@ -26,11 +26,17 @@ constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 // sums of horizontal gradients.
 constexpr int32_t kPaddedRows = 4;
 
+// Element of the planes' rings: differences of 8-bit samples stay within
+// ±2^11 and their gradients below 2^12, which 16 bits hold; 16-bit samples
+// need 32.
+template <typename T>
+using Plane = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
+
 // Bytes of line buffer a frame `width` wide of samples T needs: the rows
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
+    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * int64_t{sizeof(Plane<T>)} +
            kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
 }
 
@@ -52,23 +58,25 @@ inline __m128i greenLanes(bool evenGreen, int32_t x) {
     return first ? _mm_setr_epi32(-1, 0, -1, 0) : _mm_setr_epi32(0, -1, 0, -1);
 }
 
+template <typename E>
 struct Ring {
-    int32_t* base;
+    E* base;
     int32_t width;
     int32_t rows;
-    int32_t* row(int32_t y) const { return base + (y % rows) * width; }
+    E* row(int32_t y) const { return base + (y % rows) * width; }
 };
 
 template <typename T>
 struct Frame {
     using Acc = std::conditional_t<sizeof(T) == 1, int32_t, int64_t>;
+    using E = Plane<T>;
 
     const T* src;
     int32_t height, width, max;
     int32_t redY, redX;  // parity of the red site's row and column
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
-    Ring dh, dv, gh, gv, green, other;
+    Ring<E> dh, dv, gh, gv, green, other;
     uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
     T *outR, *outG, *outB;             // one output row before the writer
 
@@ -92,8 +100,9 @@ template <typename T>
 void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     const T* s[5];
     for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
-    int32_t* dh = f.dh.row(q);
-    int32_t* dv = f.dv.row(q);
+    using E = Plane<T>;
+    E* dh = f.dh.row(q);
+    E* dv = f.dv.row(q);
     const int32_t max8 = f.max << kFrac;
     auto one = [&](int32_t x, bool) {
         const bool green = f.isGreen(q, x);
@@ -115,12 +124,10 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
                 _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
             return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)), sign);
         };
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
-                         rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
-                              loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
-                         rule(loadSamples(s[1] + x), loadSamples(s[3] + x), loadSamples(s[0] + x),
-                              loadSamples(s[4] + x)));
+        sse41::storeLanes(dh + x, rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
+                                       loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
+        sse41::storeLanes(dv + x, rule(loadSamples(s[1] + x), loadSamples(s[3] + x),
+                                       loadSamples(s[0] + x), loadSamples(s[4] + x)));
     };
     int32_t x = kStepStart;
     if constexpr (sizeof(T) == 1) {
@@ -131,11 +138,11 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
         }
     }
     eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
-    int32_t* gh = f.gh.row(q);
+    E* gh = f.gh.row(q);
     auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
     auto across4 = [&](int32_t x) {
-        const __m128i d = _mm_sub_epi32(sse41::load(dh + x - 1), sse41::load(dh + x + 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(gh + x), _mm_abs_epi32(d));
+        const __m128i d = _mm_sub_epi32(sse41::loadLanes(dh + x - 1), sse41::loadLanes(dh + x + 1));
+        sse41::storeLanes(gh + x, _mm_abs_epi32(d));
     };
     across(0, false);
     // Plain differences of whole rows: no step boundary shows, any width runs.
@@ -143,16 +150,17 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     if (acrossWide > 0) absDiffStepsAvx2(dh, dh + 2, gh + 1, acrossWide);
     eachStep<4>(1 + 8 * acrossWide, f.width - 1, f.width, across4, across);
     auto vertical = [&](int32_t y) {
-        const int32_t* up = f.dv.row(fold(y - 1, f.height));
-        const int32_t* down = f.dv.row(fold(y + 1, f.height));
-        int32_t* gv = f.gv.row(y);
+        const E* up = f.dv.row(fold(y - 1, f.height));
+        const E* down = f.dv.row(fold(y + 1, f.height));
+        E* gv = f.gv.row(y);
         const int32_t wide = wideSteps<8>(0, f.width);
         if (wide > 0) absDiffStepsAvx2(up, down, gv, wide);
         eachStep<4>(
             8 * wide, f.width, f.width,
             [&](int32_t x) {
-                const __m128i d = _mm_sub_epi32(sse41::load(up + x), sse41::load(down + x));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(gv + x), _mm_abs_epi32(d));
+                const __m128i d =
+                    _mm_sub_epi32(sse41::loadLanes(up + x), sse41::loadLanes(down + x));
+                sse41::storeLanes(gv + x, _mm_abs_epi32(d));
             },
             [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
     };
@@ -161,9 +169,10 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
 }
 
 // The difference planes and window sums around one site, for greenAt.
+template <typename E>
 struct DiffWindow {
-    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
-    const int32_t* dhRow;
+    const E* dvRows[5];  // rows r - 2 .. r + 2
+    const E* dhRow;
     const int32_t* col;
     const uint32_t *north, *south, *across;  // padded by kReach
     int32_t x;
@@ -190,11 +199,12 @@ struct DiffWindow {
 // horizontal ones), then the rule at each red and blue site.
 template <typename T>
 void greenRow(const Frame<T>& f, int32_t r) {
-    const int32_t* gv[2 * kWindowLength - 1];
+    using E = Plane<T>;
+    const E* gv[2 * kWindowLength - 1];
     for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
         gv[i] = f.gv.row(fold(r - kWindowLength + 1 + i, f.height));
     }
-    const int32_t* gh[3];
+    const E* gh[3];
     for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
     // Padded column i is column i - kReach, folded.
     auto sums = [&](int32_t i, bool) {
@@ -209,15 +219,15 @@ void greenRow(const Frame<T>& f, int32_t r) {
         f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
     };
     auto sums4 = [&](int32_t i) {
-        using sse41::load;
+        using sse41::loadLanes;
         const int32_t x = i - kReach;
         __m128i up = _mm_setzero_si128(), down = _mm_setzero_si128();
         for (int k = 0; k < kWindowLength; ++k) {
-            up = _mm_add_epi32(up, load(gv[k] + x));
-            down = _mm_add_epi32(down, load(gv[k + kWindowLength - 1] + x));
+            up = _mm_add_epi32(up, loadLanes(gv[k] + x));
+            down = _mm_add_epi32(down, loadLanes(gv[k + kWindowLength - 1] + x));
         }
-        const __m128i across =
-            _mm_add_epi32(_mm_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x));
+        const __m128i across = _mm_add_epi32(
+            _mm_add_epi32(loadLanes(gh[0] + x), loadLanes(gh[1] + x)), loadLanes(gh[2] + x));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
@@ -228,7 +238,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
         windowSumsAvx2(gv, gh, f.north + kReach, f.south + kReach, f.across + kReach, sumSteps);
     }
     eachStep<4>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums4, sums);
-    DiffWindow n;
+    DiffWindow<E> n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
@@ -236,7 +246,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
     n.south = f.south;
     n.across = f.across;
     const T* s = f.srcRow(r);
-    int32_t* g = f.green.row(r);
+    E* g = f.green.row(r);
     auto one = [&](int32_t x, bool) {
         n.x = x;
         g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
@@ -301,8 +311,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
 template <typename T>
 struct ColourWindow {
     const Frame<T>* f;
-    const int32_t* greenRows[5];  // rows y - 2 .. y + 2
-    const int32_t* otherRows[3];  // rows y - 1 .. y + 1
+    const Plane<T>* greenRows[5];  // rows y - 2 .. y + 2
+    const Plane<T>* otherRows[3];  // rows y - 1 .. y + 1
     const T* srcRows[3];
     int32_t y, x;
     bool red;  // the colour wanted is the one at red sites
@@ -345,7 +355,7 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 template <typename T>
 void otherRow(const Frame<T>& f, int32_t r) {
     ColourWindow<T> n = colourWindow(f, r);
-    int32_t* o = f.other.row(r);
+    Plane<T>* o = f.other.row(r);
     auto one = [&](int32_t x, bool) {
         if (f.isGreen(r, x)) return;
         n.x = x;
@@ -387,8 +397,8 @@ template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
-    const int32_t* g = f.green.row(y);
-    const int32_t* o = f.other.row(y);
+    const Plane<T>* g = f.green.row(y);
+    const Plane<T>* o = f.other.row(y);
     using Acc = typename Frame<T>::Acc;
     auto one = [&](int32_t x, bool) {
         n.x = x;
@@ -483,9 +493,11 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
     int32_t* col = p;
     for (int32_t x = -kReach; x < width + kReach; ++x) col[x + kReach] = fold(x, width);
     p += width + 2 * kReach;
+    using E = Plane<T>;
+    E* planes = reinterpret_cast<E*>(p);
     auto ring = [&](int32_t rows) {
-        const Ring r{p, width, rows};
-        p += int64_t{rows} * width;
+        const Ring<E> r{planes, width, rows};
+        planes += int64_t{rows} * width;
         return r;
     };
     const int32_t scale = depth > 8 ? depth - 8 : 0;
@@ -510,7 +522,7 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                nullptr,
                nullptr,
                nullptr};
-    uint32_t* padded = reinterpret_cast<uint32_t*>(p);
+    uint32_t* padded = reinterpret_cast<uint32_t*>(planes);
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.across = padded + 2 * (width + 2 * kReach);

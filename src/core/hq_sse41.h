@@ -22,6 +22,19 @@ inline __m128i load(const int32_t* p) {
 inline __m128i load(const uint32_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
+// Four plane values widened to lanes, and stored back.
+inline __m128i loadLanes(const int32_t* p) {
+    return load(p);
+}
+inline __m128i loadLanes(const int16_t* p) {
+    return _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
+inline void storeLanes(int32_t* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+inline void storeLanes(int16_t* p, __m128i v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v, v));
+}
 // Four samples widened to lanes.
 inline __m128i loadSamples(const uint8_t* p) {
     int32_t v;
@@ -38,6 +51,10 @@ inline __m128i everyOther(const int32_t* p) {
 }
 inline __m128i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
+}
+inline __m128i everyOther(const int16_t* p) {
+    return _mm_srai_epi32(_mm_slli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), 16),
+                          16);
 }
 inline __m128i everyOther(const uint8_t* p) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
@@ -66,6 +83,9 @@ inline void storeSamples8(uint16_t* p, Columns8 v) {
 inline void store8(int32_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4), v.hi);
+}
+inline void store8(int16_t* p, Columns8 v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v.lo, v.hi));
 }
 
 inline __m128i clamp(__m128i v, int32_t hi) {
