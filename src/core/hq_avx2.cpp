@@ -104,6 +104,7 @@ alignas(16) constexpr ByteTable kTable = invSquareTable();
     // Biased exponents: their differences are those of the bit lengths.
     __m256i e[4], m[4];
     __m256i least = set1(255);
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
         const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
@@ -112,6 +113,7 @@ alignas(16) constexpr ByteTable kTable = invSquareTable();
                                set1(static_cast<int32_t>(0x80808000u)));
         least = _mm256_min_epu32(least, e[k]);
     }
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
                                           _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
@@ -151,6 +153,7 @@ inline __m256i total(const __m256i w[4]) {
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
                                                const __m256i steps[4], uint32_t eps, int32_t max) {
     __m256i s[4];
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
         s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
     __m256i w[4];
@@ -284,6 +287,7 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
         const int32_t at = greenFirst ? x + 1 : x;
         auto sum5 = [&](int32_t from) {
             __m256i v = everyOther(r.across + from);
+#pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
                 v = _mm256_add_epi32(v, everyOther(r.across + from + k));
             return v;
@@ -296,6 +300,7 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
                                  sum5(at)};
         __m256i d[4] = {_mm256_setzero_si256(), _mm256_setzero_si256(), _mm256_setzero_si256(),
                         _mm256_setzero_si256()};
+#pragma GCC unroll 4
         for (int t = 0; t < 3; ++t) {
             const __m256i tap = set1(kTaps[t]);
             auto add = [&](__m256i& sum, const int16_t* p) {
@@ -322,6 +327,7 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
         const int32_t at = greenFirst ? x + 1 : x;
         const __m256i g0 = everyOther(n.green[2] + at);
         __m256i d[4], s[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
@@ -345,6 +351,7 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
         const __m256i g0 = everyOther(g + at);
         __m256i s[4], sample[4], estimate[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);

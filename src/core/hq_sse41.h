@@ -124,6 +124,7 @@ inline __m128i floorDiv(__m128i a, __m128i b) {
 
 // Σ w[k] * d[k] added to acc in double precision.
 inline Doubles weighted(Doubles acc, const __m128i w[4], const __m128i d[4]) {
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) acc = mulAdd(acc, w[k], d[k]);
     return acc;
 }
@@ -151,6 +152,7 @@ inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
     __m128i e[4], m[4];
     // Biased exponents: their differences are those of the bit lengths.
     __m128i least = _mm_set1_epi32(255);
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
         const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
@@ -159,6 +161,7 @@ inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
                             _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
         least = _mm_min_epi32(least, e[k]);
     }
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i t =
             _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
@@ -210,6 +213,7 @@ __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
 template <bool kWide>
 __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps, int32_t max) {
     __m128i s[4];
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
         s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
     __m128i w[4];
