@@ -259,6 +259,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
         auto sum5 = [&](int32_t from) {
             __m128i v = everyOther(f.across + from);
+#pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
                 v = _mm_add_epi32(v, everyOther(f.across + from + k));
             return v;
@@ -271,6 +272,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
                                  sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
                         _mm_setzero_si128()};
+#pragma GCC unroll 4
         for (int t = 0; t < 3; ++t) {
             const __m128i tap = _mm_set1_epi32(kTaps[t]);
             // Differences of 8-bit samples fit 16 bits: one madd a product.
@@ -372,6 +374,7 @@ void otherRow(const Frame<T>& f, int32_t r) {
         const int32_t at = f.isGreen(r, x) ? x + 1 : x;
         const __m128i g0 = everyOther(n.greenRows[2] + at);
         __m128i d[4], steps[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
@@ -428,6 +431,7 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
         const __m128i g0 = everyOther(g + at);
         __m128i steps[4], sample[4], estimate[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);

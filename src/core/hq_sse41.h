@@ -146,7 +146,7 @@ inline constexpr ByteTable kInvSquareTable = [] {
     return t;
 }();
 // weights4 for each lane: s[k] the sums of direction k.
-inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
+[[gnu::always_inline]] inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
     const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
     const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
     __m128i e[4], m[4];
@@ -191,7 +191,8 @@ inline __m128i total(const __m128i w[4]) {
 // greenAt for four sites from the window sums s and the tapered one-sided
 // differences d (scalar: Σ kTaps[i] * difference).
 template <bool kWide>
-__m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4],
+                                              uint32_t eps, int32_t max) {
     __m128i w[4];
     weights4(s, eps, w);
     const __m128i den = _mm_mullo_epi32(total(w), _mm_set1_epi32(kTapSum));
@@ -211,7 +212,8 @@ __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
 // green steps. For 8-bit samples the dividend stays below 2^23: g and |d|
 // below 2^8, the weights' total below 2^15.
 template <bool kWide>
-__m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
+                                               const __m128i steps[4], uint32_t eps, int32_t max) {
     __m128i s[4];
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
