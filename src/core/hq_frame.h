@@ -137,31 +137,59 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
             x += 16 * wide;
         }
     }
-    eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
+    if constexpr (sizeof(T) == 1) {
+        // Eight columns in 16-bit lanes: estimates stay within ±2^12.
+        auto step8 = [&](int32_t x) {
+            using namespace sse41;
+            auto at = [](const uint8_t* p) {
+                return _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+            };
+            const __m128i sign = _mm_set1_epi32(f.isGreen(q, x) ? 0x0001FFFF : -0x10000 | 1);
+            const __m128i c = at(s[2] + x);
+            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+                const __m128i lap = _mm_sub_epi16(_mm_slli_epi16(c, 1), _mm_add_epi16(a2, b2));
+                const __m128i est = _mm_add_epi16(
+                    _mm_slli_epi16(_mm_add_epi16(a1, b1), 2),
+                    _mm_srai_epi16(_mm_mullo_epi16(lap, _mm_set1_epi16(kLaplacian)), 5 - kFrac));
+                const __m128i clamped = _mm_min_epi16(_mm_max_epi16(est, _mm_setzero_si128()),
+                                                      _mm_set1_epi16(static_cast<int16_t>(max8)));
+                return _mm_sign_epi16(_mm_sub_epi16(clamped, _mm_slli_epi16(c, kFrac)), sign);
+            };
+            _mm_storeu_si128(
+                reinterpret_cast<__m128i*>(dh + x),
+                rule(at(s[2] + x - 1), at(s[2] + x + 1), at(s[2] + x - 2), at(s[2] + x + 2)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                             rule(at(s[1] + x), at(s[3] + x), at(s[0] + x), at(s[4] + x)));
+        };
+        eachStep<8>(x, f.width - kStepMargin, f.width, step8, one);
+    } else {
+        eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
+    }
     E* gh = f.gh.row(q);
     auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
-    auto across4 = [&](int32_t x) {
-        const __m128i d = _mm_sub_epi32(sse41::loadLanes(dh + x - 1), sse41::loadLanes(dh + x + 1));
-        sse41::storeLanes(gh + x, _mm_abs_epi32(d));
+    // |a - b| of the plane values at a and b, four (8 for 16-bit planes) a step.
+    auto absDiff = [](const E* a, const E* b, E* out) {
+        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+        const __m128i d = sizeof(E) == 2 ? _mm_abs_epi16(_mm_sub_epi16(va, vb))
+                                         : _mm_abs_epi32(_mm_sub_epi32(va, vb));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), d);
     };
+    constexpr int32_t kLanes = 16 / sizeof(E);
+    auto across4 = [&](int32_t x) { absDiff(dh + x - 1, dh + x + 1, gh + x); };
     across(0, false);
     // Plain differences of whole rows: no step boundary shows, any width runs.
     const int32_t acrossWide = wideSteps<8>(1, f.width - 1);
     if (acrossWide > 0) absDiffStepsAvx2(dh, dh + 2, gh + 1, acrossWide);
-    eachStep<4>(1 + 8 * acrossWide, f.width - 1, f.width, across4, across);
+    eachStep<kLanes>(1 + 8 * acrossWide, f.width - 1, f.width, across4, across);
     auto vertical = [&](int32_t y) {
         const E* up = f.dv.row(fold(y - 1, f.height));
         const E* down = f.dv.row(fold(y + 1, f.height));
         E* gv = f.gv.row(y);
         const int32_t wide = wideSteps<8>(0, f.width);
         if (wide > 0) absDiffStepsAvx2(up, down, gv, wide);
-        eachStep<4>(
-            8 * wide, f.width, f.width,
-            [&](int32_t x) {
-                const __m128i d =
-                    _mm_sub_epi32(sse41::loadLanes(up + x), sse41::loadLanes(down + x));
-                sse41::storeLanes(gv + x, _mm_abs_epi32(d));
-            },
+        eachStep<kLanes>(
+            8 * wide, f.width, f.width, [&](int32_t x) { absDiff(up + x, down + x, gv + x); },
             [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
     };
     if (q >= 1 && (first == 0 || q - 2 >= first)) vertical(q - 1);
@@ -218,6 +246,27 @@ void greenRow(const Frame<T>& f, int32_t r) {
         f.south[i] = down;
         f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
     };
+    // Eight columns of 16-bit planes: gradients below 2^12, five of them
+    // still fit 16 signed bits.
+    auto sums8 = [&](int32_t i) {
+        const int32_t x = i - kReach;
+        auto at = [&](const E* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x));
+        };
+        const __m128i mid = at(gv[4]);
+        const __m128i up =
+            _mm_add_epi16(_mm_add_epi16(at(gv[0]), at(gv[1])), _mm_add_epi16(at(gv[2]), at(gv[3])));
+        const __m128i down =
+            _mm_add_epi16(_mm_add_epi16(at(gv[5]), at(gv[6])), _mm_add_epi16(at(gv[7]), at(gv[8])));
+        auto widen = [&](uint32_t* p, __m128i v) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), _mm_cvtepi16_epi32(v));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i + 4),
+                             _mm_cvtepi16_epi32(_mm_srli_si128(v, 8)));
+        };
+        widen(f.north, _mm_add_epi16(up, mid));
+        widen(f.south, _mm_add_epi16(down, mid));
+        widen(f.across, _mm_add_epi16(_mm_add_epi16(at(gh[0]), at(gh[1])), at(gh[2])));
+    };
     auto sums4 = [&](int32_t i) {
         using sse41::loadLanes;
         const int32_t x = i - kReach;
@@ -237,7 +286,11 @@ void greenRow(const Frame<T>& f, int32_t r) {
     if (sumSteps > 0) {
         windowSumsAvx2(gv, gh, f.north + kReach, f.south + kReach, f.across + kReach, sumSteps);
     }
-    eachStep<4>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums4, sums);
+    if constexpr (sizeof(E) == 2) {
+        eachStep<8>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums8, sums);
+    } else {
+        eachStep<4>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums4, sums);
+    }
     DiffWindow<E> n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
