@@ -229,16 +229,17 @@ void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t 
     }
 }
 
-void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const gh[3], uint32_t* north,
+void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint32_t* north,
                     uint32_t* south, uint32_t* across, int32_t steps) {
     // Gradients below 2^12: five of them still fit 16 signed bits.
-    auto sums = [&](auto at, auto add, auto widen, int32_t x) {
+    auto sums = [&](auto at, auto add, auto grad, auto widen, int32_t x) {
         const auto mid = at(gv[4] + x);
         const auto up = add(add(at(gv[0] + x), at(gv[1] + x)), add(at(gv[2] + x), at(gv[3] + x)));
         const auto down = add(add(at(gv[5] + x), at(gv[6] + x)), add(at(gv[7] + x), at(gv[8] + x)));
         widen(north + x, add(up, mid));
         widen(south + x, add(down, mid));
-        widen(across + x, add(add(at(gh[0] + x), at(gh[1] + x)), at(gh[2] + x)));
+        auto gradient = [&](const int16_t* p) { return grad(at(p + x - 1), at(p + x + 1)); };
+        widen(across + x, add(add(gradient(dh[0]), gradient(dh[1])), gradient(dh[2])));
     };
     auto at16 = [](const int16_t* p) {
         return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
@@ -251,7 +252,8 @@ void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const gh[3], uint
                             _mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1)));
     };
     int32_t x = 0;
-    for (; steps >= 2; steps -= 2, x += 16) sums(at16, add16, widen16, x);
+    auto grad16 = [](__m256i a, __m256i b) { return _mm256_abs_epi16(_mm256_sub_epi16(a, b)); };
+    for (; steps >= 2; steps -= 2, x += 16) sums(at16, add16, grad16, widen16, x);
     if (steps > 0) {
         auto at8 = [](const int16_t* p) {
             return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -260,11 +262,12 @@ void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const gh[3], uint
         auto widen8 = [](uint32_t* p, __m128i v) {
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvtepi16_epi32(v));
         };
-        sums(at8, add8, widen8, x);
+        auto grad8 = [](__m128i a, __m128i b) { return _mm_abs_epi16(_mm_sub_epi16(a, b)); };
+        sums(at8, add8, grad8, widen8, x);
     }
 }
 
-void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint32_t* north,
+void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint32_t* north,
                     uint32_t* south, uint32_t* across, int32_t steps) {
     for (int32_t x = 0; steps > 0; --steps, x += 8) {
         // Rows 0..3 and 5..8 once each, row 4 (the site's) in both.
@@ -275,9 +278,12 @@ void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const gh[3], uint
                                               _mm256_add_epi32(load(gv[7] + x), load(gv[8] + x)));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(north + x), _mm256_add_epi32(up, mid));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(south + x), _mm256_add_epi32(down, mid));
+        auto gradient = [&](const int32_t* p) {
+            return _mm256_abs_epi32(_mm256_sub_epi32(load(p + x - 1), load(p + x + 1)));
+        };
         _mm256_storeu_si256(
             reinterpret_cast<__m256i*>(across + x),
-            _mm256_add_epi32(_mm256_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x)));
+            _mm256_add_epi32(_mm256_add_epi32(gradient(dh[0]), gradient(dh[1])), gradient(dh[2])));
     }
 }
 

@@ -36,7 +36,7 @@ using Plane = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * int64_t{sizeof(Plane<T>)} +
+    return int64_t{3 * kDiffRows + 2 * kColourRows} * width * int64_t{sizeof(Plane<T>)} +
            kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
 }
 
@@ -76,7 +76,7 @@ struct Frame {
     int32_t redY, redX;  // parity of the red site's row and column
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
-    Ring<E> dh, dv, gh, gv, green, other;
+    Ring<E> dh, dv, gv, green, other;
     uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
     T *outR, *outG, *outB;             // one output row before the writer
 
@@ -93,7 +93,7 @@ struct Frame {
 template <typename T>
 constexpr bool kWide = sizeof(T) > 1;
 
-// Differences and gradients of row q; the vertical gradient of row q - 1
+// Differences of row q; the vertical gradient of row q - 1
 // (and of q itself at the last row), which needs the differences below it,
 // unless the rows above q - 1 start below `first`, the walk's first row.
 template <typename T>
@@ -165,8 +165,6 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     } else {
         eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
     }
-    E* gh = f.gh.row(q);
-    auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
     // |a - b| of the plane values at a and b, four (8 for 16-bit planes) a step.
     auto absDiff = [](const E* a, const E* b, E* out) {
         const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
@@ -176,12 +174,6 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), d);
     };
     constexpr int32_t kLanes = 16 / sizeof(E);
-    auto across4 = [&](int32_t x) { absDiff(dh + x - 1, dh + x + 1, gh + x); };
-    across(0, false);
-    // Plain differences of whole rows: no step boundary shows, any width runs.
-    const int32_t acrossWide = wideSteps<8>(1, f.width - 1);
-    if (acrossWide > 0) absDiffStepsAvx2(dh, dh + 2, gh + 1, acrossWide);
-    eachStep<kLanes>(1 + 8 * acrossWide, f.width - 1, f.width, across4, across);
     auto vertical = [&](int32_t y) {
         const E* up = f.dv.row(fold(y - 1, f.height));
         const E* down = f.dv.row(fold(y + 1, f.height));
@@ -232,8 +224,9 @@ void greenRow(const Frame<T>& f, int32_t r) {
     for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
         gv[i] = f.gv.row(fold(r - kWindowLength + 1 + i, f.height));
     }
-    const E* gh[3];
-    for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
+    // Horizontal gradients come from the differences of rows r - 1 .. r + 1.
+    const E* dh[3];
+    for (int i = 0; i < 3; ++i) dh[i] = f.dh.row(fold(r - 1 + i, f.height));
     // Padded column i is column i - kReach, folded.
     auto sums = [&](int32_t i, bool) {
         const int32_t x = f.col[i];
@@ -244,7 +237,10 @@ void greenRow(const Frame<T>& f, int32_t r) {
         }
         f.north[i] = up;
         f.south[i] = down;
-        f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
+        const int32_t w = f.c(x - 1), e = f.c(x + 1);
+        uint32_t across = 0;
+        for (int k = 0; k < 3; ++k) across += static_cast<uint32_t>(std::abs(dh[k][w] - dh[k][e]));
+        f.across[i] = across;
     };
     // Eight columns of 16-bit planes: gradients below 2^12, five of them
     // still fit 16 signed bits.
@@ -265,7 +261,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
         };
         widen(f.north, _mm_add_epi16(up, mid));
         widen(f.south, _mm_add_epi16(down, mid));
-        widen(f.across, _mm_add_epi16(_mm_add_epi16(at(gh[0]), at(gh[1])), at(gh[2])));
+        auto grad = [&](const E* p) { return _mm_abs_epi16(_mm_sub_epi16(at(p - 1), at(p + 1))); };
+        widen(f.across, _mm_add_epi16(_mm_add_epi16(grad(dh[0]), grad(dh[1])), grad(dh[2])));
     };
     auto sums4 = [&](int32_t i) {
         using sse41::loadLanes;
@@ -275,21 +272,30 @@ void greenRow(const Frame<T>& f, int32_t r) {
             up = _mm_add_epi32(up, loadLanes(gv[k] + x));
             down = _mm_add_epi32(down, loadLanes(gv[k + kWindowLength - 1] + x));
         }
-        const __m128i across = _mm_add_epi32(
-            _mm_add_epi32(loadLanes(gh[0] + x), loadLanes(gh[1] + x)), loadLanes(gh[2] + x));
+        auto grad = [&](const E* p) {
+            return _mm_abs_epi32(_mm_sub_epi32(loadLanes(p + x - 1), loadLanes(p + x + 1)));
+        };
+        const __m128i across = _mm_add_epi32(_mm_add_epi32(grad(dh[0]), grad(dh[1])), grad(dh[2]));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
     };
-    for (int32_t i = 0; i < kReach; ++i) sums(i, false);
-    const int32_t sumSteps = wideSteps<8>(0, f.width);
+    // Vector steps from column 1 to one before the last: the gradients read
+    // the differences either side.
+    for (int32_t i = 0; i <= kReach; ++i) sums(i, false);
+    const int32_t sumSteps = wideSteps<8>(1, f.width - 1);
     if (sumSteps > 0) {
-        windowSumsAvx2(gv, gh, f.north + kReach, f.south + kReach, f.across + kReach, sumSteps);
+        const E* gvAt[2 * kWindowLength - 1];
+        for (int i = 0; i < 2 * kWindowLength - 1; ++i) gvAt[i] = gv[i] + 1;
+        const E* dhAt[3] = {dh[0] + 1, dh[1] + 1, dh[2] + 1};
+        windowSumsAvx2(gvAt, dhAt, f.north + kReach + 1, f.south + kReach + 1,
+                       f.across + kReach + 1, sumSteps);
     }
+    const int32_t from = kReach + 1 + 8 * sumSteps, stepEnd = kReach + f.width - 1;
     if constexpr (sizeof(E) == 2) {
-        eachStep<8>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums8, sums);
+        eachStep<8>(from, stepEnd, f.width + 2 * kReach, sums8, sums);
     } else {
-        eachStep<4>(kReach + 8 * sumSteps, kReach + f.width, f.width + 2 * kReach, sums4, sums);
+        eachStep<4>(from, stepEnd, f.width + 2 * kReach, sums4, sums);
     }
     DiffWindow<E> n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
@@ -567,7 +573,6 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                static_cast<uint32_t>(kEpsGreen) << scale,
                static_cast<uint32_t>(kEpsColour) << scale,
                col,
-               ring(kDiffRows),
                ring(kDiffRows),
                ring(kDiffRows),
                ring(kDiffRows),
