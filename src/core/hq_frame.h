@@ -31,12 +31,16 @@ constexpr int32_t kPaddedRows = 4;
 // need 32.
 template <typename T>
 using Plane = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
+// Element of the green and other-colour rings: a sample's range.
+template <typename T>
+using Colour = std::conditional_t<sizeof(T) == 1, int16_t, uint16_t>;
 
 // Bytes of line buffer a frame `width` wide of samples T needs: the rows
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{3 * kDiffRows + 2 * kColourRows} * width * int64_t{sizeof(Plane<T>)} +
+    return int64_t{3 * kDiffRows} * width * int64_t{sizeof(Plane<T>)} +
+           int64_t{2 * kColourRows} * width * int64_t{sizeof(Colour<T>)} +
            kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
 }
 
@@ -76,7 +80,8 @@ struct Frame {
     int32_t redY, redX;  // parity of the red site's row and column
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
-    Ring<E> dh, dv, gv, green, other;
+    Ring<E> dh, dv, gv;
+    Ring<Colour<T>> green, other;
     uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
     T *outR, *outG, *outB;             // one output row before the writer
 
@@ -305,7 +310,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
     n.south = f.south;
     n.across = f.across;
     const T* s = f.srcRow(r);
-    E* g = f.green.row(r);
+    Colour<T>* g = f.green.row(r);
     auto one = [&](int32_t x, bool) {
         n.x = x;
         g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
@@ -372,8 +377,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
 template <typename T>
 struct ColourWindow {
     const Frame<T>* f;
-    const Plane<T>* greenRows[5];  // rows y - 2 .. y + 2
-    const Plane<T>* otherRows[3];  // rows y - 1 .. y + 1
+    const Colour<T>* greenRows[5];  // rows y - 2 .. y + 2
+    const Colour<T>* otherRows[3];  // rows y - 1 .. y + 1
     const T* srcRows[3];
     int32_t y, x;
     bool red;  // the colour wanted is the one at red sites
@@ -416,7 +421,7 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 template <typename T>
 void otherRow(const Frame<T>& f, int32_t r) {
     ColourWindow<T> n = colourWindow(f, r);
-    Plane<T>* o = f.other.row(r);
+    Colour<T>* o = f.other.row(r);
     auto one = [&](int32_t x, bool) {
         if (f.isGreen(r, x)) return;
         n.x = x;
@@ -459,8 +464,8 @@ template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
-    const Plane<T>* g = f.green.row(y);
-    const Plane<T>* o = f.other.row(y);
+    const Colour<T>* g = f.green.row(y);
+    const Colour<T>* o = f.other.row(y);
     using Acc = typename Frame<T>::Acc;
     auto one = [&](int32_t x, bool) {
         n.x = x;
@@ -563,6 +568,10 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
         planes += int64_t{rows} * width;
         return r;
     };
+    const Ring<E> dh = ring(kDiffRows), dv = ring(kDiffRows), gv = ring(kDiffRows);
+    Colour<T>* colours = reinterpret_cast<Colour<T>*>(planes);
+    const Ring<Colour<T>> green{colours, width, kColourRows},
+        other{colours + int64_t{kColourRows} * width, width, kColourRows};
     const int32_t scale = depth > 8 ? depth - 8 : 0;
     Frame<T> f{src,
                height,
@@ -573,18 +582,18 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                static_cast<uint32_t>(kEpsGreen) << scale,
                static_cast<uint32_t>(kEpsColour) << scale,
                col,
-               ring(kDiffRows),
-               ring(kDiffRows),
-               ring(kDiffRows),
-               ring(kColourRows),
-               ring(kColourRows),
+               dh,
+               dv,
+               gv,
+               green,
+               other,
                nullptr,
                nullptr,
                nullptr,
                nullptr,
                nullptr,
                nullptr};
-    uint32_t* padded = reinterpret_cast<uint32_t*>(planes);
+    uint32_t* padded = reinterpret_cast<uint32_t*>(colours + int64_t{2 * kColourRows} * width);
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.across = padded + 2 * (width + 2 * kReach);

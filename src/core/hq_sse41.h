@@ -84,6 +84,9 @@ inline void store8(int32_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4), v.hi);
 }
+inline void store8(uint16_t* p, Columns8 v) {
+    storeSamples8(p, v);
+}
 inline void store8(int16_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v.lo, v.hi));
 }
