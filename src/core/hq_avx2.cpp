@@ -65,19 +65,10 @@ inline __m256i clamp(__m256i v, int32_t hi) {
     return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
 }
 
-// Floor quotients, b > 0: |a| + b < 2^24 in single precision, else in double.
+// Floor quotients, b > 0, |a| + b < 2^24: single precision is exact there.
 inline __m256i floorDivSmall(__m256i a, __m256i b) {
     return _mm256_cvttps_epi32(
         _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
-}
-inline __m256i floorDiv(__m256i a, __m256i b) {
-    auto half = [](__m128i n, __m128i d) {
-        return _mm256_cvttpd_epi32(
-            _mm256_floor_pd(_mm256_div_pd(_mm256_cvtepi32_pd(n), _mm256_cvtepi32_pd(d))));
-    };
-    const __m128i lo = half(_mm256_castsi256_si128(a), _mm256_castsi256_si128(b));
-    const __m128i hi = half(_mm256_extracti128_si256(a, 1), _mm256_extracti128_si256(b, 1));
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
 // kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
@@ -140,14 +131,14 @@ inline __m256i total(const __m256i w[4]) {
                                               uint32_t eps, int32_t max) {
     __m256i w[4];
     weights4(s, eps, w);
-    // The weights' total (below 2^15) and base (below 2^12) fit madd; their
-    // product times kTapSum stays below 2^29.
+    // The weights' total (below 2^15) and base (below 2^12) fit madd; the
+    // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and the
+    // total divide exactly in single precision.
     const __m256i sum = total(w);
-    const __m256i den = mul16(sum, set1(kTapSum));
     const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
     const __m256i a =
-        _mm256_add_epi32(_mm256_mullo_epi32(mul16(base, sum), set1(kTapSum)), weighted(w, d));
-    return clamp(floorDiv(a, _mm256_slli_epi32(den, kFrac)), max);
+        _mm256_add_epi32(_mm256_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
+    return clamp(floorDivSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
 }
 
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],

@@ -205,9 +205,13 @@ template <bool kWide>
         const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
         return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
     } else {
-        // base (below 2^12) and the weights' total (below 2^15) fit madd.
-        const __m128i a = _mm_mullo_epi32(mul16(base, total(w)), _mm_set1_epi32(kTapSum));
-        return clamp(floorDiv(_mm_add_epi32(a, weighted(w, d)), by), max);
+        // base (below 2^12) and the weights' total (below 2^15) fit madd; the
+        // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and
+        // the total divide exactly in single precision.
+        const __m128i sum = total(w);
+        const __m128i a =
+            _mm_add_epi32(_mm_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
+        return clamp(floorDivSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
     }
 }
 
