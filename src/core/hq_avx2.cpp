@@ -295,19 +295,22 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
         };
         const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
                                  sum5(at)};
-        __m256i d[4] = {_mm256_setzero_si256(), _mm256_setzero_si256(), _mm256_setzero_si256(),
-                        _mm256_setzero_si256()};
-#pragma GCC unroll 4
-        for (int t = 0; t < 3; ++t) {
-            const __m256i tap = set1(kTaps[t]);
-            auto add = [&](__m256i& sum, const int16_t* p) {
-                sum = _mm256_add_epi32(sum, mul16(tap, everyOther(p)));
+        // Tapped differences of all sixteen columns in 16-bit lanes (below
+        // 2^14 in magnitude), then those of the sites.
+        auto taps = [](const int16_t* a, const int16_t* b, const int16_t* c) {
+            auto term = [](const int16_t* p, int32_t tap) {
+                return _mm256_mullo_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
+                                          _mm256_set1_epi16(static_cast<int16_t>(tap)));
             };
-            add(d[0], r.dv[2 - t] + at);
-            add(d[1], r.dv[2 + t] + at);
-            add(d[2], r.dh + at - t);
-            add(d[3], r.dh + at + t);
-        }
+            const __m256i v = _mm256_add_epi16(
+                _mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])), term(c, kTaps[2]));
+            return _mm256_permute4x64_epi64(_mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16),
+                                            _MM_SHUFFLE(3, 1, 2, 0));
+        };
+        const __m256i d[4] = {taps(r.dv[2] + at, r.dv[1] + at, r.dv[0] + at),
+                              taps(r.dv[2] + at, r.dv[3] + at, r.dv[4] + at),
+                              taps(r.dh + at, r.dh + at - 1, r.dh + at - 2),
+                              taps(r.dh + at, r.dh + at + 1, r.dh + at + 2)};
         const __m256i v = greenAt(everyOther(r.src + at), sums, d, r.eps, r.max);
         const __m256i c = everyOther(r.src + (greenFirst ? x : x + 1));
         if (greenFirst) {
