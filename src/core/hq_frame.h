@@ -336,17 +336,33 @@ void greenRow(const Frame<T>& f, int32_t r) {
                                  sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
                         _mm_setzero_si128()};
+        if constexpr (kWide<T>) {
 #pragma GCC unroll 4
-        for (int t = 0; t < 3; ++t) {
-            const __m128i tap = _mm_set1_epi32(kTaps[t]);
-            // Differences of 8-bit samples fit 16 bits: one madd a product.
-            auto times = [&](__m128i v) {
-                return kWide<T> ? _mm_mullo_epi32(tap, v) : mul16(tap, v);
+            for (int t = 0; t < 3; ++t) {
+                const __m128i tap = _mm_set1_epi32(kTaps[t]);
+                auto times = [&](__m128i v) { return _mm_mullo_epi32(tap, v); };
+                d[0] = _mm_add_epi32(d[0], times(everyOther(n.dvRows[2 - t] + at)));
+                d[1] = _mm_add_epi32(d[1], times(everyOther(n.dvRows[2 + t] + at)));
+                d[2] = _mm_add_epi32(d[2], times(everyOther(n.dhRow + at - t)));
+                d[3] = _mm_add_epi32(d[3], times(everyOther(n.dhRow + at + t)));
+            }
+        } else {
+            // Tapped differences of all eight columns in 16-bit lanes (below
+            // 2^14 in magnitude), then those of the sites.
+            auto taps = [](const E* a, const E* b, const E* c) {
+                auto term = [](const E* p, int32_t tap) {
+                    return _mm_mullo_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                                           _mm_set1_epi16(static_cast<int16_t>(tap)));
+                };
+                const __m128i v = _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                                term(c, kTaps[2]));
+                return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
             };
-            d[0] = _mm_add_epi32(d[0], times(everyOther(n.dvRows[2 - t] + at)));
-            d[1] = _mm_add_epi32(d[1], times(everyOther(n.dvRows[2 + t] + at)));
-            d[2] = _mm_add_epi32(d[2], times(everyOther(n.dhRow + at - t)));
-            d[3] = _mm_add_epi32(d[3], times(everyOther(n.dhRow + at + t)));
+            const E* const* dv = n.dvRows;
+            d[0] = taps(dv[2] + at, dv[1] + at, dv[0] + at);
+            d[1] = taps(dv[2] + at, dv[3] + at, dv[4] + at);
+            d[2] = taps(n.dhRow + at, n.dhRow + at - 1, n.dhRow + at - 2);
+            d[3] = taps(n.dhRow + at, n.dhRow + at + 1, n.dhRow + at + 2);
         }
         const __m128i v = sse41::greenAt<kWide<T>>(everyOther(s + at), sums, d, f.epsGreen, f.max);
         const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
