@@ -17,16 +17,9 @@ inline __m256i set1(int32_t v) {
 }
 
 // Every second value from p, sites 0..7 at p[0], p[2], ..., p[14] (reads
-// p[0..15]), in the lane order sites 0, 1, 4, 5 | 2, 3, 6, 7 that one
-// in-lane shuffle gives. The rules work lane by lane, so only merge, which
-// undoes the order, needs to know it.
-inline __m256i everyOther(const int32_t* p) {
-    return _mm256_castps_si256(_mm256_shuffle_ps(
-        _mm256_castsi256_ps(load(p)), _mm256_castsi256_ps(load(p + 8)), _MM_SHUFFLE(2, 0, 2, 0)));
-}
-inline __m256i everyOther(const uint32_t* p) {
-    return everyOther(reinterpret_cast<const int32_t*>(p));
-}
+// p[0..15]), in the lane order sites 0, 1, 4, 5 | 2, 3, 6, 7, which merge
+// undoes with in-lane unpacks alone. The rules work lane by lane, so only
+// merge needs to know it.
 inline __m256i everyOther(const int16_t* p) {
     const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
     return _mm256_permute4x64_epi64(_mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16),
@@ -53,6 +46,22 @@ inline void store16(int16_t* p, __m256i e, __m256i o) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
                         _mm256_permute4x64_epi64(pairs, _MM_SHUFFLE(3, 1, 2, 0)));
 }
+// Every second value in natural lane order (sites 0..7), for the green pass,
+// which reads no 32-bit row, and its store.
+inline __m256i evens(const uint16_t* p) {
+    return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
+                            _mm256_set1_epi32(0xFFFF));
+}
+inline __m256i evens(const uint8_t* p) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
+        bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
+}
+inline void storeEvens(int16_t* p, __m256i e, __m256i o) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                        _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA));
+}
+
 inline void storeBytes16(uint8_t* p, Columns16 v) {
     const __m256i words =
         _mm256_permute4x64_epi64(_mm256_packus_epi32(v.lo, v.hi), _MM_SHUFFLE(3, 1, 2, 0));
@@ -220,8 +229,8 @@ void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t 
     }
 }
 
-void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint32_t* north,
-                    uint32_t* south, uint32_t* across, int32_t steps) {
+void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint16_t* north,
+                    uint16_t* south, uint16_t* across, int32_t steps) {
     // Gradients below 2^12: five of them still fit 16 signed bits.
     auto sums = [&](auto at, auto add, auto grad, auto widen, int32_t x) {
         const auto mid = at(gv[4] + x);
@@ -236,11 +245,8 @@ void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint
         return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
     };
     auto add16 = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
-    auto widen16 = [](uint32_t* p, __m256i v) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
-                            _mm256_cvtepi16_epi32(_mm256_castsi256_si128(v)));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8),
-                            _mm256_cvtepi16_epi32(_mm256_extracti128_si256(v, 1)));
+    auto widen16 = [](uint16_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
     };
     int32_t x = 0;
     auto grad16 = [](__m256i a, __m256i b) { return _mm256_abs_epi16(_mm256_sub_epi16(a, b)); };
@@ -250,8 +256,8 @@ void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint
             return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
         };
         auto add8 = [](__m128i a, __m128i b) { return _mm_add_epi16(a, b); };
-        auto widen8 = [](uint32_t* p, __m128i v) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvtepi16_epi32(v));
+        auto widen8 = [](uint16_t* p, __m128i v) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
         };
         auto grad8 = [](__m128i a, __m128i b) { return _mm_abs_epi16(_mm_sub_epi16(a, b)); };
         sums(at8, add8, grad8, widen8, x);
@@ -283,15 +289,15 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
         auto sum5 = [&](int32_t from) {
-            __m256i v = everyOther(r.across + from);
+            __m256i v = evens(r.across + from);
 #pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
-                v = _mm256_add_epi32(v, everyOther(r.across + from + k));
+                v = _mm256_add_epi32(v, evens(r.across + from + k));
             return v;
         };
-        auto sum3 = [&](const uint32_t* p) {
-            return _mm256_add_epi32(_mm256_add_epi32(everyOther(p + at - 1), everyOther(p + at)),
-                                    everyOther(p + at + 1));
+        auto sum3 = [&](const uint16_t* p) {
+            return _mm256_add_epi32(_mm256_add_epi32(evens(p + at - 1), evens(p + at)),
+                                    evens(p + at + 1));
         };
         const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
                                  sum5(at)};
@@ -304,19 +310,18 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
             };
             const __m256i v = _mm256_add_epi16(
                 _mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])), term(c, kTaps[2]));
-            return _mm256_permute4x64_epi64(_mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16),
-                                            _MM_SHUFFLE(3, 1, 2, 0));
+            return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
         };
         const __m256i d[4] = {taps(r.dv[2] + at, r.dv[1] + at, r.dv[0] + at),
                               taps(r.dv[2] + at, r.dv[3] + at, r.dv[4] + at),
                               taps(r.dh + at, r.dh + at - 1, r.dh + at - 2),
                               taps(r.dh + at, r.dh + at + 1, r.dh + at + 2)};
-        const __m256i v = greenAt(everyOther(r.src + at), sums, d, r.eps, r.max);
-        const __m256i c = everyOther(r.src + (greenFirst ? x : x + 1));
+        const __m256i v = greenAt(evens(r.src + at), sums, d, r.eps, r.max);
+        const __m256i c = evens(r.src + (greenFirst ? x : x + 1));
         if (greenFirst) {
-            store16(green + x, c, v);
+            storeEvens(green + x, c, v);
         } else {
-            store16(green + x, v, c);
+            storeEvens(green + x, v, c);
         }
     }
 }

@@ -22,12 +22,12 @@ void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t 
 // three rows of differences dh (read one column either side).
 void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint32_t* north,
                     uint32_t* south, uint32_t* across, int32_t steps);
-void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint32_t* north,
-                    uint32_t* south, uint32_t* across, int32_t steps);
+void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint16_t* north,
+                    uint16_t* south, uint16_t* across, int32_t steps);
 
 // The planes around row r that the green rule reads.
 struct GreenRowAvx2 {
-    const uint32_t *north, *south, *across;  // partial window sums, indexed by column
+    const uint16_t *north, *south, *across;  // partial window sums, indexed by column
     const int16_t* dv[5];                    // vertical differences, rows r - 2 .. r + 2
     const int16_t* dh;                       // horizontal differences of row r
     const uint8_t* src;                      // row r

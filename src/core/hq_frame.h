@@ -34,6 +34,10 @@ using Plane = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
 // Element of the green and other-colour rings: a sample's range.
 template <typename T>
 using Colour = std::conditional_t<sizeof(T) == 1, int16_t, uint16_t>;
+// Element of the padded rows of partial window sums: for 8-bit samples five
+// gradients sum below 2^15.
+template <typename T>
+using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
 
 // Bytes of line buffer a frame `width` wide of samples T needs: the rows
 // above, three rows of output colours, 16 bytes for alignment.
@@ -41,7 +45,8 @@ template <typename T>
 constexpr int64_t workBytes(int32_t width) {
     return int64_t{3 * kDiffRows} * width * int64_t{sizeof(Plane<T>)} +
            int64_t{2 * kColourRows} * width * int64_t{sizeof(Colour<T>)} +
-           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
+           (int64_t{width} + 2 * kReach) * (4 + (kPaddedRows - 1) * int64_t{sizeof(Sum<T>)}) +
+           3 * int64_t{width} * sizeof(T) + 16;
 }
 
 // Rows a band computes above its first output row: that row reads the other
@@ -82,8 +87,8 @@ struct Frame {
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring<E> dh, dv, gv;
     Ring<Colour<T>> green, other;
-    uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
-    T *outR, *outG, *outB;             // one output row before the writer
+    Sum<T>*north, *south, *across;  // padded rows of partial window sums (greenRow)
+    T *outR, *outG, *outB;          // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -194,12 +199,12 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
 }
 
 // The difference planes and window sums around one site, for greenAt.
-template <typename E>
+template <typename E, typename S>
 struct DiffWindow {
     const E* dvRows[5];  // rows r - 2 .. r + 2
     const E* dhRow;
     const int32_t* col;
-    const uint32_t *north, *south, *across;  // padded by kReach
+    const S *north, *south, *across;  // padded by kReach
     int32_t x;
 
     int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
@@ -208,13 +213,15 @@ struct DiffWindow {
         const int32_t i = x + kReach;
         switch (k) {
             case 0:
-                return north[i - 1] + north[i] + north[i + 1];
+                return uint32_t{north[i - 1]} + north[i] + north[i + 1];
             case 1:
-                return south[i - 1] + south[i] + south[i + 1];
+                return uint32_t{south[i - 1]} + south[i] + south[i + 1];
             case 2:
-                return across[i] + across[i - 1] + across[i - 2] + across[i - 3] + across[i - 4];
+                return uint32_t{across[i]} + across[i - 1] + across[i - 2] + across[i - 3] +
+                       across[i - 4];
             default:
-                return across[i] + across[i + 1] + across[i + 2] + across[i + 3] + across[i + 4];
+                return uint32_t{across[i]} + across[i + 1] + across[i + 2] + across[i + 3] +
+                       across[i + 4];
         }
     }
 };
@@ -240,12 +247,12 @@ void greenRow(const Frame<T>& f, int32_t r) {
             up += static_cast<uint32_t>(gv[k][x]);
             down += static_cast<uint32_t>(gv[k + kWindowLength - 1][x]);
         }
-        f.north[i] = up;
-        f.south[i] = down;
+        f.north[i] = static_cast<Sum<T>>(up);
+        f.south[i] = static_cast<Sum<T>>(down);
         const int32_t w = f.c(x - 1), e = f.c(x + 1);
         uint32_t across = 0;
         for (int k = 0; k < 3; ++k) across += static_cast<uint32_t>(std::abs(dh[k][w] - dh[k][e]));
-        f.across[i] = across;
+        f.across[i] = static_cast<Sum<T>>(across);
     };
     // Eight columns of 16-bit planes: gradients below 2^12, five of them
     // still fit 16 signed bits.
@@ -259,10 +266,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
             _mm_add_epi16(_mm_add_epi16(at(gv[0]), at(gv[1])), _mm_add_epi16(at(gv[2]), at(gv[3])));
         const __m128i down =
             _mm_add_epi16(_mm_add_epi16(at(gv[5]), at(gv[6])), _mm_add_epi16(at(gv[7]), at(gv[8])));
-        auto widen = [&](uint32_t* p, __m128i v) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), _mm_cvtepi16_epi32(v));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i + 4),
-                             _mm_cvtepi16_epi32(_mm_srli_si128(v, 8)));
+        auto widen = [&](Sum<T>* p, __m128i v) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), v);
         };
         widen(f.north, _mm_add_epi16(up, mid));
         widen(f.south, _mm_add_epi16(down, mid));
@@ -302,7 +307,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
     } else {
         eachStep<4>(from, stepEnd, f.width + 2 * kReach, sums4, sums);
     }
-    DiffWindow<E> n;
+    DiffWindow<E, Sum<T>> n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
@@ -328,7 +333,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
                 v = _mm_add_epi32(v, everyOther(f.across + from + k));
             return v;
         };
-        auto sum3 = [&](const uint32_t* p) {
+        auto sum3 = [&](const Sum<T>* p) {
             return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
                                  everyOther(p + i + 1));
         };
@@ -609,7 +614,7 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                nullptr,
                nullptr,
                nullptr};
-    uint32_t* padded = reinterpret_cast<uint32_t*>(colours + int64_t{2 * kColourRows} * width);
+    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * width);
     f.north = padded;
     f.south = padded + (width + 2 * kReach);
     f.across = padded + 2 * (width + 2 * kReach);
