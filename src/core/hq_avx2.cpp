@@ -17,51 +17,35 @@ inline __m256i set1(int32_t v) {
 }
 
 // Every second value from p, sites 0..7 at p[0], p[2], ..., p[14] (reads
-// p[0..15]), in the lane order sites 0, 1, 4, 5 | 2, 3, 6, 7, which merge
-// undoes with in-lane unpacks alone. The rules work lane by lane, so only
-// merge needs to know it.
-inline __m256i everyOther(const int16_t* p) {
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    return _mm256_permute4x64_epi64(_mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16),
-                                    _MM_SHUFFLE(3, 1, 2, 0));
-}
-inline __m256i everyOther(const uint8_t* p) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 8, 10, 4, 6, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
-}
-
-// Sixteen columns from the values at their even (e) and odd (o) columns,
-// both in everyOther's lane order.
-struct Columns16 {
-    __m256i lo, hi;
-};
-inline Columns16 merge(__m256i e, __m256i o) {
-    return {_mm256_unpacklo_epi32(e, o), _mm256_unpackhi_epi32(e, o)};
-}
-// Sixteen columns of a plane from its even (e) and odd (o) columns, values
-// that fit 16 bits.
-inline void store16(int16_t* p, __m256i e, __m256i o) {
-    const __m256i pairs = _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
-                        _mm256_permute4x64_epi64(pairs, _MM_SHUFFLE(3, 1, 2, 0)));
-}
-// Every second value in natural lane order (sites 0..7), for the green pass,
-// which reads no 32-bit row, and its store.
+// p[0..15]), widened to 32-bit lanes.
 inline __m256i evens(const uint16_t* p) {
     return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
                             _mm256_set1_epi32(0xFFFF));
+}
+inline __m256i evens(const int16_t* p) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
 }
 inline __m256i evens(const uint8_t* p) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
         bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
 }
+
+// Sixteen columns from the values at their even (e) and odd (o) columns.
+struct Columns16 {
+    __m256i lo, hi;
+};
+inline Columns16 mergeEvens(__m256i e, __m256i o) {
+    const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
+    return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
+}
+// Sixteen columns of a plane from its even (e) and odd (o) columns, values
+// that fit 16 bits.
 inline void storeEvens(int16_t* p, __m256i e, __m256i o) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
                         _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA));
 }
-
 inline void storeBytes16(uint8_t* p, Columns16 v) {
     const __m256i words =
         _mm256_permute4x64_epi64(_mm256_packus_epi32(v.lo, v.hi), _MM_SHUFFLE(3, 1, 2, 0));
@@ -330,21 +314,21 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
-        const __m256i g0 = everyOther(n.green[2] + at);
+        const __m256i g0 = evens(n.green[2] + at);
         __m256i d[4], s[4];
 #pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
-            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
-            d[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
-            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
+            const __m256i g1 = evens(n.green[2 + dy] + at + dx);
+            d[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
+            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
         }
         const __m256i v = colourAt(g0, d, s, n.eps, n.max);
         const __m256i none = _mm256_setzero_si256();
         if (greenFirst) {
-            store16(other + x, none, v);
+            storeEvens(other + x, none, v);
         } else {
-            store16(other + x, v, none);
+            storeEvens(other + x, v, none);
         }
     }
 }
@@ -354,25 +338,25 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
     const int16_t* g = n.green[2];
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
-        const __m256i g0 = everyOther(g + at);
+        const __m256i g0 = evens(g + at);
         __m256i s[4], sample[4], estimate[4];
 #pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
-            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
-            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
-            sample[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
-            estimate[k] = _mm256_sub_epi32(g1, everyOther(n.other[1 + dy] + at + dx));
+            const __m256i g1 = evens(n.green[2 + dy] + at + dx);
+            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
+            estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
         }
         // Row neighbours have the row's colour as a sample, column ones the other.
         const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
         const __m256i fromRow = colourAt(g0, dRow, s, n.eps, n.max);
         const __m256i fromCol = colourAt(g0, dCol, s, n.eps, n.max);
-        const __m256i c = everyOther(n.src[1] + site), o = everyOther(n.other[1] + site);
-        const __m256i gSite = everyOther(g + site);
+        const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
+        const __m256i gSite = evens(g + site);
         auto both = [&](__m256i atGreen, __m256i atSite) {
-            return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+            return greenFirst ? mergeEvens(atGreen, atSite) : mergeEvens(atSite, atGreen);
         };
         storeBytes16(outR + x, redRow ? both(fromRow, c) : both(fromCol, o));
         storeBytes16(outG + x, both(g0, gSite));
