@@ -218,9 +218,12 @@ void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint
     // Gradients below 2^12: five of them still fit 16 signed bits.
     auto sums = [&](auto at, auto add, auto grad, auto widen, int32_t x) {
         const auto mid = at(gv[4] + x);
-        const auto up = add(add(at(gv[0] + x), at(gv[1] + x)), add(at(gv[2] + x), at(gv[3] + x)));
+        if (north != nullptr) {
+            widen(north + x,
+                  add(add(add(at(gv[0] + x), at(gv[1] + x)), add(at(gv[2] + x), at(gv[3] + x))),
+                      mid));
+        }
         const auto down = add(add(at(gv[5] + x), at(gv[6] + x)), add(at(gv[7] + x), at(gv[8] + x)));
-        widen(north + x, add(up, mid));
         widen(south + x, add(down, mid));
         auto gradient = [&](const int16_t* p) { return grad(at(p + x - 1), at(p + x + 1)); };
         widen(across + x, add(add(gradient(dh[0]), gradient(dh[1])), gradient(dh[2])));
@@ -253,11 +256,13 @@ void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint
     for (int32_t x = 0; steps > 0; --steps, x += 8) {
         // Rows 0..3 and 5..8 once each, row 4 (the site's) in both.
         const __m256i mid = load(gv[4] + x);
-        const __m256i up = _mm256_add_epi32(_mm256_add_epi32(load(gv[0] + x), load(gv[1] + x)),
-                                            _mm256_add_epi32(load(gv[2] + x), load(gv[3] + x)));
+        if (north != nullptr) {
+            const __m256i up = _mm256_add_epi32(_mm256_add_epi32(load(gv[0] + x), load(gv[1] + x)),
+                                                _mm256_add_epi32(load(gv[2] + x), load(gv[3] + x)));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(north + x), _mm256_add_epi32(up, mid));
+        }
         const __m256i down = _mm256_add_epi32(_mm256_add_epi32(load(gv[5] + x), load(gv[6] + x)),
                                               _mm256_add_epi32(load(gv[7] + x), load(gv[8] + x)));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(north + x), _mm256_add_epi32(up, mid));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(south + x), _mm256_add_epi32(down, mid));
         auto gradient = [&](const int32_t* p) {
             return _mm256_abs_epi32(_mm256_sub_epi32(load(p + x - 1), load(p + x + 1)));

@@ -18,8 +18,9 @@ void absDiffStepsAvx2(const int32_t* a, const int32_t* b, int32_t* out, int32_t 
 void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t steps);
 
 // Partial window sums of columns [0, 8 steps): five rows of vertical gradients
-// from gv[0] (north) and from gv[4] (south), and the horizontal gradients of
-// three rows of differences dh (read one column either side).
+// from gv[0] (north, none when null) and from gv[4] (south), and the
+// horizontal gradients of three rows of differences dh (read one column
+// either side).
 void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint32_t* north,
                     uint32_t* south, uint32_t* across, int32_t steps);
 void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint16_t* north,

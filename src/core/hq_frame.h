@@ -21,10 +21,11 @@ constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 
-// Rows of kReach-padded sums the green pass keeps: the column index, the
-// five-row sums of vertical gradients above and below, and the three-row
-// sums of horizontal gradients.
-constexpr int32_t kPaddedRows = 4;
+// Rows of kReach-padded sums the green pass keeps: the column index, a ring
+// of five-row sums of vertical gradients (row r's sums below are row
+// r + 4's above), and the three-row sums of horizontal gradients.
+constexpr int32_t kVerticalRows = kWindowLength;
+constexpr int32_t kPaddedRows = kVerticalRows + 2;
 
 // Element of the planes' rings: differences of 8-bit samples stay within
 // ±2^11 and their gradients below 2^12, which 16 bits hold; 16-bit samples
@@ -87,8 +88,9 @@ struct Frame {
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
     Ring<E> dh, dv, gv;
     Ring<Colour<T>> green, other;
-    Sum<T>*north, *south, *across;  // padded rows of partial window sums (greenRow)
-    T *outR, *outG, *outB;          // one output row before the writer
+    Sum<T>* vertical;       // ring of padded five-row sums, rows r - 4 .. r (greenRow)
+    Sum<T>* across;         // padded three-row sums of row r
+    T *outR, *outG, *outB;  // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -97,6 +99,10 @@ struct Frame {
     bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
     const T* srcRow(int32_t y) const { return src + int64_t{fold(y, height)} * width; }
     int32_t c(int32_t x) const { return col[x + kReach]; }
+    // Five-row sums of rows y .. y + 4 (y >= -kVerticalRows).
+    Sum<T>* verticalRow(int32_t y) const {
+        return vertical + ((y + kVerticalRows) % kVerticalRows) * (int64_t{width} + 2 * kReach);
+    }
 };
 
 // Whether the blends form their dividends in double precision (16-bit samples).
@@ -229,8 +235,10 @@ struct DiffWindow {
 // Green along row r: partial window sums first (five-row sums of the
 // vertical gradients above and below each column, three-row sums of the
 // horizontal ones), then the rule at each red and blue site.
+// `first` is the walk's first green row: row r - 4 made row r's sums above
+// when the walk made it.
 template <typename T>
-void greenRow(const Frame<T>& f, int32_t r) {
+void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
     using E = Plane<T>;
     const E* gv[2 * kWindowLength - 1];
     for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
@@ -239,6 +247,9 @@ void greenRow(const Frame<T>& f, int32_t r) {
     // Horizontal gradients come from the differences of rows r - 1 .. r + 1.
     const E* dh[3];
     for (int i = 0; i < 3; ++i) dh[i] = f.dh.row(fold(r - 1 + i, f.height));
+    Sum<T>* north = f.verticalRow(r - kWindowLength + 1);
+    Sum<T>* south = f.verticalRow(r);
+    const bool haveNorth = r - (kWindowLength - 1) >= first;
     // Padded column i is column i - kReach, folded.
     auto sums = [&](int32_t i, bool) {
         const int32_t x = f.col[i];
@@ -247,8 +258,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
             up += static_cast<uint32_t>(gv[k][x]);
             down += static_cast<uint32_t>(gv[k + kWindowLength - 1][x]);
         }
-        f.north[i] = static_cast<Sum<T>>(up);
-        f.south[i] = static_cast<Sum<T>>(down);
+        if (!haveNorth) north[i] = static_cast<Sum<T>>(up);
+        south[i] = static_cast<Sum<T>>(down);
         const int32_t w = f.c(x - 1), e = f.c(x + 1);
         uint32_t across = 0;
         for (int k = 0; k < 3; ++k) across += static_cast<uint32_t>(std::abs(dh[k][w] - dh[k][e]));
@@ -262,15 +273,17 @@ void greenRow(const Frame<T>& f, int32_t r) {
             return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x));
         };
         const __m128i mid = at(gv[4]);
-        const __m128i up =
-            _mm_add_epi16(_mm_add_epi16(at(gv[0]), at(gv[1])), _mm_add_epi16(at(gv[2]), at(gv[3])));
-        const __m128i down =
-            _mm_add_epi16(_mm_add_epi16(at(gv[5]), at(gv[6])), _mm_add_epi16(at(gv[7]), at(gv[8])));
         auto widen = [&](Sum<T>* p, __m128i v) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), v);
         };
-        widen(f.north, _mm_add_epi16(up, mid));
-        widen(f.south, _mm_add_epi16(down, mid));
+        if (!haveNorth) {
+            const __m128i up = _mm_add_epi16(_mm_add_epi16(at(gv[0]), at(gv[1])),
+                                             _mm_add_epi16(at(gv[2]), at(gv[3])));
+            widen(north, _mm_add_epi16(up, mid));
+        }
+        const __m128i down =
+            _mm_add_epi16(_mm_add_epi16(at(gv[5]), at(gv[6])), _mm_add_epi16(at(gv[7]), at(gv[8])));
+        widen(south, _mm_add_epi16(down, mid));
         auto grad = [&](const E* p) { return _mm_abs_epi16(_mm_sub_epi16(at(p - 1), at(p + 1))); };
         widen(f.across, _mm_add_epi16(_mm_add_epi16(grad(dh[0]), grad(dh[1])), grad(dh[2])));
     };
@@ -286,8 +299,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
             return _mm_abs_epi32(_mm_sub_epi32(loadLanes(p + x - 1), loadLanes(p + x + 1)));
         };
         const __m128i across = _mm_add_epi32(_mm_add_epi32(grad(dh[0]), grad(dh[1])), grad(dh[2]));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
+        if (!haveNorth) _mm_storeu_si128(reinterpret_cast<__m128i*>(north + i), up);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(south + i), down);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
     };
     // Vector steps from column 1 to one before the last: the gradients read
@@ -298,7 +311,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const E* gvAt[2 * kWindowLength - 1];
         for (int i = 0; i < 2 * kWindowLength - 1; ++i) gvAt[i] = gv[i] + 1;
         const E* dhAt[3] = {dh[0] + 1, dh[1] + 1, dh[2] + 1};
-        windowSumsAvx2(gvAt, dhAt, f.north + kReach + 1, f.south + kReach + 1,
+        windowSumsAvx2(gvAt, dhAt, haveNorth ? nullptr : north + kReach + 1, south + kReach + 1,
                        f.across + kReach + 1, sumSteps);
     }
     const int32_t from = kReach + 1 + 8 * sumSteps, stepEnd = kReach + f.width - 1;
@@ -311,8 +324,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
-    n.north = f.north;
-    n.south = f.south;
+    n.north = north;
+    n.south = south;
     n.across = f.across;
     const T* s = f.srcRow(r);
     Colour<T>* g = f.green.row(r);
@@ -337,8 +350,7 @@ void greenRow(const Frame<T>& f, int32_t r) {
             return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
                                  everyOther(p + i + 1));
         };
-        const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
-                                 sum5(i)};
+        const __m128i sums[4] = {sum3(north), sum3(south), sum5(i - kWindowLength + 1), sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
                         _mm_setzero_si128()};
         if constexpr (kWide<T>) {
@@ -378,8 +390,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
         if (wide > 0) {
             const GreenRowAvx2 rows{
-                f.north + kReach,
-                f.south + kReach,
+                north + kReach,
+                south + kReach,
                 f.across + kReach,
                 {n.dvRows[0], n.dvRows[1], n.dvRows[2], n.dvRows[3], n.dvRows[4]},
                 n.dhRow,
@@ -612,13 +624,11 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                nullptr,
                nullptr,
                nullptr,
-               nullptr,
                nullptr};
     Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * width);
-    f.north = padded;
-    f.south = padded + (width + 2 * kReach);
-    f.across = padded + 2 * (width + 2 * kReach);
-    f.outR = reinterpret_cast<T*>(padded + 3 * (width + 2 * kReach));
+    f.vertical = padded;
+    f.across = padded + kVerticalRows * (int64_t{width} + 2 * kReach);
+    f.outR = reinterpret_cast<T*>(f.across + (width + 2 * kReach));
     f.outG = f.outR + width;
     f.outB = f.outG + width;
     return f;
@@ -630,14 +640,15 @@ template <typename T, class Writer>
 void walk(const Frame<T>& f, int32_t y0, int32_t y1, const Writer& out) {
     auto from = [y0](int32_t back) { return y0 > back ? y0 - back : 0; };
     const int32_t first = from(kBackDiff);
-    int32_t diffDone = first, greenDone = from(kBackGreen), otherDone = from(kBackOther);
+    const int32_t greenFirst = from(kBackGreen);
+    int32_t diffDone = first, greenDone = greenFirst, otherDone = from(kBackOther);
     const int32_t height = f.height;
     for (int32_t y = y0; y < y1; ++y) {
         for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) {
             diffRow(f, diffDone, first);
         }
         for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
-            greenRow(f, greenDone);
+            greenRow(f, greenDone, greenFirst);
         }
         for (; otherDone < height && otherDone <= y + kAheadOther; ++otherDone) {
             otherRow(f, otherDone);
