@@ -16,16 +16,17 @@ inline __m256i set1(int32_t v) {
     return _mm256_set1_epi32(v);
 }
 
-// p[0], p[2], ..., p[14] (reads p[0..15]).
-inline __m256i everyOther(const int32_t* p) {
-    const __m256 v = _mm256_shuffle_ps(_mm256_castsi256_ps(load(p)),
-                                       _mm256_castsi256_ps(load(p + 8)), _MM_SHUFFLE(2, 0, 2, 0));
-    return _mm256_permute4x64_epi64(_mm256_castps_si256(v), _MM_SHUFFLE(3, 1, 2, 0));
+// Every second value from p, sites 0..7 at p[0], p[2], ..., p[14] (reads
+// p[0..15]), widened to 32-bit lanes.
+inline __m256i evens(const uint16_t* p) {
+    return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
+                            _mm256_set1_epi32(0xFFFF));
 }
-inline __m256i everyOther(const uint32_t* p) {
-    return everyOther(reinterpret_cast<const int32_t*>(p));
+inline __m256i evens(const int16_t* p) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
 }
-inline __m256i everyOther(const uint8_t* p) {
+inline __m256i evens(const uint8_t* p) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
         bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
@@ -35,13 +36,15 @@ inline __m256i everyOther(const uint8_t* p) {
 struct Columns16 {
     __m256i lo, hi;
 };
-inline Columns16 merge(__m256i e, __m256i o) {
+inline Columns16 mergeEvens(__m256i e, __m256i o) {
     const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
     return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
 }
-inline void store16(int32_t* p, Columns16 v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v.lo);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 8), v.hi);
+// Sixteen columns of a plane from its even (e) and odd (o) columns, values
+// that fit 16 bits.
+inline void storeEvens(int16_t* p, __m256i e, __m256i o) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
+                        _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA));
 }
 inline void storeBytes16(uint8_t* p, Columns16 v) {
     const __m256i words =
@@ -55,19 +58,10 @@ inline __m256i clamp(__m256i v, int32_t hi) {
     return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
 }
 
-// Floor quotients, b > 0: |a| + b < 2^24 in single precision, else in double.
+// Floor quotients, b > 0, |a| + b < 2^24: single precision is exact there.
 inline __m256i floorDivSmall(__m256i a, __m256i b) {
     return _mm256_cvttps_epi32(
         _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
-}
-inline __m256i floorDiv(__m256i a, __m256i b) {
-    auto half = [](__m128i n, __m128i d) {
-        return _mm256_cvttpd_epi32(
-            _mm256_floor_pd(_mm256_div_pd(_mm256_cvtepi32_pd(n), _mm256_cvtepi32_pd(d))));
-    };
-    const __m128i lo = half(_mm256_castsi256_si128(a), _mm256_castsi256_si128(b));
-    const __m128i hi = half(_mm256_extracti128_si256(a, 1), _mm256_extracti128_si256(b, 1));
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
 }
 
 // kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
@@ -84,59 +78,73 @@ constexpr ByteTable invSquareTable() {
 }
 alignas(16) constexpr ByteTable kTable = invSquareTable();
 
-// weights4 of hq_rules.h for each lane.
-void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
+// weights4 of hq_rules.h for each lane. Inlined, so that the four-lane
+// arrays stay in registers.
+[[gnu::always_inline]] inline void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
     const __m256i lo =
         _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
     const __m256i hi =
         _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.hi)));
+    // Biased exponents: their differences are those of the bit lengths.
     __m256i e[4], m[4];
-    __m256i least = set1(63);
+    __m256i least = set1(255);
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
         const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
-        e[k] = _mm256_sub_epi32(_mm256_srli_epi32(bits, 23), set1(127));
+        e[k] = _mm256_srli_epi32(bits, 23);
         m[k] = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(bits, 19), set1(15)),
                                set1(static_cast<int32_t>(0x80808000u)));
-        least = _mm256_min_epi32(least, e[k]);
+        least = _mm256_min_epu32(least, e[k]);
     }
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
                                           _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
-        const __m256i shift =
-            _mm256_min_epi32(_mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1), set1(16));
-        const __m256i scale = _mm256_cvttps_epi32(
-            _mm256_castsi256_ps(_mm256_slli_epi32(_mm256_sub_epi32(set1(142), shift), 23)));
-        w[k] = _mm256_srli_epi32(_mm256_mullo_epi32(t, scale), 15);
+        // Shifts past 31 give 0, as do those past 15 of the scalar rule (t < 2^13).
+        w[k] = _mm256_srlv_epi32(t, _mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1));
     }
 }
 
+// Products of lanes whose values fit 16 signed bits, one madd each.
+inline __m256i mul16(__m256i a, __m256i b) {
+    return _mm256_madd_epi16(a, b);
+}
+
+// Weights stay below 2^13 and the differences (tapped ones too) below 2^15.
 inline __m256i weighted(const __m256i w[4], const __m256i d[4]) {
-    return _mm256_add_epi32(
-        _mm256_add_epi32(_mm256_mullo_epi32(w[0], d[0]), _mm256_mullo_epi32(w[1], d[1])),
-        _mm256_add_epi32(_mm256_mullo_epi32(w[2], d[2]), _mm256_mullo_epi32(w[3], d[3])));
+    return _mm256_add_epi32(_mm256_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
+                            _mm256_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
 }
 inline __m256i total(const __m256i w[4]) {
     return _mm256_add_epi32(_mm256_add_epi32(w[0], w[1]), _mm256_add_epi32(w[2], w[3]));
 }
 
-__m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m256i greenAt(__m256i c, const __m256i s[4], const __m256i d[4],
+                                              uint32_t eps, int32_t max) {
     __m256i w[4];
     weights4(s, eps, w);
-    const __m256i den = _mm256_mullo_epi32(total(w), set1(kTapSum));
+    // The weights' total (below 2^15) and base (below 2^12) fit madd; the
+    // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and the
+    // total divide exactly in single precision.
+    const __m256i sum = total(w);
     const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
-    const __m256i a = _mm256_add_epi32(_mm256_mullo_epi32(base, den), weighted(w, d));
-    return clamp(floorDiv(a, _mm256_slli_epi32(den, kFrac)), max);
+    const __m256i a =
+        _mm256_add_epi32(_mm256_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
+    return clamp(floorDivSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
 }
 
-__m256i colourAt(__m256i g, const __m256i d[4], const __m256i steps[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
+                                               const __m256i steps[4], uint32_t eps, int32_t max) {
     __m256i s[4];
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
         s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
     __m256i w[4];
     weights4(s, eps, w);
     const __m256i den = total(w);
-    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(_mm256_mullo_epi32(g, den), weighted(w, d)),
+    // g below 2^8, the weights' total below 2^15.
+    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
                                        _mm256_srli_epi32(den, 1));
     return clamp(floorDivSmall(a, den), max);
 }
@@ -151,81 +159,209 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 
 }  // namespace
 
-void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int32_t* green, int32_t x,
+void diffStepsAvx2(const uint8_t* const s[5], bool evenGreen, int32_t max8, int16_t* dh,
+                   int16_t* dv, int32_t x, int32_t steps) {
+    // Sixteen columns in 16-bit lanes: estimates stay within ±2^12.
+    auto samples = [](const uint8_t* p) {
+        return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    };
+    // Green sites take green minus the estimate: the sign flips there.
+    const __m256i sign =
+        evenGreen ? _mm256_set1_epi32(0x0001FFFF) : _mm256_set1_epi32(-0x10000 | 1);
+    const __m256i hi = _mm256_set1_epi16(static_cast<int16_t>(max8));
+    auto store = [](int16_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+    };
+    for (; steps > 0; --steps, x += 16) {
+        const __m256i c = samples(s[2] + x);
+        auto rule = [&](__m256i a1, __m256i b1, __m256i a2, __m256i b2) {
+            const __m256i lap = _mm256_sub_epi16(_mm256_slli_epi16(c, 1), _mm256_add_epi16(a2, b2));
+            const __m256i est = _mm256_add_epi16(
+                _mm256_slli_epi16(_mm256_add_epi16(a1, b1), 2),
+                _mm256_srai_epi16(_mm256_mullo_epi16(lap, _mm256_set1_epi16(kLaplacian)),
+                                  5 - kFrac));
+            const __m256i clamped =
+                _mm256_min_epi16(_mm256_max_epi16(est, _mm256_setzero_si256()), hi);
+            return _mm256_sign_epi16(_mm256_sub_epi16(clamped, _mm256_slli_epi16(c, kFrac)), sign);
+        };
+        store(dh + x, rule(samples(s[2] + x - 1), samples(s[2] + x + 1), samples(s[2] + x - 2),
+                           samples(s[2] + x + 2)));
+        store(dv + x,
+              rule(samples(s[1] + x), samples(s[3] + x), samples(s[0] + x), samples(s[4] + x)));
+    }
+}
+
+void absDiffStepsAvx2(const int32_t* a, const int32_t* b, int32_t* out, int32_t steps) {
+    for (int32_t x = 0; steps > 0; --steps, x += 8) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x),
+                            _mm256_abs_epi32(_mm256_sub_epi32(load(a + x), load(b + x))));
+    }
+}
+
+void absDiffStepsAvx2(const int16_t* a, const int16_t* b, int16_t* out, int32_t steps) {
+    auto at = [](const int16_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    int32_t x = 0;
+    for (; steps >= 2; steps -= 2, x += 16) {
+        const __m256i d =
+            _mm256_sub_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a + x)),
+                             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b + x)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + x), _mm256_abs_epi16(d));
+    }
+    if (steps > 0) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                         _mm_abs_epi16(_mm_sub_epi16(at(a + x), at(b + x))));
+    }
+}
+
+void windowSumsAvx2(const int16_t* const gv[9], const int16_t* const dh[3], uint16_t* north,
+                    uint16_t* south, uint16_t* across, int32_t steps) {
+    // Gradients below 2^12: five of them still fit 16 signed bits.
+    auto sums = [&](auto at, auto add, auto grad, auto widen, int32_t x) {
+        const auto mid = at(gv[4] + x);
+        if (north != nullptr) {
+            widen(north + x,
+                  add(add(add(at(gv[0] + x), at(gv[1] + x)), add(at(gv[2] + x), at(gv[3] + x))),
+                      mid));
+        }
+        const auto down = add(add(at(gv[5] + x), at(gv[6] + x)), add(at(gv[7] + x), at(gv[8] + x)));
+        widen(south + x, add(down, mid));
+        auto gradient = [&](const int16_t* p) { return grad(at(p + x - 1), at(p + x + 1)); };
+        widen(across + x, add(add(gradient(dh[0]), gradient(dh[1])), gradient(dh[2])));
+    };
+    auto at16 = [](const int16_t* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    };
+    auto add16 = [](__m256i a, __m256i b) { return _mm256_add_epi16(a, b); };
+    auto widen16 = [](uint16_t* p, __m256i v) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+    };
+    int32_t x = 0;
+    auto grad16 = [](__m256i a, __m256i b) { return _mm256_abs_epi16(_mm256_sub_epi16(a, b)); };
+    for (; steps >= 2; steps -= 2, x += 16) sums(at16, add16, grad16, widen16, x);
+    if (steps > 0) {
+        auto at8 = [](const int16_t* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        };
+        auto add8 = [](__m128i a, __m128i b) { return _mm_add_epi16(a, b); };
+        auto widen8 = [](uint16_t* p, __m128i v) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+        };
+        auto grad8 = [](__m128i a, __m128i b) { return _mm_abs_epi16(_mm_sub_epi16(a, b)); };
+        sums(at8, add8, grad8, widen8, x);
+    }
+}
+
+void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint32_t* north,
+                    uint32_t* south, uint32_t* across, int32_t steps) {
+    for (int32_t x = 0; steps > 0; --steps, x += 8) {
+        // Rows 0..3 and 5..8 once each, row 4 (the site's) in both.
+        const __m256i mid = load(gv[4] + x);
+        if (north != nullptr) {
+            const __m256i up = _mm256_add_epi32(_mm256_add_epi32(load(gv[0] + x), load(gv[1] + x)),
+                                                _mm256_add_epi32(load(gv[2] + x), load(gv[3] + x)));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(north + x), _mm256_add_epi32(up, mid));
+        }
+        const __m256i down = _mm256_add_epi32(_mm256_add_epi32(load(gv[5] + x), load(gv[6] + x)),
+                                              _mm256_add_epi32(load(gv[7] + x), load(gv[8] + x)));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(south + x), _mm256_add_epi32(down, mid));
+        auto gradient = [&](const int32_t* p) {
+            return _mm256_abs_epi32(_mm256_sub_epi32(load(p + x - 1), load(p + x + 1)));
+        };
+        _mm256_storeu_si256(
+            reinterpret_cast<__m256i*>(across + x),
+            _mm256_add_epi32(_mm256_add_epi32(gradient(dh[0]), gradient(dh[1])), gradient(dh[2])));
+    }
+}
+
+void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int32_t x,
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
         auto sum5 = [&](int32_t from) {
-            __m256i v = everyOther(r.across + from);
+            __m256i v = evens(r.across + from);
+#pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
-                v = _mm256_add_epi32(v, everyOther(r.across + from + k));
+                v = _mm256_add_epi32(v, evens(r.across + from + k));
             return v;
         };
-        auto sum3 = [&](const uint32_t* p) {
-            return _mm256_add_epi32(_mm256_add_epi32(everyOther(p + at - 1), everyOther(p + at)),
-                                    everyOther(p + at + 1));
+        auto sum3 = [&](const uint16_t* p) {
+            return _mm256_add_epi32(_mm256_add_epi32(evens(p + at - 1), evens(p + at)),
+                                    evens(p + at + 1));
         };
         const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
                                  sum5(at)};
-        __m256i d[4] = {_mm256_setzero_si256(), _mm256_setzero_si256(), _mm256_setzero_si256(),
-                        _mm256_setzero_si256()};
-        for (int t = 0; t < 3; ++t) {
-            const __m256i tap = set1(kTaps[t]);
-            auto add = [&](__m256i& sum, const int32_t* p) {
-                sum = _mm256_add_epi32(sum, _mm256_mullo_epi32(tap, everyOther(p)));
+        // Tapped differences of all sixteen columns in 16-bit lanes (below
+        // 2^14 in magnitude), then those of the sites.
+        auto taps = [](const int16_t* a, const int16_t* b, const int16_t* c) {
+            auto term = [](const int16_t* p, int32_t tap) {
+                return _mm256_mullo_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
+                                          _mm256_set1_epi16(static_cast<int16_t>(tap)));
             };
-            add(d[0], r.dv[2 - t] + at);
-            add(d[1], r.dv[2 + t] + at);
-            add(d[2], r.dh + at - t);
-            add(d[3], r.dh + at + t);
+            const __m256i v = _mm256_add_epi16(
+                _mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])), term(c, kTaps[2]));
+            return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+        };
+        const __m256i d[4] = {taps(r.dv[2] + at, r.dv[1] + at, r.dv[0] + at),
+                              taps(r.dv[2] + at, r.dv[3] + at, r.dv[4] + at),
+                              taps(r.dh + at, r.dh + at - 1, r.dh + at - 2),
+                              taps(r.dh + at, r.dh + at + 1, r.dh + at + 2)};
+        const __m256i v = greenAt(evens(r.src + at), sums, d, r.eps, r.max);
+        const __m256i c = evens(r.src + (greenFirst ? x : x + 1));
+        if (greenFirst) {
+            storeEvens(green + x, c, v);
+        } else {
+            storeEvens(green + x, v, c);
         }
-        const __m256i v = greenAt(everyOther(r.src + at), sums, d, r.eps, r.max);
-        const __m256i c = everyOther(r.src + (greenFirst ? x : x + 1));
-        store16(green + x, greenFirst ? merge(c, v) : merge(v, c));
     }
 }
 
-void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int32_t* other, int32_t x,
+void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, int32_t x,
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
-        const __m256i g0 = everyOther(n.green[2] + at);
+        const __m256i g0 = evens(n.green[2] + at);
         __m256i d[4], s[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
-            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
-            d[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
-            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
+            const __m256i g1 = evens(n.green[2 + dy] + at + dx);
+            d[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
+            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
         }
         const __m256i v = colourAt(g0, d, s, n.eps, n.max);
         const __m256i none = _mm256_setzero_si256();
-        store16(other + x, greenFirst ? merge(none, v) : merge(v, none));
+        if (greenFirst) {
+            storeEvens(other + x, none, v);
+        } else {
+            storeEvens(other + x, v, none);
+        }
     }
 }
 
 void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
                      uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps) {
-    const int32_t* g = n.green[2];
+    const int16_t* g = n.green[2];
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
-        const __m256i g0 = everyOther(g + at);
+        const __m256i g0 = evens(g + at);
         __m256i s[4], sample[4], estimate[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
-            const __m256i g1 = everyOther(n.green[2 + dy] + at + dx);
-            s[k] = greenStep(g0, g1, everyOther(n.green[2 + 2 * dy] + at + 2 * dx));
-            sample[k] = _mm256_sub_epi32(g1, everyOther(n.src[1 + dy] + at + dx));
-            estimate[k] = _mm256_sub_epi32(g1, everyOther(n.other[1 + dy] + at + dx));
+            const __m256i g1 = evens(n.green[2 + dy] + at + dx);
+            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
+            estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
         }
         // Row neighbours have the row's colour as a sample, column ones the other.
         const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
         const __m256i fromRow = colourAt(g0, dRow, s, n.eps, n.max);
         const __m256i fromCol = colourAt(g0, dCol, s, n.eps, n.max);
-        const __m256i c = everyOther(n.src[1] + site), o = everyOther(n.other[1] + site);
-        const __m256i gSite = everyOther(g + site);
+        const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
+        const __m256i gSite = evens(g + site);
         auto both = [&](__m256i atGreen, __m256i atSite) {
-            return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
+            return greenFirst ? mergeEvens(atGreen, atSite) : mergeEvens(atSite, atGreen);
         };
         storeBytes16(outR + x, redRow ? both(fromRow, c) : both(fromCol, o));
         storeBytes16(outG + x, both(g0, gSite));

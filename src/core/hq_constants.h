@@ -26,6 +26,12 @@ constexpr int32_t kTapSum = kTaps[0] + kTaps[1] + kTaps[2];
 // Fraction bits of the colour differences.
 constexpr int32_t kFrac = 3;
 
+// kTapSum is a power of two: green's divisor, the weights' total times
+// kTapSum << kFrac, is that total shifted, so the vector rules can shift the
+// dividend first (floor(floor(a / 2^k) / t) = floor(a / (t * 2^k))).
+constexpr int32_t kTapShift = 3;
+static_assert(kTapSum == 1 << kTapShift, "kTapSum must be a power of two");
+
 // 2^20 / m^2 for m = 16..31, rounded.
 constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
                                     1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};

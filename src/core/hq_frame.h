@@ -21,17 +21,33 @@ constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
 
-// Rows of kReach-padded sums the green pass keeps: the column index, the
-// five-row sums of vertical gradients above and below, and the three-row
-// sums of horizontal gradients.
-constexpr int32_t kPaddedRows = 4;
+// Rows of kReach-padded sums the green pass keeps: the column index, a ring
+// of five-row sums of vertical gradients (row r's sums below are row
+// r + 4's above), and the three-row sums of horizontal gradients.
+constexpr int32_t kVerticalRows = kWindowLength;
+constexpr int32_t kPaddedRows = kVerticalRows + 2;
+
+// Element of the planes' rings: differences of 8-bit samples stay within
+// ±2^11 and their gradients below 2^12, which 16 bits hold; 16-bit samples
+// need 32.
+template <typename T>
+using Plane = std::conditional_t<sizeof(T) == 1, int16_t, int32_t>;
+// Element of the green and other-colour rings: a sample's range.
+template <typename T>
+using Colour = std::conditional_t<sizeof(T) == 1, int16_t, uint16_t>;
+// Element of the padded rows of partial window sums: for 8-bit samples five
+// gradients sum below 2^15.
+template <typename T>
+using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
 
 // Bytes of line buffer a frame `width` wide of samples T needs: the rows
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{4 * kDiffRows + 2 * kColourRows} * width * 4 +
-           kPaddedRows * (int64_t{width} + 2 * kReach) * 4 + 3 * int64_t{width} * sizeof(T) + 16;
+    return int64_t{3 * kDiffRows} * width * int64_t{sizeof(Plane<T>)} +
+           int64_t{2 * kColourRows} * width * int64_t{sizeof(Colour<T>)} +
+           (int64_t{width} + 2 * kReach) * (4 + (kPaddedRows - 1) * int64_t{sizeof(Sum<T>)}) +
+           3 * int64_t{width} * sizeof(T) + 16;
 }
 
 // Rows a band computes above its first output row: that row reads the other
@@ -52,25 +68,29 @@ inline __m128i greenLanes(bool evenGreen, int32_t x) {
     return first ? _mm_setr_epi32(-1, 0, -1, 0) : _mm_setr_epi32(0, -1, 0, -1);
 }
 
+template <typename E>
 struct Ring {
-    int32_t* base;
+    E* base;
     int32_t width;
     int32_t rows;
-    int32_t* row(int32_t y) const { return base + (y % rows) * width; }
+    E* row(int32_t y) const { return base + (y % rows) * width; }
 };
 
 template <typename T>
 struct Frame {
     using Acc = std::conditional_t<sizeof(T) == 1, int32_t, int64_t>;
+    using E = Plane<T>;
 
     const T* src;
     int32_t height, width, max;
     int32_t redY, redX;  // parity of the red site's row and column
     uint32_t epsGreen, epsColour;
     const int32_t* col;  // col[x + kReach]: column x folded into the frame
-    Ring dh, dv, gh, gv, green, other;
-    uint32_t *north, *south, *across;  // padded rows of partial window sums (greenRow)
-    T *outR, *outG, *outB;             // one output row before the writer
+    Ring<E> dh, dv, gv;
+    Ring<Colour<T>> green, other;
+    Sum<T>* vertical;       // ring of padded five-row sums, rows r - 4 .. r (greenRow)
+    Sum<T>* across;         // padded three-row sums of row r
+    T *outR, *outG, *outB;  // one output row before the writer
 
     // Whether the sites of even columns in row y are green.
     bool evenGreen(int32_t y) const { return isGreen(y, 0); }
@@ -79,21 +99,26 @@ struct Frame {
     bool isRed(int32_t y, int32_t x) const { return (y & 1) == redY && (x & 1) == redX; }
     const T* srcRow(int32_t y) const { return src + int64_t{fold(y, height)} * width; }
     int32_t c(int32_t x) const { return col[x + kReach]; }
+    // Five-row sums of rows y .. y + 4 (y >= -kVerticalRows).
+    Sum<T>* verticalRow(int32_t y) const {
+        return vertical + ((y + kVerticalRows) % kVerticalRows) * (int64_t{width} + 2 * kReach);
+    }
 };
 
 // Whether the blends form their dividends in double precision (16-bit samples).
 template <typename T>
 constexpr bool kWide = sizeof(T) > 1;
 
-// Differences and gradients of row q; the vertical gradient of row q - 1
+// Differences of row q; the vertical gradient of row q - 1
 // (and of q itself at the last row), which needs the differences below it,
 // unless the rows above q - 1 start below `first`, the walk's first row.
 template <typename T>
 void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
     const T* s[5];
     for (int i = 0; i < 5; ++i) s[i] = f.srcRow(q - 2 + i);
-    int32_t* dh = f.dh.row(q);
-    int32_t* dv = f.dv.row(q);
+    using E = Plane<T>;
+    E* dh = f.dh.row(q);
+    E* dv = f.dv.row(q);
     const int32_t max8 = f.max << kFrac;
     auto one = [&](int32_t x, bool) {
         const bool green = f.isGreen(q, x);
@@ -115,32 +140,64 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
                 _mm_srai_epi32(_mm_mullo_epi32(lap, _mm_set1_epi32(kLaplacian)), 5 - kFrac));
             return _mm_sign_epi32(_mm_sub_epi32(clamp(est, max8), _mm_slli_epi32(c, kFrac)), sign);
         };
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dh + x),
-                         rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
-                              loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
-                         rule(loadSamples(s[1] + x), loadSamples(s[3] + x), loadSamples(s[0] + x),
-                              loadSamples(s[4] + x)));
+        sse41::storeLanes(dh + x, rule(loadSamples(s[2] + x - 1), loadSamples(s[2] + x + 1),
+                                       loadSamples(s[2] + x - 2), loadSamples(s[2] + x + 2)));
+        sse41::storeLanes(dv + x, rule(loadSamples(s[1] + x), loadSamples(s[3] + x),
+                                       loadSamples(s[0] + x), loadSamples(s[4] + x)));
     };
-    eachStep<4>(kStepStart, f.width - kStepMargin, f.width, step, one);
-    int32_t* gh = f.gh.row(q);
-    auto across = [&](int32_t x, bool) { gh[x] = std::abs(dh[f.c(x - 1)] - dh[f.c(x + 1)]); };
-    auto across4 = [&](int32_t x) {
-        const __m128i d = _mm_sub_epi32(sse41::load(dh + x - 1), sse41::load(dh + x + 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(gh + x), _mm_abs_epi32(d));
+    int32_t x = kStepStart;
+    if constexpr (sizeof(T) == 1) {
+        const int32_t wide = wideSteps<16>(x, f.width - kStepMargin);
+        if (wide > 0) {
+            diffStepsAvx2(s, f.isGreen(q, x), max8, dh, dv, x, wide);
+            x += 16 * wide;
+        }
+    }
+    if constexpr (sizeof(T) == 1) {
+        // Eight columns in 16-bit lanes: estimates stay within ±2^12.
+        auto step8 = [&](int32_t x) {
+            using namespace sse41;
+            auto at = [](const uint8_t* p) {
+                return _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+            };
+            const __m128i sign = _mm_set1_epi32(f.isGreen(q, x) ? 0x0001FFFF : -0x10000 | 1);
+            const __m128i c = at(s[2] + x);
+            auto rule = [&](__m128i a1, __m128i b1, __m128i a2, __m128i b2) {
+                const __m128i lap = _mm_sub_epi16(_mm_slli_epi16(c, 1), _mm_add_epi16(a2, b2));
+                const __m128i est = _mm_add_epi16(
+                    _mm_slli_epi16(_mm_add_epi16(a1, b1), 2),
+                    _mm_srai_epi16(_mm_mullo_epi16(lap, _mm_set1_epi16(kLaplacian)), 5 - kFrac));
+                const __m128i clamped = _mm_min_epi16(_mm_max_epi16(est, _mm_setzero_si128()),
+                                                      _mm_set1_epi16(static_cast<int16_t>(max8)));
+                return _mm_sign_epi16(_mm_sub_epi16(clamped, _mm_slli_epi16(c, kFrac)), sign);
+            };
+            _mm_storeu_si128(
+                reinterpret_cast<__m128i*>(dh + x),
+                rule(at(s[2] + x - 1), at(s[2] + x + 1), at(s[2] + x - 2), at(s[2] + x + 2)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(dv + x),
+                             rule(at(s[1] + x), at(s[3] + x), at(s[0] + x), at(s[4] + x)));
+        };
+        eachStep<8>(x, f.width - kStepMargin, f.width, step8, one);
+    } else {
+        eachStep<4>(x, f.width - kStepMargin, f.width, step, one);
+    }
+    // |a - b| of the plane values at a and b, four (8 for 16-bit planes) a step.
+    auto absDiff = [](const E* a, const E* b, E* out) {
+        const __m128i va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+        const __m128i vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+        const __m128i d = sizeof(E) == 2 ? _mm_abs_epi16(_mm_sub_epi16(va, vb))
+                                         : _mm_abs_epi32(_mm_sub_epi32(va, vb));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), d);
     };
-    across(0, false);
-    eachStep<4>(1, f.width - 1, f.width, across4, across);
+    constexpr int32_t kLanes = 16 / sizeof(E);
     auto vertical = [&](int32_t y) {
-        const int32_t* up = f.dv.row(fold(y - 1, f.height));
-        const int32_t* down = f.dv.row(fold(y + 1, f.height));
-        int32_t* gv = f.gv.row(y);
-        eachStep<4>(
-            0, f.width, f.width,
-            [&](int32_t x) {
-                const __m128i d = _mm_sub_epi32(sse41::load(up + x), sse41::load(down + x));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(gv + x), _mm_abs_epi32(d));
-            },
+        const E* up = f.dv.row(fold(y - 1, f.height));
+        const E* down = f.dv.row(fold(y + 1, f.height));
+        E* gv = f.gv.row(y);
+        const int32_t wide = wideSteps<8>(0, f.width);
+        if (wide > 0) absDiffStepsAvx2(up, down, gv, wide);
+        eachStep<kLanes>(
+            8 * wide, f.width, f.width, [&](int32_t x) { absDiff(up + x, down + x, gv + x); },
             [&](int32_t x, bool) { gv[x] = std::abs(up[x] - down[x]); });
     };
     if (q >= 1 && (first == 0 || q - 2 >= first)) vertical(q - 1);
@@ -148,11 +205,12 @@ void diffRow(const Frame<T>& f, int32_t q, int32_t first) {
 }
 
 // The difference planes and window sums around one site, for greenAt.
+template <typename E, typename S>
 struct DiffWindow {
-    const int32_t* dvRows[5];  // rows r - 2 .. r + 2
-    const int32_t* dhRow;
+    const E* dvRows[5];  // rows r - 2 .. r + 2
+    const E* dhRow;
     const int32_t* col;
-    const uint32_t *north, *south, *across;  // padded by kReach
+    const S *north, *south, *across;  // padded by kReach
     int32_t x;
 
     int32_t dv(int dy, int dx) const { return dvRows[dy + 2][col[x + dx + kReach]]; }
@@ -161,13 +219,15 @@ struct DiffWindow {
         const int32_t i = x + kReach;
         switch (k) {
             case 0:
-                return north[i - 1] + north[i] + north[i + 1];
+                return uint32_t{north[i - 1]} + north[i] + north[i + 1];
             case 1:
-                return south[i - 1] + south[i] + south[i + 1];
+                return uint32_t{south[i - 1]} + south[i] + south[i + 1];
             case 2:
-                return across[i] + across[i - 1] + across[i - 2] + across[i - 3] + across[i - 4];
+                return uint32_t{across[i]} + across[i - 1] + across[i - 2] + across[i - 3] +
+                       across[i - 4];
             default:
-                return across[i] + across[i + 1] + across[i + 2] + across[i + 3] + across[i + 4];
+                return uint32_t{across[i]} + across[i + 1] + across[i + 2] + across[i + 3] +
+                       across[i + 4];
         }
     }
 };
@@ -175,14 +235,21 @@ struct DiffWindow {
 // Green along row r: partial window sums first (five-row sums of the
 // vertical gradients above and below each column, three-row sums of the
 // horizontal ones), then the rule at each red and blue site.
+// `first` is the walk's first green row: row r - 4 made row r's sums above
+// when the walk made it.
 template <typename T>
-void greenRow(const Frame<T>& f, int32_t r) {
-    const int32_t* gv[2 * kWindowLength - 1];
+void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
+    using E = Plane<T>;
+    const E* gv[2 * kWindowLength - 1];
     for (int i = 0; i < 2 * kWindowLength - 1; ++i) {
         gv[i] = f.gv.row(fold(r - kWindowLength + 1 + i, f.height));
     }
-    const int32_t* gh[3];
-    for (int i = 0; i < 3; ++i) gh[i] = f.gh.row(fold(r - 1 + i, f.height));
+    // Horizontal gradients come from the differences of rows r - 1 .. r + 1.
+    const E* dh[3];
+    for (int i = 0; i < 3; ++i) dh[i] = f.dh.row(fold(r - 1 + i, f.height));
+    Sum<T>* north = f.verticalRow(r - kWindowLength + 1);
+    Sum<T>* south = f.verticalRow(r);
+    const bool haveNorth = r - (kWindowLength - 1) >= first;
     // Padded column i is column i - kReach, folded.
     auto sums = [&](int32_t i, bool) {
         const int32_t x = f.col[i];
@@ -191,35 +258,77 @@ void greenRow(const Frame<T>& f, int32_t r) {
             up += static_cast<uint32_t>(gv[k][x]);
             down += static_cast<uint32_t>(gv[k + kWindowLength - 1][x]);
         }
-        f.north[i] = up;
-        f.south[i] = down;
-        f.across[i] = static_cast<uint32_t>(gh[0][x] + gh[1][x] + gh[2][x]);
+        if (!haveNorth) north[i] = static_cast<Sum<T>>(up);
+        south[i] = static_cast<Sum<T>>(down);
+        const int32_t w = f.c(x - 1), e = f.c(x + 1);
+        uint32_t across = 0;
+        for (int k = 0; k < 3; ++k) across += static_cast<uint32_t>(std::abs(dh[k][w] - dh[k][e]));
+        f.across[i] = static_cast<Sum<T>>(across);
+    };
+    // Eight columns of 16-bit planes: gradients below 2^12, five of them
+    // still fit 16 signed bits.
+    auto sums8 = [&](int32_t i) {
+        const int32_t x = i - kReach;
+        auto at = [&](const E* p) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + x));
+        };
+        const __m128i mid = at(gv[4]);
+        auto widen = [&](Sum<T>* p, __m128i v) {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + i), v);
+        };
+        if (!haveNorth) {
+            const __m128i up = _mm_add_epi16(_mm_add_epi16(at(gv[0]), at(gv[1])),
+                                             _mm_add_epi16(at(gv[2]), at(gv[3])));
+            widen(north, _mm_add_epi16(up, mid));
+        }
+        const __m128i down =
+            _mm_add_epi16(_mm_add_epi16(at(gv[5]), at(gv[6])), _mm_add_epi16(at(gv[7]), at(gv[8])));
+        widen(south, _mm_add_epi16(down, mid));
+        auto grad = [&](const E* p) { return _mm_abs_epi16(_mm_sub_epi16(at(p - 1), at(p + 1))); };
+        widen(f.across, _mm_add_epi16(_mm_add_epi16(grad(dh[0]), grad(dh[1])), grad(dh[2])));
     };
     auto sums4 = [&](int32_t i) {
-        using sse41::load;
+        using sse41::loadLanes;
         const int32_t x = i - kReach;
         __m128i up = _mm_setzero_si128(), down = _mm_setzero_si128();
         for (int k = 0; k < kWindowLength; ++k) {
-            up = _mm_add_epi32(up, load(gv[k] + x));
-            down = _mm_add_epi32(down, load(gv[k + kWindowLength - 1] + x));
+            up = _mm_add_epi32(up, loadLanes(gv[k] + x));
+            down = _mm_add_epi32(down, loadLanes(gv[k + kWindowLength - 1] + x));
         }
-        const __m128i across =
-            _mm_add_epi32(_mm_add_epi32(load(gh[0] + x), load(gh[1] + x)), load(gh[2] + x));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.north + i), up);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(f.south + i), down);
+        auto grad = [&](const E* p) {
+            return _mm_abs_epi32(_mm_sub_epi32(loadLanes(p + x - 1), loadLanes(p + x + 1)));
+        };
+        const __m128i across = _mm_add_epi32(_mm_add_epi32(grad(dh[0]), grad(dh[1])), grad(dh[2]));
+        if (!haveNorth) _mm_storeu_si128(reinterpret_cast<__m128i*>(north + i), up);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(south + i), down);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(f.across + i), across);
     };
-    for (int32_t i = 0; i < kReach; ++i) sums(i, false);
-    eachStep<4>(kReach, kReach + f.width, f.width + 2 * kReach, sums4, sums);
-    DiffWindow n;
+    // Vector steps from column 1 to one before the last: the gradients read
+    // the differences either side.
+    for (int32_t i = 0; i <= kReach; ++i) sums(i, false);
+    const int32_t sumSteps = wideSteps<8>(1, f.width - 1);
+    if (sumSteps > 0) {
+        const E* gvAt[2 * kWindowLength - 1];
+        for (int i = 0; i < 2 * kWindowLength - 1; ++i) gvAt[i] = gv[i] + 1;
+        const E* dhAt[3] = {dh[0] + 1, dh[1] + 1, dh[2] + 1};
+        windowSumsAvx2(gvAt, dhAt, haveNorth ? nullptr : north + kReach + 1, south + kReach + 1,
+                       f.across + kReach + 1, sumSteps);
+    }
+    const int32_t from = kReach + 1 + 8 * sumSteps, stepEnd = kReach + f.width - 1;
+    if constexpr (sizeof(E) == 2) {
+        eachStep<8>(from, stepEnd, f.width + 2 * kReach, sums8, sums);
+    } else {
+        eachStep<4>(from, stepEnd, f.width + 2 * kReach, sums4, sums);
+    }
+    DiffWindow<E, Sum<T>> n;
     for (int i = 0; i < 5; ++i) n.dvRows[i] = f.dv.row(fold(r - 2 + i, f.height));
     n.dhRow = f.dh.row(r);
     n.col = f.col;
-    n.north = f.north;
-    n.south = f.south;
+    n.north = north;
+    n.south = south;
     n.across = f.across;
     const T* s = f.srcRow(r);
-    int32_t* g = f.green.row(r);
+    Colour<T>* g = f.green.row(r);
     auto one = [&](int32_t x, bool) {
         n.x = x;
         g[x] = f.isGreen(r, x) ? s[x] : greenAt<typename Frame<T>::Acc>(n, s[x], f.epsGreen, f.max);
@@ -232,24 +341,45 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
         auto sum5 = [&](int32_t from) {
             __m128i v = everyOther(f.across + from);
+#pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
                 v = _mm_add_epi32(v, everyOther(f.across + from + k));
             return v;
         };
-        auto sum3 = [&](const uint32_t* p) {
+        auto sum3 = [&](const Sum<T>* p) {
             return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
                                  everyOther(p + i + 1));
         };
-        const __m128i sums[4] = {sum3(f.north), sum3(f.south), sum5(i - kWindowLength + 1),
-                                 sum5(i)};
+        const __m128i sums[4] = {sum3(north), sum3(south), sum5(i - kWindowLength + 1), sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
                         _mm_setzero_si128()};
-        for (int t = 0; t < 3; ++t) {
-            const __m128i tap = _mm_set1_epi32(kTaps[t]);
-            d[0] = _mm_add_epi32(d[0], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 - t] + at)));
-            d[1] = _mm_add_epi32(d[1], _mm_mullo_epi32(tap, everyOther(n.dvRows[2 + t] + at)));
-            d[2] = _mm_add_epi32(d[2], _mm_mullo_epi32(tap, everyOther(n.dhRow + at - t)));
-            d[3] = _mm_add_epi32(d[3], _mm_mullo_epi32(tap, everyOther(n.dhRow + at + t)));
+        if constexpr (kWide<T>) {
+#pragma GCC unroll 4
+            for (int t = 0; t < 3; ++t) {
+                const __m128i tap = _mm_set1_epi32(kTaps[t]);
+                auto times = [&](__m128i v) { return _mm_mullo_epi32(tap, v); };
+                d[0] = _mm_add_epi32(d[0], times(everyOther(n.dvRows[2 - t] + at)));
+                d[1] = _mm_add_epi32(d[1], times(everyOther(n.dvRows[2 + t] + at)));
+                d[2] = _mm_add_epi32(d[2], times(everyOther(n.dhRow + at - t)));
+                d[3] = _mm_add_epi32(d[3], times(everyOther(n.dhRow + at + t)));
+            }
+        } else {
+            // Tapped differences of all eight columns in 16-bit lanes (below
+            // 2^14 in magnitude), then those of the sites.
+            auto taps = [](const E* a, const E* b, const E* c) {
+                auto term = [](const E* p, int32_t tap) {
+                    return _mm_mullo_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                                           _mm_set1_epi16(static_cast<int16_t>(tap)));
+                };
+                const __m128i v = _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                                term(c, kTaps[2]));
+                return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+            };
+            const E* const* dv = n.dvRows;
+            d[0] = taps(dv[2] + at, dv[1] + at, dv[0] + at);
+            d[1] = taps(dv[2] + at, dv[3] + at, dv[4] + at);
+            d[2] = taps(n.dhRow + at, n.dhRow + at - 1, n.dhRow + at - 2);
+            d[3] = taps(n.dhRow + at, n.dhRow + at + 1, n.dhRow + at + 2);
         }
         const __m128i v = sse41::greenAt<kWide<T>>(everyOther(s + at), sums, d, f.epsGreen, f.max);
         const __m128i c = everyOther(s + (greenFirst ? x : x + 1));
@@ -260,8 +390,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
         const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
         if (wide > 0) {
             const GreenRowAvx2 rows{
-                f.north + kReach,
-                f.south + kReach,
+                north + kReach,
+                south + kReach,
                 f.across + kReach,
                 {n.dvRows[0], n.dvRows[1], n.dvRows[2], n.dvRows[3], n.dvRows[4]},
                 n.dhRow,
@@ -280,8 +410,8 @@ void greenRow(const Frame<T>& f, int32_t r) {
 template <typename T>
 struct ColourWindow {
     const Frame<T>* f;
-    const int32_t* greenRows[5];  // rows y - 2 .. y + 2
-    const int32_t* otherRows[3];  // rows y - 1 .. y + 1
+    const Colour<T>* greenRows[5];  // rows y - 2 .. y + 2
+    const Colour<T>* otherRows[3];  // rows y - 1 .. y + 1
     const T* srcRows[3];
     int32_t y, x;
     bool red;  // the colour wanted is the one at red sites
@@ -324,7 +454,7 @@ constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 template <typename T>
 void otherRow(const Frame<T>& f, int32_t r) {
     ColourWindow<T> n = colourWindow(f, r);
-    int32_t* o = f.other.row(r);
+    Colour<T>* o = f.other.row(r);
     auto one = [&](int32_t x, bool) {
         if (f.isGreen(r, x)) return;
         n.x = x;
@@ -341,6 +471,7 @@ void otherRow(const Frame<T>& f, int32_t r) {
         const int32_t at = f.isGreen(r, x) ? x + 1 : x;
         const __m128i g0 = everyOther(n.greenRows[2] + at);
         __m128i d[4], steps[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
@@ -366,8 +497,8 @@ template <typename T, class Writer>
 void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     ColourWindow<T> n = colourWindow(f, y);
     const T* s = f.srcRow(y);
-    const int32_t* g = f.green.row(y);
-    const int32_t* o = f.other.row(y);
+    const Colour<T>* g = f.green.row(y);
+    const Colour<T>* o = f.other.row(y);
     using Acc = typename Frame<T>::Acc;
     auto one = [&](int32_t x, bool) {
         n.x = x;
@@ -397,6 +528,7 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
         const __m128i g0 = everyOther(g + at);
         __m128i steps[4], sample[4], estimate[4];
+#pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
@@ -462,11 +594,17 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
     int32_t* col = p;
     for (int32_t x = -kReach; x < width + kReach; ++x) col[x + kReach] = fold(x, width);
     p += width + 2 * kReach;
+    using E = Plane<T>;
+    E* planes = reinterpret_cast<E*>(p);
     auto ring = [&](int32_t rows) {
-        const Ring r{p, width, rows};
-        p += int64_t{rows} * width;
+        const Ring<E> r{planes, width, rows};
+        planes += int64_t{rows} * width;
         return r;
     };
+    const Ring<E> dh = ring(kDiffRows), dv = ring(kDiffRows), gv = ring(kDiffRows);
+    Colour<T>* colours = reinterpret_cast<Colour<T>*>(planes);
+    const Ring<Colour<T>> green{colours, width, kColourRows},
+        other{colours + int64_t{kColourRows} * width, width, kColourRows};
     const int32_t scale = depth > 8 ? depth - 8 : 0;
     Frame<T> f{src,
                height,
@@ -477,23 +615,20 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                static_cast<uint32_t>(kEpsGreen) << scale,
                static_cast<uint32_t>(kEpsColour) << scale,
                col,
-               ring(kDiffRows),
-               ring(kDiffRows),
-               ring(kDiffRows),
-               ring(kDiffRows),
-               ring(kColourRows),
-               ring(kColourRows),
-               nullptr,
+               dh,
+               dv,
+               gv,
+               green,
+               other,
                nullptr,
                nullptr,
                nullptr,
                nullptr,
                nullptr};
-    uint32_t* padded = reinterpret_cast<uint32_t*>(p);
-    f.north = padded;
-    f.south = padded + (width + 2 * kReach);
-    f.across = padded + 2 * (width + 2 * kReach);
-    f.outR = reinterpret_cast<T*>(padded + 3 * (width + 2 * kReach));
+    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * width);
+    f.vertical = padded;
+    f.across = padded + kVerticalRows * (int64_t{width} + 2 * kReach);
+    f.outR = reinterpret_cast<T*>(f.across + (width + 2 * kReach));
     f.outG = f.outR + width;
     f.outB = f.outG + width;
     return f;
@@ -505,14 +640,15 @@ template <typename T, class Writer>
 void walk(const Frame<T>& f, int32_t y0, int32_t y1, const Writer& out) {
     auto from = [y0](int32_t back) { return y0 > back ? y0 - back : 0; };
     const int32_t first = from(kBackDiff);
-    int32_t diffDone = first, greenDone = from(kBackGreen), otherDone = from(kBackOther);
+    const int32_t greenFirst = from(kBackGreen);
+    int32_t diffDone = first, greenDone = greenFirst, otherDone = from(kBackOther);
     const int32_t height = f.height;
     for (int32_t y = y0; y < y1; ++y) {
         for (; diffDone < height && diffDone <= y + kAheadDiff; ++diffDone) {
             diffRow(f, diffDone, first);
         }
         for (; greenDone < height && greenDone <= y + kAheadGreen; ++greenDone) {
-            greenRow(f, greenDone);
+            greenRow(f, greenDone, greenFirst);
         }
         for (; otherDone < height && otherDone <= y + kAheadOther; ++otherDone) {
             otherRow(f, otherDone);

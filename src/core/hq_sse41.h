@@ -22,6 +22,19 @@ inline __m128i load(const int32_t* p) {
 inline __m128i load(const uint32_t* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
+// Four plane values widened to lanes, and stored back.
+inline __m128i loadLanes(const int32_t* p) {
+    return load(p);
+}
+inline __m128i loadLanes(const int16_t* p) {
+    return _mm_cvtepi16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
+inline void storeLanes(int32_t* p, __m128i v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+inline void storeLanes(int16_t* p, __m128i v) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v, v));
+}
 // Four samples widened to lanes.
 inline __m128i loadSamples(const uint8_t* p) {
     int32_t v;
@@ -38,6 +51,10 @@ inline __m128i everyOther(const int32_t* p) {
 }
 inline __m128i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
+}
+inline __m128i everyOther(const int16_t* p) {
+    return _mm_srai_epi32(_mm_slli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), 16),
+                          16);
 }
 inline __m128i everyOther(const uint8_t* p) {
     const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
@@ -66,6 +83,12 @@ inline void storeSamples8(uint16_t* p, Columns8 v) {
 inline void store8(int32_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v.lo);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 4), v.hi);
+}
+inline void store8(uint16_t* p, Columns8 v) {
+    storeSamples8(p, v);
+}
+inline void store8(int16_t* p, Columns8 v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packs_epi32(v.lo, v.hi));
 }
 
 inline __m128i clamp(__m128i v, int32_t hi) {
@@ -104,6 +127,7 @@ inline __m128i floorDiv(__m128i a, __m128i b) {
 
 // Σ w[k] * d[k] added to acc in double precision.
 inline Doubles weighted(Doubles acc, const __m128i w[4], const __m128i d[4]) {
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) acc = mulAdd(acc, w[k], d[k]);
     return acc;
 }
@@ -125,34 +149,43 @@ inline constexpr ByteTable kInvSquareTable = [] {
     return t;
 }();
 // weights4 for each lane: s[k] the sums of direction k.
-inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
+[[gnu::always_inline]] inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
     const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
     const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
     __m128i e[4], m[4];
-    __m128i least = _mm_set1_epi32(63);
+    // Biased exponents: their differences are those of the bit lengths.
+    __m128i least = _mm_set1_epi32(255);
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
         const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
-        e[k] = _mm_sub_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(127));
+        e[k] = _mm_srli_epi32(bits, 23);
         m[k] = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(bits, 19), _mm_set1_epi32(15)),
                             _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
         least = _mm_min_epi32(least, e[k]);
     }
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i t =
             _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
-        // t >> shift as t * 2^(15 - shift) >> 15; shifts past 15 give 0.
-        const __m128i shift =
-            _mm_min_epi32(_mm_slli_epi32(_mm_sub_epi32(e[k], least), 1), _mm_set1_epi32(16));
-        const __m128i scale = _mm_cvttps_epi32(
-            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(142), shift), 23)));
-        w[k] = _mm_srli_epi32(_mm_mullo_epi32(t, scale), 15);
+        // t >> shift as the truncated t * 2^-shift, exact in single precision
+        // (t < 2^13, shift <= 62); shifts past 15 give 0 there too.
+        const __m128i shift = _mm_slli_epi32(_mm_sub_epi32(e[k], least), 1);
+        const __m128 scale =
+            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), shift), 23));
+        w[k] = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(t), scale));
     }
 }
 
+// Products of lanes whose values fit 16 signed bits, one madd each.
+inline __m128i mul16(__m128i a, __m128i b) {
+    return _mm_madd_epi16(a, b);
+}
+// Σ w[k] * d[k] for 8-bit samples: weights below 2^13, the differences
+// (tapped ones too) below 2^15.
 inline __m128i weighted(const __m128i w[4], const __m128i d[4]) {
-    return _mm_add_epi32(_mm_add_epi32(_mm_mullo_epi32(w[0], d[0]), _mm_mullo_epi32(w[1], d[1])),
-                         _mm_add_epi32(_mm_mullo_epi32(w[2], d[2]), _mm_mullo_epi32(w[3], d[3])));
+    return _mm_add_epi32(_mm_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
+                         _mm_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
 }
 inline __m128i total(const __m128i w[4]) {
     return _mm_add_epi32(_mm_add_epi32(w[0], w[1]), _mm_add_epi32(w[2], w[3]));
@@ -161,7 +194,8 @@ inline __m128i total(const __m128i w[4]) {
 // greenAt for four sites from the window sums s and the tapered one-sided
 // differences d (scalar: Σ kTaps[i] * difference).
 template <bool kWide>
-__m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4],
+                                              uint32_t eps, int32_t max) {
     __m128i w[4];
     weights4(s, eps, w);
     const __m128i den = _mm_mullo_epi32(total(w), _mm_set1_epi32(kTapSum));
@@ -171,7 +205,13 @@ __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
         const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
         return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
     } else {
-        return clamp(floorDiv(_mm_add_epi32(_mm_mullo_epi32(base, den), weighted(w, d)), by), max);
+        // base (below 2^12) and the weights' total (below 2^15) fit madd; the
+        // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and
+        // the total divide exactly in single precision.
+        const __m128i sum = total(w);
+        const __m128i a =
+            _mm_add_epi32(_mm_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
+        return clamp(floorDivSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
     }
 }
 
@@ -179,8 +219,10 @@ __m128i greenAt(__m128i c, const __m128i s[4], const __m128i d[4], uint32_t eps,
 // green steps. For 8-bit samples the dividend stays below 2^23: g and |d|
 // below 2^8, the weights' total below 2^15.
 template <bool kWide>
-__m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t eps, int32_t max) {
+[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
+                                               const __m128i steps[4], uint32_t eps, int32_t max) {
     __m128i s[4];
+#pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
         s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
     __m128i w[4];
@@ -191,8 +233,8 @@ __m128i colourAt(__m128i g, const __m128i d[4], const __m128i steps[4], uint32_t
         const Doubles a = mulAdd(negate(weighted(negate(half), w, d)), g, den);
         return clamp(floorDiv(a, den), max);
     } else {
-        const __m128i a = _mm_add_epi32(_mm_sub_epi32(_mm_mullo_epi32(g, den), weighted(w, d)),
-                                        _mm_srli_epi32(den, 1));
+        const __m128i a =
+            _mm_add_epi32(_mm_sub_epi32(mul16(g, den), weighted(w, d)), _mm_srli_epi32(den, 1));
         return clamp(floorDivSmall(a, den), max);
     }
 }
