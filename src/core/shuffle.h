@@ -50,6 +50,8 @@ constexpr Masks48 masks48(F map) {
 
 template <bool kStream>
 inline void gather48(const Masks48& k, __m128i s0, __m128i s1, __m128i s2, uint8_t* out) {
+    // Unrolled, so that a kernel's loop can keep the nine masks in registers.
+#pragma GCC unroll 3
     for (int o = 0; o < 3; ++o) {
         const __m128i v = _mm_or_si128(_mm_or_si128(shuffle(s0, k.m[o][0]), shuffle(s1, k.m[o][1])),
                                        shuffle(s2, k.m[o][2]));
