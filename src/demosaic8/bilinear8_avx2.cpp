@@ -4,6 +4,7 @@
 // Compiled with -mavx2: see simd_avx2.h for what it may include.
 #include "bilinear8_avx2.h"
 #include "simd_avx2.h"
+#include "writers_avx2.h"
 
 #include <immintrin.h>
 
@@ -69,17 +70,8 @@ inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, int32_
         store(row[0] + x,
               joinColumns(luma(w, r.odd, g.odd, b.odd), luma(w, r.even, g.even, b.even)));
     } else {
-        const __m256i rb = joinColumns(r.odd, r.even), gb = joinColumns(g.odd, g.even),
-                      bb = joinColumns(b.odd, b.even);
-        if constexpr (kForm == Form8::Bgr8) {
-            avx2::interleave3(bb, gb, rb, row[0] + 3 * x);
-        } else if constexpr (kForm == Form8::Bgra8) {
-            avx2::interleave4(bb, gb, rb, _mm256_setzero_si256(), row[0] + 4 * x);
-        } else {
-            store(row[0] + x, rb);
-            store(row[1] + x, gb);
-            store(row[2] + x, bb);
-        }
+        putColours<kForm>(row, false, x, joinColumns(r.odd, r.even), joinColumns(g.odd, g.even),
+                          joinColumns(b.odd, b.even));
     }
 }
 

@@ -4,6 +4,7 @@
 // Compiled with -mavx2: see simd_avx2.h for what it may include.
 #include "edge8_avx2.h"
 #include "simd_avx2.h"
+#include "writers_avx2.h"
 
 #include <immintrin.h>
 
@@ -90,24 +91,8 @@ inline void put(const EdgeOut& out, uint8_t* const row[3], int32_t x, __m256i rO
               interleave(luma(w, clampByte(rOdd), clampByte(gOdd), clampByte(bOdd)),
                          luma(w, clampByte(rEven), clampByte(gEven), clampByte(bEven))));
     } else {
-        __m256i r = interleave(rOdd, rEven), g = interleave(gOdd, gEven),
-                b = interleave(bOdd, bEven);
-        if constexpr (kForm == Form8::Planar) {
-            store(row[0] + x, r);
-            store(row[1] + x, g);
-            store(row[2] + x, b);
-        } else {
-            if (!out.exchange) {
-                const __m256i t = r;
-                r = b;
-                b = t;
-            }
-            if constexpr (kForm == Form8::Bgr8) {
-                avx2::interleave3(r, g, b, row[0] + 3 * x);
-            } else {
-                avx2::interleave4(r, g, b, _mm256_setzero_si256(), row[0] + 4 * x);
-            }
-        }
+        putColours<kForm>(row, out.exchange, x, interleave(rOdd, rEven), interleave(gOdd, gEven),
+                          interleave(bOdd, bEven));
     }
 }
 

@@ -4,6 +4,7 @@
 // Compiled with -mavx2: see simd_avx2.h for what it may include.
 #include "nearest8_avx2.h"
 #include "simd_avx2.h"
+#include "writers_avx2.h"
 
 #include <immintrin.h>
 
@@ -30,35 +31,15 @@ inline __m256i evenAtOrLeft(const uint8_t* p) {
 }
 
 template <Form8 kForm>
-inline void put(const WideOut& out, uint8_t* const row[3], int32_t x, __m256i r, __m256i g,
-                __m256i b) {
-    if constexpr (kForm == Form8::Planar) {
-        store(row[0] + x, r);
-        store(row[1] + x, g);
-        store(row[2] + x, b);
-    } else {
-        if (!out.exchange) {
-            const __m256i t = r;
-            r = b;
-            b = t;
-        }
-        if constexpr (kForm == Form8::Bgr8) {
-            avx2::interleave3(r, g, b, row[0] + 3 * x);
-        } else {
-            avx2::interleave4(r, g, b, _mm256_setzero_si256(), row[0] + 4 * x);
-        }
-    }
-}
-
-template <Form8 kForm>
 void band(const WideOut& out, const uint8_t* above, const uint8_t* upper, const uint8_t* lower,
           int32_t x, int32_t steps) {
     for (int32_t i = 0; i < steps; ++i, x += 32) {
         // Upper row: red from the row above, green and blue its own; lower
         // row: red and green its own, blue from the upper row.
         const __m256i upperEven = evenAtOrLeft(upper + x), upperOdd = oddAtOrLeft(upper + x);
-        put<kForm>(out, out.blue, x, evenAtOrLeft(above + x), upperEven, upperOdd);
-        put<kForm>(out, out.red, x, evenAtOrLeft(lower + x), oddAtOrLeft(lower + x), upperOdd);
+        putColours<kForm>(out.blue, out.exchange, x, evenAtOrLeft(above + x), upperEven, upperOdd);
+        putColours<kForm>(out.red, out.exchange, x, evenAtOrLeft(lower + x), oddAtOrLeft(lower + x),
+                          upperOdd);
     }
 }
 
