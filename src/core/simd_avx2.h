@@ -19,6 +19,14 @@ inline __m256i load(const uint8_t* p) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
 
+// 16 words of 16-bit samples.
+inline __m256i loadWords(const uint16_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+inline void storeWords(uint16_t* p, __m256i v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+}
+
 // Two 16-byte halves from p and p + offset.
 inline __m256i loadHalves(const uint8_t* p, int offset) {
     const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));

@@ -12,12 +12,8 @@
 namespace tav::d16 {
 namespace {
 
-inline __m256i loadWords(const uint16_t* p) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-}
-inline void storeWords(uint16_t* p, __m256i v) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
-}
+using avx2::loadWords;
+using avx2::storeWords;
 
 // floor((a + b) / 2) per 16-bit lane without leaving 16 bits.
 inline __m256i averageDown(__m256i a, __m256i b) {
