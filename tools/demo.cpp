@@ -61,11 +61,11 @@ std::string formatPsnr(double db) {
 
 void printResult(const Result& r, double megapixels) {
     if (!r.ok) {
-        std::printf("  %-11s %-22s skipped: %s\n", r.name.c_str(), r.entry.c_str(),
+        std::printf("  %-11s %-26s skipped: %s\n", r.name.c_str(), r.entry.c_str(),
                     r.failure.c_str());
         return;
     }
-    std::printf("  %-11s %-22s %8.3f %7.1f %6s", r.name.c_str(), r.entry.c_str(),
+    std::printf("  %-11s %-26s %8.3f %7.1f %6s", r.name.c_str(), r.entry.c_str(),
                 r.timing.msPerFrame, megapixels / (r.timing.msPerFrame / 1000.0),
                 formatPsnr(r.psnr).c_str());
     for (double db : r.regions) std::printf(" %6s", formatPsnr(db).c_str());
@@ -104,17 +104,18 @@ const PhaseInfo kPhases[] = {
 
 // A source depth and the destination it is demosaiced into.
 struct Depth {
-    const char* name;
-    int bits;         // of the mosaic's samples
-    bool packed;      // 12-bit samples two in three bytes
-    uint32_t target;  // RGB8, RGB12 or RGB16
-    int maxValue;     // of the destination's samples
+    const char* source;  // after "Bayer" and the phase
+    const char* name;    // of the destination
+    int bits;            // of the mosaic's samples
+    bool packed;         // 12-bit samples two in three bytes
+    uint32_t target;     // RGB8, RGB12 or RGB16
+    int maxValue;        // of the destination's samples
 };
 const Depth kDepths[] = {
-    {"8 to RGB8", 8, false, TAV_PF_RGB8, 255},
-    {"12Packed to RGB8", 12, true, TAV_PF_RGB8, 255},
-    {"12 to RGB12", 12, false, TAV_PF_RGB12, 4095},
-    {"16 to RGB16", 16, false, TAV_PF_RGB16, 65535},
+    {"8", "RGB8", 8, false, TAV_PF_RGB8, 255},
+    {"12Packed", "RGB8", 12, true, TAV_PF_RGB8, 255},
+    {"12", "RGB12", 12, false, TAV_PF_RGB12, 4095},
+    {"16", "RGB16", 16, false, TAV_PF_RGB16, 65535},
 };
 
 // The chart mosaicked in one phase at one depth, as the library reads it.
@@ -196,7 +197,8 @@ int runDemo(const std::vector<std::string>& argv) {
     const double megapixels = double(width) * height / 1e6;
     std::printf("tav demo: %s%s, %dx%d, mosaicked to BayerRG12Packed (%zu bytes) -> %s\n",
                 source.c_str(), note.c_str(), width, height, packed.bytes.size(), dir.c_str());
-    std::printf("  %-11s %-22s %8s %7s %6s", "method", "BayerRG", "ms/frame", "MP/s", "PSNR");
+    std::printf("  %-11s %-26s %8s %7s %6s", "method", "source to destination", "ms/frame", "MP/s",
+                "PSNR");
     for (const Region& r : regions) std::printf(" %6s", r.name);
     std::printf("   file\n");
 
@@ -212,7 +214,7 @@ int runDemo(const std::vector<std::string>& argv) {
              method <= TAV_METHOD_HQ; ++method) {
             Result r;
             r.name = std::string(methodName(method)) + (deep ? "16" : "");
-            r.entry = d->name;
+            r.entry = std::string("BayerRG") + d->source + " to " + d->name;
             std::vector<uint8_t> out(size_t(width) * height * (deep ? 6 : 3));
             const int32_t rc = demosaicInto(m, *d, method, out.data());
             if (rc != TAV_OK) {
@@ -247,15 +249,16 @@ int runDemo(const std::vector<std::string>& argv) {
     }
     if (!regions.empty()) {
         std::printf(
-            "  The zone plate's rings reach the pixel limit, twice what a Bayer sensor's red and\n"
-            "  blue sites resolve: its PSNR measures aliasing, low for every method; judge a\n"
-            "  method by the bars, edges and text.\n");
+            "  zone plate: rings up to the pixel limit, past what a Bayer mosaic resolves; it "
+            "measures aliasing.\n"
+            "  text: one-pixel strokes, near that limit too. The bars and edges show everyday "
+            "quality.\n");
     }
 
     // Every phase at every depth, once each: a phase or depth error shows as
     // one column or row far below the others.
     const Rect scored = regions.empty() ? Rect{} : regions[0].rect;
-    std::printf("\n  every phase and depth, PSNR on the %s:\n  %-11s %-18s",
+    std::printf("\n  every phase and depth, PSNR on the %s:\n  %-11s %-26s",
                 regions.empty() ? "whole picture" : "colour bars", "method", "source");
     for (const PhaseInfo& p : kPhases) std::printf(" %8s", p.name);
     std::printf("\n");
@@ -265,7 +268,8 @@ int runDemo(const std::vector<std::string>& argv) {
         std::vector<uint8_t> out(size_t(width) * height * (d.maxValue == 255 ? 3 : 6));
         for (uint32_t method = 0; method <= TAV_METHOD_HQ; ++method) {
             if (d.maxValue != 255 && method == TAV_METHOD_NEAREST) continue;
-            std::printf("  %-11s Bayer..%-11s", methodName(method), d.name);
+            const std::string name = std::string("BayerXX") + d.source + " to " + d.name;
+            std::printf("  %-11s %-26s", methodName(method), name.c_str());
             for (const Mosaic& m : mosaics) {
                 const int32_t rc = demosaicInto(m, d, method, out.data());
                 std::printf(" %8s", rc == TAV_OK ? formatPsnr(psnrOf(chart, d, out, scored)).c_str()

@@ -466,6 +466,22 @@ TEST_F(Cli, DemoWritesChartFrameSheetAndAResultPerMethod) {
             ADD_FAILURE() << methods[m] << " skipped";
         }
     }
+    EXPECT_NE(o.out.find("PSNR   bars  edges   text   zone"), std::string::npos) << o.out;
+    EXPECT_NE(o.out.find("zone plate: "), std::string::npos) << o.out;
+    // every phase and depth: the four phases of a row agree (a swap costs 10 dB)
+    std::istringstream grid(o.out.substr(o.out.find("every phase and depth")));
+    std::string line;
+    std::getline(grid, line);
+    std::getline(grid, line);
+    int rows = 0;
+    while (std::getline(grid, line) && !line.empty()) {
+        std::istringstream cells(line.substr(40));
+        double db[4];
+        ASSERT_TRUE(cells >> db[0] >> db[1] >> db[2] >> db[3]) << line;
+        EXPECT_LT(*std::max_element(db, db + 4) - *std::min_element(db, db + 4), 3.0) << line;
+        ++rows;
+    }
+    EXPECT_EQ(rows, 14);
     // A picture of its own (odd: cropped to 40x28): every method that runs comes close.
     tavcli::Raster smooth = tavcli::makeRgbRaster(41, 29);
     for (int i = 0; i < 41 * 29; ++i) {
