@@ -88,6 +88,8 @@ Frame frameRaw(const Args& args, const std::string& input) {
     out.width = layout.width;
     out.height = layout.height;
     if (f.layout == Layout::PointList) {
+        if (uint64_t(layout.offset) > file.size())
+            throw Failure(input + " is shorter than --offset");
         out.bytes.assign(file.begin() + layout.offset, file.end());
     } else {
         out.bytes = compactBytes(frame, *out.format);

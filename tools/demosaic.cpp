@@ -219,9 +219,9 @@ std::vector<Output> planOutputs(const Job& job, const std::vector<std::string>& 
         }
     }
     if (!folder && !out.empty() && plan.size() > 1) {
-        throw usageError("-o " + out + " names one file, but there are " +
-                         std::to_string(plan.size()) +
-                         " frames to write: give an existing folder for several");
+        throw usageError("-o " + out + " names one " + (out == "-" ? "stream" : "file") +
+                         ", but there are " + std::to_string(plan.size()) + " frames to write" +
+                         (out == "-" ? "" : ": give an existing folder"));
     }
     std::map<std::string, std::string> taken;
     for (const std::string& input : inputs) taken[normalPath(input)] = "the input " + input;
@@ -283,12 +283,13 @@ int runDemosaic(const std::vector<std::string>& argv) {
             throw usageError(tavResultText(TAV_ERROR_NEAREST_DEPTH));
     }
 
+    if (!folder && !out.empty() && inputs.size() > 1) {
+        throw usageError("-o " + out + " names one " + (out == "-" ? "stream" : "file") +
+                         ", but there are " + std::to_string(inputs.size()) + " inputs" +
+                         (out == "-" ? "" : ": give an existing folder"));
+    }
     size_t failed = 0;
     const std::vector<Output> plan = planOutputs(job, inputs, out, folder, failed);
-    if (out == "-" && plan.size() + failed > 1) {
-        throw usageError("-o - writes one frame to standard output, not " +
-                         std::to_string(plan.size() + failed));
-    }
 
     TavOptions options;
     tavOptionsInit(&options);
