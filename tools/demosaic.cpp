@@ -230,6 +230,9 @@ std::vector<Output> planOutputs(const Job& job, const std::vector<std::string>& 
         const std::string key = normalPath(o.path);
         const std::string who = o.input + (job.raw.all ? " frame " + std::to_string(o.frame) : "");
         auto [it, fresh] = taken.emplace(key, who);
+        if (!fresh && it->second.rfind("the input ", 0) == 0) {
+            throw usageError(who + " would be written over " + it->second + "; nothing written");
+        }
         if (!fresh) {
             throw usageError(who + " and " + it->second + " would both be written to " + o.path +
                              "; nothing written");
@@ -308,7 +311,8 @@ int runDemosaic(const std::vector<std::string>& argv) {
                          baseName(o.input).c_str());
         }
         try {
-            if (o.input != lastInput) {
+            const bool firstOfFile = o.input != lastInput;  // warnings once a file
+            if (firstOfFile) {
                 file = readFile(o.input);
                 lastInput = o.input;
             }
@@ -316,8 +320,8 @@ int runDemosaic(const std::vector<std::string>& argv) {
             if (file.size() < uint64_t(job.raw.offset) + (o.frame + 1) * job.raw.frameBytes()) {
                 throw Failure(o.input + " became shorter while tav read it");
             }
-            const TavFrame src =
-                frameOf(job.raw, file, o.frame, fullDepth(job), words, o.input, "demosaic");
+            const TavFrame src = frameOf(job.raw, file, o.frame, fullDepth(job), words, o.input,
+                                         firstOfFile ? "demosaic" : nullptr);
             TavFrame dst;
             tavFrameInit(&dst, job.target->code, job.raw.width, job.raw.height, pixels.data());
             const int32_t rc = tavDemosaic(&src, &dst, &options);

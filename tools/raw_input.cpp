@@ -68,17 +68,17 @@ RawLayout parseRawLayout(const Args& args) {
 std::vector<int64_t> framesToRead(const RawLayout& l, uint64_t fileSize, const std::string& path) {
     const uint64_t need = l.frameBytes();
     if (need == 0) return {0};  // a point list: the whole file
-    const std::string after =
-        l.offset ? " after the " + std::to_string(l.offset) + "-byte offset" : std::string();
     const uint64_t have = fileSize > uint64_t(l.offset) ? fileSize - l.offset : 0;
+    const std::string size = path + " has " + std::to_string(fileSize) + " bytes" +
+                             (l.offset ? " (" + std::to_string(have) + " after the " +
+                                             std::to_string(l.offset) + "-byte offset)"
+                                       : std::string());
     if (have < need) {
-        throw Failure(path + " has " + std::to_string(fileSize) + " bytes, but a " + l.describe() +
-                      " needs " + std::to_string(need) + after);
+        throw Failure(size + ", but a " + l.describe() + " needs " + std::to_string(need));
     }
     if (have % need) {
-        throw Failure(path + " has " + std::to_string(fileSize) + " bytes" + after +
-                      ", not a whole number of " + l.describe() + "s of " + std::to_string(need) +
-                      " bytes (" + std::to_string(have % need) +
+        throw Failure(size + ", not a whole number of " + l.describe() + "s of " +
+                      std::to_string(need) + " bytes (" + std::to_string(have % need) +
                       " left over): check the size and format; --offset skips a header, "
                       "--stride gives padded rows");
     }
@@ -108,7 +108,7 @@ namespace {
 // Samples above `bits`: say so, and what the data most likely is.
 void warnAboveDepth(const uint16_t* s, int64_t stride, int32_t width, int32_t height, int bits,
                     const std::string& path, const char* command) {
-    if (bits >= 16) return;
+    if (bits >= 16 || command == nullptr) return;
     const uint32_t limit = (1u << bits) - 1, low = (1u << (16 - bits)) - 1;
     uint64_t above = 0;
     uint32_t largest = 0, lowBits = 0, swappedLargest = 0;
@@ -148,8 +148,9 @@ TavFrame frameOf(const RawLayout& l, const std::vector<uint8_t>& file, int64_t i
     TavFrame frame;
     const bool packed = f.layout == Layout::Packed || f.layout == Layout::BitStream;
     // a compact odd-width packed frame is one run of samples, not rows
+    // words after an odd offset are copied to aligned ones
     asWords = f.layout == Layout::BitStream || (packed && (asWords || l.width % 2)) ||
-              (f.layout == Layout::Word && (l.msb || l.bigEndian));
+              (f.layout == Layout::Word && (l.msb || l.bigEndian || l.offset % 2));
     if (!asWords) {
         tavFrameInit(&frame, f.code, l.width, l.height, const_cast<uint8_t*>(data));
         frame.stride[0] = l.stride;

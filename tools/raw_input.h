@@ -37,7 +37,8 @@ std::vector<int64_t> framesToRead(const RawLayout& layout, uint64_t fileSize,
 // Frame `index` of `file` as the library reads it. Where the program has to
 // unpack or fix the samples first (bit streams, --msb, --big-endian, or
 // `asWords`), they land in `words` and the frame is in its word format.
-// Samples above the declared depth get a warning on standard error.
+// Samples above the declared depth get a warning on standard error, naming
+// `command` (no warning when null).
 TavFrame frameOf(const RawLayout& layout, const std::vector<uint8_t>& file, int64_t index,
                  bool asWords, std::vector<uint16_t>& words, const std::string& path,
                  const char* command);
