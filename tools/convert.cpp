@@ -125,7 +125,14 @@ int runConvert(const std::vector<std::string>& argv) {
     const std::string input = args.positional()[0];
 
     const std::vector<uint8_t> head = readFile(input);
-    Frame frame = looksLikePng(head) ? framePng(input) : frameRaw(args, input);
+    const bool png = looksLikePng(head);
+    for (const std::string& option : kRawOptions) {
+        if (png && args.has(option)) {
+            throw usageError("--" + option + " is for raw frames; " + input +
+                             " is a PNG and says its own");
+        }
+    }
+    Frame frame = png ? framePng(input) : frameRaw(args, input);
 
     const std::string out = args.get("o");
     const std::string ext = out.empty() || out == "-" ? "raw" : extension(out);
