@@ -97,18 +97,33 @@ void parseSize(const std::string& text, int32_t& width, int32_t& height) {
     height = static_cast<int32_t>(h);
 }
 
-std::vector<uint8_t> readFile(const std::string& path) {
+std::vector<uint8_t> readFile(const std::string& path, uint64_t offset, uint64_t bytes) {
     FILE* f = std::fopen(path.c_str(), "rb");
     if (!f) throw Failure("cannot read " + path + ": " + std::strerror(errno));
     std::vector<uint8_t> data;
     uint8_t chunk[1 << 16];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
+    size_t n = 0;
+    if (offset && ::fseeko(f, off_t(offset), SEEK_SET) != 0) {
+        std::fclose(f);
+        throw Failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    if (bytes != UINT64_MAX) data.reserve(bytes);
+    while (data.size() < bytes &&
+           (n = std::fread(chunk, 1, std::min<uint64_t>(sizeof chunk, bytes - data.size()), f)) > 0)
         data.insert(data.end(), chunk, chunk + n);
     const bool bad = std::ferror(f) != 0;
     std::fclose(f);
     if (bad) throw Failure("cannot read " + path);
     return data;
+}
+
+uint64_t fileSize(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) {
+        throw Failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    if (!S_ISREG(st.st_mode)) throw Failure("cannot read " + path + ": not a regular file");
+    return uint64_t(st.st_size);
 }
 
 bool isDirectory(const std::string& path) {

@@ -52,7 +52,11 @@ class Args {
 // Parses "1920x1080".
 void parseSize(const std::string& text, int32_t& width, int32_t& height);
 
-std::vector<uint8_t> readFile(const std::string& path);
+// The whole file, or `bytes` of it from `offset` (fewer where it ends).
+std::vector<uint8_t> readFile(const std::string& path, uint64_t offset = 0,
+                              uint64_t bytes = UINT64_MAX);
+// Size of a regular file; fails naming the problem.
+uint64_t fileSize(const std::string& path);
 bool isDirectory(const std::string& path);
 void makeDirectories(const std::string& path);
 std::string baseName(const std::string& path);   // "dir/a.raw" -> "a.raw"

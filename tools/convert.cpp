@@ -77,23 +77,17 @@ Frame framePng(const std::string& path) {
 Frame frameRaw(const Args& args, const std::string& input) {
     const RawLayout layout = parseRawLayout(args);
     if (layout.all) throw usageError("tav convert writes one frame: pick it with --frame N");
-    const std::vector<uint8_t> file = readFile(input);
-    const int64_t index = framesToRead(layout, file.size(), input).front();
     const FormatInfo& f = *layout.format;
-    const bool unpack = f.layout == Layout::Packed || f.layout == Layout::BitStream;
-    std::vector<uint16_t> words;
-    const TavFrame frame = frameOf(layout, file, index, unpack, words, input, "convert");
     Frame out;
-    out.format = findFormat(frame.format);
     out.width = layout.width;
     out.height = layout.height;
-    if (f.layout == Layout::PointList) {
-        if (uint64_t(layout.offset) > file.size())
-            throw Failure(input + " is shorter than --offset");
-        out.bytes.assign(file.begin() + layout.offset, file.end());
-    } else {
-        out.bytes = compactBytes(frame, *out.format);
-    }
+    const int64_t index = framesToRead(layout, fileSize(input), input).front();
+    const std::vector<uint8_t> file = readFrame(layout, input, index);
+    const bool unpack = f.layout == Layout::Packed || f.layout == Layout::BitStream;
+    std::vector<uint16_t> words;
+    const TavFrame frame = frameOf(layout, file, unpack, words, input, "convert");
+    out.format = findFormat(frame.format);
+    out.bytes = compactBytes(frame, *out.format);
     return out;
 }
 
@@ -124,8 +118,7 @@ int runConvert(const std::vector<std::string>& argv) {
     if (args.positional().size() != 1) throw usageError("tav convert takes one input file");
     const std::string input = args.positional()[0];
 
-    const std::vector<uint8_t> head = readFile(input);
-    const bool png = looksLikePng(head);
+    const bool png = looksLikePng(readFile(input, 0, 8));
     for (const std::string& option : kRawOptions) {
         if (png && args.has(option)) {
             throw usageError("--" + option + " is for raw frames; " + input +
@@ -179,8 +172,6 @@ int runConvert(const std::vector<std::string>& argv) {
             throw usageError("tav convert cannot turn " + std::string(frame.format->name) +
                              " into " + target->name + " (tav formats lists what each becomes)");
         }
-        // a point list ends at a zero record or after width x height / 4 records
-        frame.bytes.resize(frame.bytes.size() + size_t(frame.width) * frame.height + 64, 0);
         result.resize(compactFrameBytes(*target, frame.width, frame.height));
         TavFrame src, dst;
         tavFrameInit(&src, frame.format->code, frame.width, frame.height, frame.bytes.data());

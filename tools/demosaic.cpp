@@ -1,10 +1,7 @@
 // `tav demosaic`: headerless raw frames to PNG, BMP, PPM/PGM or raw.
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <map>
 
@@ -180,17 +177,9 @@ std::vector<Output> planOutputs(const Job& job, const std::vector<std::string>& 
                                 const std::string& out, bool folder, size_t& failed) {
     std::vector<Output> plan;
     for (const std::string& input : inputs) {
-        struct stat st;
-        if (::stat(input.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-            std::fprintf(
-                stderr, "tav demosaic: cannot read %s: %s\n", input.c_str(),
-                ::stat(input.c_str(), &st) != 0 ? std::strerror(errno) : "not a regular file");
-            ++failed;
-            continue;
-        }
         std::vector<int64_t> frames;
         try {
-            frames = framesToRead(job.raw, uint64_t(st.st_size), input);
+            frames = framesToRead(job.raw, fileSize(input), input);
         } catch (const Failure& e) {
             if (e.usage) throw;
             std::fprintf(stderr, "tav demosaic: %s\n", e.what());
@@ -301,7 +290,6 @@ int runDemosaic(const std::vector<std::string>& argv) {
     std::vector<uint8_t> pixels(bytes);
     std::vector<uint16_t> words;
     std::string lastInput;
-    std::vector<uint8_t> file;
     const bool progress = plan.size() >= 8 && ::isatty(STDERR_FILENO);
     size_t written = 0;
     for (size_t i = 0; i < plan.size(); ++i) {
@@ -312,15 +300,9 @@ int runDemosaic(const std::vector<std::string>& argv) {
         }
         try {
             const bool firstOfFile = o.input != lastInput;  // warnings once a file
-            if (firstOfFile) {
-                file = readFile(o.input);
-                lastInput = o.input;
-            }
-            // the file may have changed since it was measured
-            if (file.size() < uint64_t(job.raw.offset) + (o.frame + 1) * job.raw.frameBytes()) {
-                throw Failure(o.input + " became shorter while tav read it");
-            }
-            const TavFrame src = frameOf(job.raw, file, o.frame, fullDepth(job), words, o.input,
+            lastInput = o.input;
+            const std::vector<uint8_t> bytes = readFrame(job.raw, o.input, o.frame);
+            const TavFrame src = frameOf(job.raw, bytes, fullDepth(job), words, o.input,
                                          firstOfFile ? "demosaic" : nullptr);
             TavFrame dst;
             tavFrameInit(&dst, job.target->code, job.raw.width, job.raw.height, pixels.data());

@@ -69,7 +69,6 @@ const std::vector<FormatInfo> kFormats = {
     {"BayerRG16", TAV_PF_BAYER_RG16, Layout::Word, kSource, 16, Phase::RG, TAV_PF_BAYER_RG16},
     {"BayerGB16", TAV_PF_BAYER_GB16, Layout::Word, kSource, 16, Phase::GB, TAV_PF_BAYER_GB16},
     {"BayerBG16", TAV_PF_BAYER_BG16, Layout::Word, kSource, 16, Phase::BG, TAV_PF_BAYER_BG16},
-    {"Mono1c", TAV_PF_MONO1C, Layout::PointList, kConvertSource, 8, Phase::None, 0},
     {"YUV411_8_UYYVYY", TAV_PF_YUV411_8_UYYVYY, Layout::Yuv411, kConvertSource | kConvertTarget, 8,
      Phase::None, 0},
     {"YUV420SP_NV12", TAV_PF_YUV420SP_NV12, Layout::Yuv420, kConvertSource, 8, Phase::None, 0},
@@ -202,8 +201,6 @@ uint64_t compactFrameBytes(const FormatInfo& f, int32_t width, int32_t height) {
             return n / 4 * 6;
         case Layout::Yuv420:
             return n + n / 2;
-        case Layout::PointList:
-            return 0;
         default:
             return rowBytes(f, width) * uint64_t(height);
     }

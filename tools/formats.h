@@ -21,7 +21,6 @@ enum class Layout {
     Yuv411,     // 6 bytes per 4 pixels
     Yuv420,     // 1.5 bytes a pixel (planar or semi-planar)
     Yuv422,     // 2 bytes a pixel
-    PointList,  // 4-byte point records
 };
 
 enum Role : unsigned {

@@ -32,10 +32,10 @@ RawLayout parseShape(const Args& args) {
 
 // One frame of a file, compact.
 std::vector<uint8_t> readFrame(const std::string& path, const RawLayout& l, TavFrame& frame) {
-    const std::vector<uint8_t> file = readFile(path);
-    const int64_t index = framesToRead(l, file.size(), path).front();
+    const int64_t index = framesToRead(l, fileSize(path), path).front();
+    const std::vector<uint8_t> file = readFrame(l, path, index);
     std::vector<uint16_t> words;
-    const TavFrame view = frameOf(l, file, index, false, words, path, "lsc");
+    const TavFrame view = frameOf(l, file, false, words, path, "lsc");
     std::vector<uint8_t> bytes = compactBytes(view, *findFormat(view.format));
     tavFrameInit(&frame, view.format, l.width, l.height, bytes.data());
     return bytes;

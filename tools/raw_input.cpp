@@ -67,7 +67,6 @@ RawLayout parseRawLayout(const Args& args) {
 
 std::vector<int64_t> framesToRead(const RawLayout& l, uint64_t fileSize, const std::string& path) {
     const uint64_t need = l.frameBytes();
-    if (need == 0) return {0};  // a point list: the whole file
     const uint64_t have = fileSize > uint64_t(l.offset) ? fileSize - l.offset : 0;
     const std::string size = path + " has " + std::to_string(fileSize) + " bytes" +
                              (l.offset ? " (" + std::to_string(have) + " after the " +
@@ -141,16 +140,23 @@ void warnAboveDepth(const uint16_t* s, int64_t stride, int32_t width, int32_t he
 
 }  // namespace
 
-TavFrame frameOf(const RawLayout& l, const std::vector<uint8_t>& file, int64_t index, bool asWords,
+std::vector<uint8_t> readFrame(const RawLayout& l, const std::string& path, int64_t index) {
+    const uint64_t bytes = l.frameBytes();
+    std::vector<uint8_t> frame =
+        readFile(path, uint64_t(l.offset) + uint64_t(index) * bytes, bytes);
+    if (frame.size() != bytes) throw Failure(path + " became shorter while tav read it");
+    return frame;
+}
+
+TavFrame frameOf(const RawLayout& l, const std::vector<uint8_t>& bytes, bool asWords,
                  std::vector<uint16_t>& words, const std::string& path, const char* command) {
     const FormatInfo& f = *l.format;
-    const uint8_t* data = file.data() + l.offset + index * int64_t(l.frameBytes());
+    const uint8_t* data = bytes.data();
     TavFrame frame;
     const bool packed = f.layout == Layout::Packed || f.layout == Layout::BitStream;
     // a compact odd-width packed frame is one run of samples, not rows
-    // words after an odd offset are copied to aligned ones
     asWords = f.layout == Layout::BitStream || (packed && (asWords || l.width % 2)) ||
-              (f.layout == Layout::Word && (l.msb || l.bigEndian || l.offset % 2));
+              (f.layout == Layout::Word && (l.msb || l.bigEndian));
     if (!asWords) {
         tavFrameInit(&frame, f.code, l.width, l.height, const_cast<uint8_t*>(data));
         frame.stride[0] = l.stride;

@@ -34,14 +34,16 @@ RawLayout parseRawLayout(const Args& args);
 std::vector<int64_t> framesToRead(const RawLayout& layout, uint64_t fileSize,
                                   const std::string& path);
 
-// Frame `index` of `file` as the library reads it. Where the program has to
+// The bytes of frame `index` of a file (only those are read).
+std::vector<uint8_t> readFrame(const RawLayout& layout, const std::string& path, int64_t index);
+
+// A frame's bytes as the library reads them. Where the program has to
 // unpack or fix the samples first (bit streams, --msb, --big-endian, or
 // `asWords`), they land in `words` and the frame is in its word format.
 // Samples above the declared depth get a warning on standard error, naming
 // `command` (no warning when null).
-TavFrame frameOf(const RawLayout& layout, const std::vector<uint8_t>& file, int64_t index,
-                 bool asWords, std::vector<uint16_t>& words, const std::string& path,
-                 const char* command);
+TavFrame frameOf(const RawLayout& layout, const std::vector<uint8_t>& bytes, bool asWords,
+                 std::vector<uint16_t>& words, const std::string& path, const char* command);
 
 // The bytes of a one-plane frame of `format` (or any compact frame) with compact rows.
 std::vector<uint8_t> compactBytes(const TavFrame& frame, const FormatInfo& format);
