@@ -87,7 +87,12 @@ int apply(const std::vector<std::string>& argv) {
     const std::string input = args.positional()[0];
     const std::string tablePath =
         args.required("coefficients", "the table of tav lsc estimate: --coefficients FILE");
-    const std::string out = args.get("o", stem(input) + ".lsc.raw");
+    const size_t slash = input.find_last_of('/');
+    const std::string beside = slash == std::string::npos ? "" : input.substr(0, slash + 1);
+    const std::string out = args.get("o", beside + stem(input) + ".lsc.raw");
+    if (out != "-" && extension(out) != "raw") {
+        throw usageError("tav lsc apply writes a raw frame: name it .raw, not " + out);
+    }
     checkOutputPath(out);
 
     const std::vector<uint8_t> bytes = readFile(tablePath);
