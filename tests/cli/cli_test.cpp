@@ -127,6 +127,12 @@ TEST_F(Cli, Mono8ToGreyPngAndBackIsExact) {
     EXPECT_EQ(png.data, raw);
     ok("convert grey.png -o back.raw");
     EXPECT_EQ(bytesOf("back.raw"), raw);
+    // -o -: the picture on standard output, the summary on standard error
+    const Outcome piped = ok("demosaic --format Mono8 -w 37 -h 23 --target Mono8 -o - in.raw");
+    EXPECT_EQ(piped.out, slurp(path("grey.png")));
+    EXPECT_NE(piped.err.find("wrote standard output"), std::string::npos) << piped.err;
+    // help only for --help or -?, wherever it stands
+    EXPECT_NE(ok("demosaic -w 37 -?").out.find("tav demosaic --format FMT"), std::string::npos);
     // By code, default name and type: a colour PNG repeating each sample.
     ok("demosaic --format 0x01080001 --width 37 --height 23 in.raw");
     const tavcli::Raster colour = tavcli::readPng(path("in.png"));
