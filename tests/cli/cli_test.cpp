@@ -412,12 +412,10 @@ TEST_P(CliDump, FlagReadsWhatTheWarningNames) {
     write("dump.raw", dump);
     const std::string frame = "demosaic --format Mono12 -w 8 -h 6 --offset 16 --target Mono12 ";
     const Outcome plain = ok(frame + "--frame 1 -o plain.raw dump.raw");
-    EXPECT_NE(plain.err.find(std::string("warning: dump.raw: ")), std::string::npos) << plain.err;
-    EXPECT_NE(plain.err.find(std::string("(") + c.flag + " reads it)"), std::string::npos)
+    EXPECT_NE(plain.err.find(std::string(" (") + c.flag + " reads it)\n"), std::string::npos)
         << plain.err;
     const Outcome fixed = ok(frame + "--all --output raw " + c.flag + " -o . dump.raw");
     EXPECT_EQ(fixed.err, "");
-    EXPECT_NE(fixed.out.find("3 of 3 frames written to ."), std::string::npos) << fixed.out;
     for (int f = 0; f < 3; ++f) {
         const Bytes out = bytesOf("dump-" + std::to_string(f) + ".Mono12.raw");
         ASSERT_EQ(out.size(), 2u * 8 * 6);
