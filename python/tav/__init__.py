@@ -301,8 +301,6 @@ def _source(data, fmt, width, height, bit_depth=None):
     stride = data.strides[0] if data.ndim > 1 else 0
     if fmt in (PF.RGB8_Planar, PF.BGR8_Planar):
         offsets, strides = (0, data.strides[0], 2 * data.strides[0]), (data.strides[1],) * 3
-    elif fmt == PF.YUV420SP_NV12:
-        offsets, strides = (0, h * stride, -1), (stride, stride, 0)
     else:
         offsets, strides = (0, -1, -1), (stride, 0, 0)
     return (data, int(fmt), w, h, depth, offsets, strides), h, w
