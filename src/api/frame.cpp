@@ -213,7 +213,7 @@ uint8_t* threadWork(size_t bytes) {
         ~Work() { std::free(data); }
     };
     thread_local Work work;
-    if (bytes <= work.size) return work.data;
+    if (work.data != nullptr && bytes <= work.size) return work.data;
     // Nothing in it outlives a call. 64 bytes of slack: kernels may read a
     // vector past a row's end.
     std::free(work.data);
