@@ -12,21 +12,15 @@ namespace py = pybind11;
 namespace {
 
 // A frame from the Python half's description: (array, format, width, height,
-// bit depth, plane offsets, strides), offsets in bytes from the array's first
-// element, -1 for a plane that follows the previous one.
+// bit depth, row stride); planes after the first follow it, as they do in the
+// array layouts the package takes.
 TavFrame frameOf(const py::tuple& d) {
     const auto a = d[0].cast<py::array>();
-    auto* base = static_cast<uint8_t*>(const_cast<void*>(a.data()));
     TavFrame f;
-    tavFrameInit(&f, d[1].cast<uint32_t>(), d[2].cast<int32_t>(), d[3].cast<int32_t>(), base);
+    tavFrameInit(&f, d[1].cast<uint32_t>(), d[2].cast<int32_t>(), d[3].cast<int32_t>(),
+                 const_cast<void*>(a.data()));
     f.bitDepth = d[4].cast<uint32_t>();
-    const auto offsets = d[5].cast<py::tuple>();
-    const auto strides = d[6].cast<py::tuple>();
-    for (size_t k = 0; k < 3; ++k) {
-        const auto offset = offsets[k].cast<ptrdiff_t>();
-        f.plane[k] = offset < 0 ? nullptr : base + offset;
-        f.stride[k] = strides[k].cast<ptrdiff_t>();
-    }
+    f.stride[0] = d[5].cast<ptrdiff_t>();
     return f;
 }
 

@@ -252,8 +252,6 @@ def _size_from_shape(fmt, a, width):
         return shape[0], shape[1] // 2
     if fmt == PF.YUV411_8_UYYVYY and a.ndim == 2 and shape[1] % 3 == 0:
         return shape[0], shape[1] * 2 // 3
-    if fmt in (PF.RGB8_Planar, PF.BGR8_Planar) and a.ndim == 3:
-        return shape[1], shape[2]
     if a.ndim >= 2:
         h, w = shape[:2]
         return (h, w) if _layout(fmt, h, w)[0] == shape else None
@@ -286,7 +284,7 @@ def _source(data, fmt, width, height, bit_depth=None):
             raise ValueError(f"the buffer holds {data.nbytes} bytes; a {w}x{h} "
                              f"{getattr(fmt, 'name', fmt)} frame needs {need}")
         data = _np.ascontiguousarray(data)
-        return (data, int(fmt), w, h, depth, (0, -1, -1), (0, 0, 0)), h, w
+        return (data, int(fmt), w, h, depth, 0), h, w
     size = _size_from_shape(fmt, data, width)
     if size is None:
         raise ValueError(f"a {getattr(fmt, 'name', fmt)} frame cannot have shape {data.shape}; "
@@ -298,12 +296,7 @@ def _source(data, fmt, width, height, bit_depth=None):
             raise ValueError(f"{name}={given} does not match the array's shape ({value})")
     if fmt == PF.YUV420P or not _rows_in_place(data):
         data = _np.ascontiguousarray(data)  # chroma rows of half width need compact rows
-    stride = data.strides[0] if data.ndim > 1 else 0
-    if fmt in (PF.RGB8_Planar, PF.BGR8_Planar):
-        offsets, strides = (0, data.strides[0], 2 * data.strides[0]), (data.strides[1],) * 3
-    else:
-        offsets, strides = (0, -1, -1), (stride, 0, 0)
-    return (data, int(fmt), w, h, depth, offsets, strides), h, w
+    return (data, int(fmt), w, h, depth, data.strides[0]), h, w
 
 
 def _destination(out, fmt, h, w):
@@ -318,7 +311,7 @@ def _destination(out, fmt, h, w):
                          f"not {out.shape} {_describe(out.dtype)}")
     elif not out.flags.c_contiguous or not out.flags.writeable:
         raise ValueError("out must be C-contiguous and writeable")
-    return out, (out, int(fmt), w, h, 0, (0, -1, -1), (0, 0, 0))
+    return out, (out, int(fmt), w, h, 0, 0)
 
 
 # ---------------------------------------------------------------- demosaicing
