@@ -413,7 +413,7 @@ class ShadingTable:
         if words.size != shape[0] * shape[1]:
             raise ValueError(f"a {self.width}x{self.height} table holds {shape[0] * shape[1]} "
                              f"words, not {words.size}")
-        self.words = words.reshape(shape)
+        self.words = words if words.shape == shape else words.reshape(shape)
 
     def _native(self):
         return (self.mode, self.width, self.height, self.words)
@@ -424,18 +424,22 @@ class ShadingTable:
 
 
 def lsc_estimate(flat, format, dark=None, *, mode="bayer", width=None, height=None,
-                 bit_depth=None):
+                 bit_depth=None, out=None):
     """Estimates a correction table from a flat-field frame and a dark frame of
     the same format and size (zeros when dark is None). Frames are Mono or
     Bayer, 8, 10 or 12 bits, in demosaic()'s layouts. mode: "bayer" (one word
-    per 2x2 cell) or "mono" (one per pixel).
+    per 2x2 cell) or "mono" (one per pixel). out: a C-contiguous uint32 array
+    of the table's shape to hold the words. (The estimate runs on the calling
+    thread: it takes no threads=.)
 
     >>> table = tav.lsc_estimate(flat, "BayerRG8", dark)
     >>> table = tav.lsc_estimate(flat12, "Mono12", mode="mono")   # no dark frame: zeros
     """
     fmt = _format(format)
     src, h, w = _source(flat, fmt, width, height, bit_depth)
-    table = ShadingTable(None, mode, w, h)
+    table = ShadingTable(out, mode, w, h)
+    if out is not None and table.words is not out:
+        raise ValueError(f"out must be a C-contiguous {table.words.shape} uint32 array")
     dark_desc = None
     if dark is not None:
         dark_desc, dh, dw = _source(dark, fmt, width, height, bit_depth)

@@ -203,8 +203,8 @@ def test_lens_shading_equals_the_library(fmt, mode):
     flat, dark, shot = raw_frame(fmt, h, w) // 2 + 100, raw_frame(fmt, h, w) // 8, raw_frame(fmt, h, w)
     zero_dark = tav.lsc_estimate(flat, fmt, np.zeros_like(dark), mode=mode)
     assert np.array_equal(tav.lsc_estimate(flat, fmt, mode=mode).words, zero_dark.words)
-    table = tav.lsc_estimate(flat, fmt, dark, mode=mode)
-    words = np.zeros_like(table.words)
+    words = np.zeros_like(zero_dark.words)
+    table = tav.lsc_estimate(flat, fmt, dark, mode=mode, out=np.zeros_like(words))
     c_table = ctypes.byref(Table(table.mode, w, h, words.ctypes.data))
     assert LIB.tavShadingEstimate(frame(fmt, w, h, flat), frame(fmt, w, h, dark), c_table) == 0
     want = np.zeros_like(shot)
