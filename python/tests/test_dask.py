@@ -23,7 +23,7 @@ def client(request):
 
 @pytest.fixture(scope="module")
 def archive(tmp_path_factory):
-    """A multi-frame dump of packed frames and a folder of word frames, one short."""
+    """A multi-frame dump of packed frames and a folder of word frames."""
     root = tmp_path_factory.mktemp("archive")
     packed = RNG.integers(0, 256, (N, tav.frame_size(PACKED, W, H)), dtype=np.uint8)
     packed.tofile(root / "dump.raw")

@@ -29,13 +29,6 @@ def frame(fmt, w, h, buf):
     return ctypes.byref(f)
 
 
-def options(method=1):
-    o = (ctypes.c_uint32 * 8)()
-    LIB.tavOptionsInit(o)
-    o[0] = method
-    return o
-
-
 def library(call, src_fmt, src, dst_fmt, w, h, *extra):
     """(code, output bytes) of tavDemosaic or tavConvert on a compact copy."""
     src, dst = np.ascontiguousarray(src).copy(), np.zeros(tav.frame_size(dst_fmt, w, h), np.uint8)
@@ -60,7 +53,7 @@ def test_demosaic_equals_the_library(fmt, output, method):
     fmt, out_fmt, m = PF[fmt], PF[output], tav._METHODS[method]
     raw = raw_frame(fmt, h, w)
     shape, dtype = tav._layout(out_fmt, h, w)
-    code, want = library("tavDemosaic", fmt, raw, out_fmt, w, h, options(m))
+    code, want = library("tavDemosaic", fmt, raw, out_fmt, w, h, (ctypes.c_uint32 * 8)(m))
     if code:
         with pytest.raises(tav.Error) as err:
             tav.demosaic(raw, fmt, method, output)
@@ -85,38 +78,33 @@ def test_red_light_comes_out_red_at_every_phase(phase, depth, output):
         assert (rgb[..., 0] > rgb[..., 2]).all() and (rgb[..., 0] > rgb[..., 1]).all()
 
 
+def padded(a, extra):
+    """a as a view into longer rows."""
+    big = np.zeros((a.shape[0], a.shape[1] + extra) + a.shape[2:], a.dtype)
+    big[:, :a.shape[1]] = a
+    return big[:, :a.shape[1]]
+
+
 def layouts(h, w):
-    """(format, array, kwargs) ways of giving the same frame (its first entry compact)."""
-    b8, words = raw_frame(PF.BayerRG8, h, w), raw_frame(PF.BayerRG12, h, w)
-    packed, nv12 = raw_frame(PF.BayerRG12Packed, h, w), raw_frame(PF.YUV420SP_NV12, h, w)
-    uyvy = raw_frame(PF.YUV422_8_UYVY, h, w)
-    spread = np.zeros((h, w, 3), np.uint8)
-    spread[..., :2] = uyvy
-    wide = np.zeros((h, w + 6), np.uint8)
-    wide[:, 2:w + 2] = b8
-    wide_nv12 = np.zeros((h * 3 // 2, w + 4), np.uint8)
-    wide_nv12[:, :w] = nv12
-    return [
-        ("BayerRG8", [b8, b8.ravel(), b8.tobytes(), wide[:, 2:w + 2], np.asfortranarray(b8)],
-         dict(width=w, height=h)),
-        ("BayerRG12", [words, words.ravel(), words.view(np.uint8).ravel(), words.T.copy().T],
-         dict(width=w, height=h)),
-        ("BayerRG12Packed", [packed, packed.ravel()], dict(width=w, height=h)),
-        ("NV12", [nv12, nv12.ravel(), wide_nv12[:, :w]], dict(width=w, height=h)),
-        ("UYVY", [uyvy, uyvy.reshape(h, 2 * w), uyvy.ravel(), spread[..., :2]],
-         dict(width=w, height=h)),
-    ]
+    """(format, arrays): ways of giving the same frame, the first one compact."""
+    b8, words, packed, nv12, uyvy = (raw_frame(PF[f], h, w) for f in (
+        "BayerRG8", "BayerRG12", "BayerRG12Packed", "YUV420SP_NV12", "YUV422_8_UYVY"))
+    return [("BayerRG8", [b8, b8.ravel(), b8.tobytes(), padded(b8, 6), np.asfortranarray(b8)]),
+            ("BayerRG12", [words, words.view(np.uint8).ravel(), padded(words, 2)]),
+            ("BayerRG12Packed", [packed, packed.ravel(), padded(packed, 5)]),
+            ("NV12", [nv12, nv12.ravel(), padded(nv12, 4)]),
+            ("UYVY", [uyvy, uyvy.reshape(h, 2 * w), uyvy.ravel(), np.stack([uyvy] * 2, -1)[..., 0]])]
 
 
 @pytest.mark.parametrize("case", range(5))
 def test_every_layout_of_a_frame_gives_the_same_picture(case):
     h, w = 8, 12
-    fmt, arrays, sizes = layouts(h, w)[case]
+    fmt, arrays = layouts(h, w)[case]
     call = tav.convert if fmt in ("NV12", "UYVY") else tav.demosaic
     want = call(arrays[0], fmt).tobytes()
     for a in arrays:
         before = np.frombuffer(a, np.uint8).copy() if isinstance(a, bytes) else a.copy()
-        kwargs = sizes if getattr(a, "ndim", 1) == 1 else {}
+        kwargs = dict(width=w, height=h) if getattr(a, "ndim", 1) == 1 else {}
         assert call(a, fmt, **kwargs).tobytes() == want
         assert np.array_equal(np.frombuffer(a, np.uint8) if isinstance(a, bytes) else a, before)
 
@@ -132,7 +120,7 @@ def test_convert_equals_the_library_in_opencv_shapes(src, target, shape):
     h, w = 8, 12
     s, t = PF[src], PF[target]
     data = raw_frame(s, h, w)
-    code, want = library("tavConvert", s, data, t, w, h, options())
+    code, want = library("tavConvert", s, data, t, w, h, None)
     assert code == 0
     sizes = dict(width=w, height=h) if data.ndim == 1 else {}
     got = tav.convert(data, src, target, **sizes)
@@ -147,15 +135,12 @@ Z8, Z16 = np.zeros((6, 8), np.uint8), np.zeros((6, 8), np.uint16)
 @pytest.mark.parametrize("call,error,words", [
     (lambda: tav.demosaic(Z16, "BayerRG8"), TypeError, ("uint8", "little-endian uint16")),
     (lambda: tav.demosaic(Z16.astype(">u2"), "Mono12"), TypeError, ("little-endian", "big-endian")),
-    (lambda: tav.demosaic(Z8.astype(np.float32), "Mono8"), TypeError, ("uint8", "float32")),
-    (lambda: tav.demosaic(Z8.ravel(), "Mono8"), ValueError, ("width=",)),
     (lambda: tav.demosaic(Z8.ravel()[:40], "Mono8", width=8, height=6), ValueError, ("40", "48")),
     (lambda: tav.demosaic(Z8, "Mono8", out=np.empty((6, 8, 4), np.uint8)), ValueError,
      ("(6, 8, 3)", "(6, 8, 4)")),
     (lambda: tav.demosaic(Z8, "Mono8", out=np.empty((6, 8, 6), np.uint8)[..., :3]), ValueError,
      ("contiguous",)),
     (lambda: tav.convert(np.zeros((7, 8), np.uint8), "NV12"), ValueError, ("(7, 8)",)),
-    (lambda: tav.demosaic(Z8, "NoSuchFormat"), ValueError, ("NoSuchFormat",)),
 ])
 def test_bad_arguments_are_refused_before_the_call(call, error, words):
     with pytest.raises(error) as err:
@@ -208,7 +193,7 @@ def test_lens_shading_equals_the_library(fmt, mode):
     c_table = ctypes.byref(Table(table.mode, w, h, words.ctypes.data))
     assert LIB.tavShadingEstimate(frame(fmt, w, h, flat), frame(fmt, w, h, dark), c_table) == 0
     want = np.zeros_like(shot)
-    assert LIB.tavShadingApply(frame(fmt, w, h, shot), frame(fmt, w, h, want), c_table, options()) == 0
+    assert LIB.tavShadingApply(frame(fmt, w, h, shot), frame(fmt, w, h, want), c_table, None) == 0
     assert np.array_equal(words, table.words) and not np.array_equal(want, shot)
     assert np.array_equal(tav.lsc_apply(shot, table, fmt, threads=2), want)
     assert tav.lsc_apply(shot, table, fmt, out=shot) is shot and np.array_equal(shot, want)
