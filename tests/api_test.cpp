@@ -4,6 +4,7 @@
 // counts and refusals.
 #include <cmath>
 #include <functional>
+#include <set>
 #include <thread>
 
 #include "alloc_hook.h"
@@ -347,5 +348,279 @@ TEST_P(Quirks, CompatibleKeepsApiDoesNot) {
 
 INSTANTIATE_TEST_SUITE_P(Api, Quirks, testing::ValuesIn(kQuirks),
                          [](const testing::TestParamInfo<Quirk>& i) { return i.param.name; });
+
+// ---- strides and thread counts: the same pixels as compact frames at one thread
+
+struct Geometry {
+    ptrdiff_t rowBytes;
+    int rows;
+};
+
+std::vector<Geometry> planesOf(uint32_t format, int w, int h) {
+    switch (format) {
+        case TAV_PF_YUV420SP_NV12:
+            return {{w, h}, {w, h / 2}};
+        case TAV_PF_YUV420P:
+            return {{w, h}, {w / 2, h / 2}, {w / 2, h / 2}};
+        case TAV_PF_RGB8_PLANAR:
+        case TAV_PF_BGR8_PLANAR:
+            return {{w, h}, {w, h}, {w, h}};
+        default: {
+            const TavFrame f = frameOf(format, w, h, nullptr);
+            return {{ptrdiff_t(tavFrameSize(&f) / h), h}};
+        }
+    }
+}
+
+// A frame in `buffer`: compact (pad 0), or rows `pad` bytes longer and planes
+// 64 bytes apart, given by pointer.
+TavFrame laidOut(uint32_t format, int w, int h, Bytes& buffer, ptrdiff_t pad, uint8_t fill) {
+    const auto planes = planesOf(format, w, h);
+    size_t size = 0;
+    for (const Geometry& g : planes) size += (g.rowBytes + pad) * g.rows + (pad ? 64 : 0);
+    buffer.assign(size, fill);
+    TavFrame f = frameOf(format, w, h, buffer.data());
+    uint8_t* p = buffer.data();
+    for (size_t k = 0; k < planes.size() && pad; ++k) {
+        f.plane[k] = p;
+        f.stride[k] = planes[k].rowBytes + pad;
+        p += f.stride[k] * planes[k].rows + 64;
+    }
+    return f;
+}
+
+// Calls fn(row, rowBytes, stride) for every row of every plane.
+template <typename F>
+void eachRow(const TavFrame& f, F fn) {
+    const auto planes = planesOf(f.format, f.width, f.height);
+    auto* next = static_cast<uint8_t*>(f.plane[0]);
+    for (size_t k = 0; k < planes.size(); ++k) {
+        auto* base = f.plane[k] ? static_cast<uint8_t*>(f.plane[k]) : next;
+        const ptrdiff_t stride = f.stride[k] ? f.stride[k] : planes[k].rowBytes;
+        for (int r = 0; r < planes[k].rows; ++r) fn(base + r * stride, planes[k].rowBytes, stride);
+        next = base + stride * planes[k].rows;
+    }
+}
+
+// Rows of every plane; `paddingKept` turns false where a byte between them is not `fill`.
+Bytes rowsOf(const TavFrame& f, bool* paddingKept = nullptr, uint8_t fill = 0) {
+    Bytes rows;
+    eachRow(f, [&](const uint8_t* row, ptrdiff_t bytes, ptrdiff_t stride) {
+        rows.insert(rows.end(), row, row + bytes);
+        for (ptrdiff_t b = bytes; paddingKept && b < stride; ++b) *paddingKept &= row[b] == fill;
+    });
+    return rows;
+}
+
+enum class Call { kDemosaic, kConvert, kShading };
+
+struct Layout {
+    const char* name;
+    Call call;
+    uint32_t from, to, method, bits;  // bits: significant bits of the source samples
+};
+
+constexpr Layout kLayouts[] = {
+    {"RG8_Bgra8_Edge", Call::kDemosaic, TAV_PF_BAYER_RG8, TAV_PF_BGRA8, 2, 8},
+    {"GB12p_Planar_Bilinear", Call::kDemosaic, TAV_PF_BAYER_GB12_PACKED, TAV_PF_BGR8_PLANAR, 1, 8},
+    {"BG10_Rgb8_Nearest", Call::kDemosaic, TAV_PF_BAYER_BG10, TAV_PF_RGB8, 0, 10},
+    {"RG12_Rgb16_Edge", Call::kDemosaic, TAV_PF_BAYER_RG12, TAV_PF_RGB16, 2, 12},
+    {"GR16_Mono12_Hq", Call::kDemosaic, TAV_PF_BAYER_GR16, TAV_PF_MONO12, 3, 16},
+    {"Mono12_Bgr10", Call::kDemosaic, TAV_PF_MONO12, TAV_PF_BGR10, 1, 12},
+    {"Nv12_Bgra8", Call::kConvert, TAV_PF_YUV420SP_NV12, TAV_PF_BGRA8, 0, 8},
+    {"I420_Rgb8", Call::kConvert, TAV_PF_YUV420P, TAV_PF_RGB8, 0, 8},
+    {"Bgr8_I420", Call::kConvert, TAV_PF_BGR8, TAV_PF_YUV420P, 0, 8},
+    {"Mono4p_Rgba8", Call::kConvert, TAV_PF_MONO4P, TAV_PF_RGBA8, 0, 8},
+    {"Rg12_Shading", Call::kShading, TAV_PF_BAYER_RG12, TAV_PF_BAYER_RG12, 0, 12},
+    {"Mono8_Shading", Call::kShading, TAV_PF_MONO8, TAV_PF_MONO8, 1, 8},
+};
+
+int32_t run(const Layout& l, const TavFrame& src, const TavFrame& dst, int32_t threads) {
+    TavOptions o;
+    tavOptionsInit(&o);
+    o.method = l.method;
+    o.threads = threads;
+    if (l.call == Call::kDemosaic) return tavDemosaic(&src, &dst, &o);
+    if (l.call == Call::kConvert) return tavConvert(&src, &dst, &o);
+    std::vector<uint32_t> words(tavShadingTableWords(l.method, src.width, src.height));
+    for (size_t i = 0; i < words.size(); ++i)
+        words[i] = uint32_t(150000 + i * 977 % 60000) << 12 | i * 31 % 4096;
+    const TavShadingTable table{l.method, src.width, src.height, words.data()};
+    return tavShadingApply(&src, &dst, &table, &o);
+}
+
+class Layouts : public testing::TestWithParam<Layout> {};
+
+TEST_P(Layouts, PaddedFramesAndThreadsGiveCompactPixels) {
+    const Layout& l = GetParam();
+    const int w = 48, h = 20;
+    Bytes compactIn, compactOut, paddedIn, paddedOut;
+    const TavFrame src = laidOut(l.from, w, h, compactIn, 0, 0);
+    const TavFrame dst = laidOut(l.to, w, h, compactOut, 0, 0xEE);
+    const TavFrame paddedSrc = laidOut(l.from, w, h, paddedIn, 22, 0x33);
+    const TavFrame paddedDst = laidOut(l.to, w, h, paddedOut, 26, 0xEE);
+    const Bytes noise = tavtest::randomBytes(compactIn.size(), 7);
+    std::copy(noise.begin(), noise.end(), compactIn.begin());
+    for (size_t i = 1; l.bits > 8 && i < compactIn.size(); i += 2)
+        compactIn[i] &= (1 << (l.bits - 8)) - 1;
+    size_t at = 0;
+    eachRow(paddedSrc, [&](uint8_t* row, ptrdiff_t bytes, ptrdiff_t) {
+        std::copy_n(compactIn.begin() + at, bytes, row);
+        at += bytes;
+    });
+    ASSERT_EQ(run(l, src, dst, 1), TAV_OK);
+    const int32_t before = tavGetNumThreads();
+    tav::setBandUnits(1);
+    const std::string printed =
+        tavtest::printedBy([&] { ASSERT_EQ(run(l, paddedSrc, paddedDst, 3), TAV_OK); });
+    const char* suite = std::getenv("TAV_TEST_BAND_UNITS");
+    tav::setBandUnits(suite ? std::atoi(suite) : 0);
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(tavGetNumThreads(), before);
+    bool kept = true;
+    EXPECT_EQ(rowsOf(paddedDst, &kept, 0xEE), rowsOf(dst));
+    EXPECT_TRUE(kept);
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, Layouts, testing::ValuesIn(kLayouts),
+                         [](const testing::TestParamInfo<Layout>& i) { return i.param.name; });
+
+// ---- conversions and shading: the compatible entries' bytes, alpha 255, every pixel
+
+TEST(ApiConvert, EveryPairGivesTheCompatibleBytesWithOpaqueAlpha) {
+    const uint32_t formats[] = {
+        TAV_PF_MONO1P,   TAV_PF_MONO4P,        TAV_PF_MONO8,         TAV_PF_YUV411_8_UYYVYY,
+        TAV_PF_YUV420P,  TAV_PF_YUV420SP_NV12, TAV_PF_YUV422_8_UYVY, TAV_PF_YUV422_8,
+        TAV_PF_YUV8_UYV, TAV_PF_RGB8,          TAV_PF_BGR8,          TAV_PF_RGBA8,
+        TAV_PF_BGRA8};
+    const int w = 24, h = 6;
+    int pairs = 0;
+    for (uint32_t from : formats) {
+        Bytes in = tavtest::randomBytes(4 * w * h, from);
+        for (uint32_t to : formats) {
+            Bytes api(4 * w * h, 0xAA), compat(api);
+            const TavFrame src = frameOf(from, w, h, in.data()),
+                           dst = frameOf(to, w, h, api.data());
+            const int32_t code = tavConvert(&src, &dst, nullptr);
+            if (code != TAV_OK) {
+                EXPECT_TRUE(code == TAV_ERROR_PAIR || code == TAV_ERROR_SOURCE_FORMAT ||
+                            code == TAV_ERROR_TARGET_FORMAT)
+                    << from << " " << to;
+                EXPECT_EQ(api, Bytes(api.size(), 0xAA));
+                continue;
+            }
+            ++pairs;
+            TavImage s{h, w, from, in.data(), 0}, d{h, w, to, compat.data(), 0};
+            ASSERT_EQ(tavImageTypeConvert(&s, &d, to), TAV_OK);
+            for (size_t i = 3; (to == TAV_PF_RGBA8 || to == TAV_PF_BGRA8) && i < compat.size();
+                 i += 4) {
+                if (i < 4u * w * h) compat[i] = 255;
+            }
+            EXPECT_EQ(api, compat) << from << " " << to;
+        }
+    }
+    EXPECT_EQ(pairs, 53);
+}
+
+TEST(ApiShading, EstimateMatchesCompatibleWordsAndApplyWritesEveryPixel) {
+    const int w = 34, h = 32;
+    for (uint32_t mode : {0u, 1u}) {
+        Words flat(w * h), dark(w * h);
+        for (int i = 0; i < w * h; ++i) {
+            flat[i] = uint16_t(3000 - std::abs(i % w - w / 2) * 40 - std::abs(i / w - h / 2) * 30);
+            dark[i] = uint16_t(60 + i % 7);
+        }
+        std::vector<uint32_t> words(tavShadingTableWords(mode, w, h)), compat(words.size() + 3);
+        const TavShadingTable table{mode, w, h, words.data()};
+        TavFrame f = frameOf(TAV_PF_MONO12, w, h, flat.data()),
+                 d = frameOf(TAV_PF_MONO12, w, h, dark.data());
+        ASSERT_EQ(tavShadingEstimate(&f, &d, &table), TAV_OK);
+        std::vector<float> ff(flat.begin(), flat.end()), df(dark.begin(), dark.end());
+        const TavLscInput input{mode, 12, w, h, ff.data(), df.data()};
+        ASSERT_EQ(tavGetLSCParameter(&input, reinterpret_cast<TavLscParameter*>(compat.data())),
+                  TAV_OK);
+        EXPECT_EQ(words, std::vector<uint32_t>(compat.begin() + 3, compat.end()));
+        EXPECT_EQ(tavShadingEstimate(&f, &f, &table), TAV_ERROR_FLAT_FIELD);
+
+        // Odd sizes: the last row and column take the nearest cell's word.
+        const int ow = w - 1, oh = h - 1;
+        Bytes in(ow * oh, 100), out(ow * oh, 0);
+        const TavShadingTable odd{mode, ow, oh, words.data()};
+        f = frameOf(TAV_PF_MONO8, ow, oh, in.data());
+        d = frameOf(TAV_PF_MONO8, ow, oh, out.data());
+        ASSERT_EQ(tavShadingApply(&f, &d, &odd, nullptr), TAV_OK);
+        EXPECT_EQ(std::count(out.begin(), out.end(), 0), 0);
+    }
+}
+
+// ---- refusals: a code for each, nothing written, nothing printed
+
+struct Refusal {
+    int32_t code;
+    std::function<void(TavFrame& src, TavFrame& dst, TavOptions& o)> change;
+};
+
+const Refusal kRefusals[] = {
+    {TAV_ERROR_METHOD, [](TavFrame&, TavFrame&, TavOptions& o) { o.method = 4; }},
+    {TAV_ERROR_THREADS, [](TavFrame&, TavFrame&, TavOptions& o) { o.threads = -1; }},
+    {TAV_ERROR_SOURCE_FORMAT, [](TavFrame& s, TavFrame&, TavOptions&) { s.format = TAV_PF_RGB8; }},
+    {TAV_ERROR_TARGET_FORMAT,
+     [](TavFrame&, TavFrame& d, TavOptions&) { d.format = TAV_PF_BAYER_RG8; }},
+    {TAV_ERROR_PAIR,
+     [](TavFrame& s, TavFrame& d, TavOptions&) {
+         s.format = TAV_PF_BAYER_RG12_PACKED, d.format = TAV_PF_RGB12;
+     }},
+    {TAV_ERROR_NEAREST_DEPTH,
+     [](TavFrame&, TavFrame& d, TavOptions& o) { o.method = 0, d.format = TAV_PF_RGB16; }},
+    {TAV_ERROR_SIZE, [](TavFrame& s, TavFrame&, TavOptions&) { s.height = -2; }},
+    {TAV_ERROR_ODD_WIDTH, [](TavFrame& s, TavFrame& d, TavOptions&) { s.width = d.width = 9; }},
+    {TAV_ERROR_ODD_HEIGHT, [](TavFrame& s, TavFrame& d, TavOptions&) { s.height = d.height = 7; }},
+    {TAV_ERROR_SIZE_MISMATCH, [](TavFrame&, TavFrame& d, TavOptions&) { d.width = 8; }},
+    {TAV_ERROR_TOO_SMALL,
+     [](TavFrame& s, TavFrame& d, TavOptions& o) { o.method = 2, s.width = d.width = 4; }},
+    {TAV_ERROR_STRIDE, [](TavFrame& s, TavFrame&, TavOptions&) { s.stride[0] = 18; }},
+    {TAV_ERROR_STRIDE, [](TavFrame&, TavFrame& d, TavOptions&) { d.stride[0] = 29; }},
+    {TAV_ERROR_BIT_DEPTH, [](TavFrame& s, TavFrame&, TavOptions&) { s.bitDepth = 13; }},
+    {TAV_ERROR_BIT_DEPTH, [](TavFrame&, TavFrame& d, TavOptions&) { d.bitDepth = 12; }},
+    {TAV_ERROR_NULL, [](TavFrame& s, TavFrame&, TavOptions&) { s.plane[0] = nullptr; }},
+    {TAV_ERROR_OVERLAP, [](TavFrame& s, TavFrame& d,
+                           TavOptions&) { d.plane[0] = static_cast<uint8_t*>(s.plane[0]) + 64; }},
+};
+
+class Refusals : public testing::TestWithParam<Refusal> {};
+
+TEST_P(Refusals, CodeWithoutWritingOrPrinting) {
+    const int w = 10, h = 8;  // RG12 to RGB8, bilinear
+    Bytes in(4096, 0x11), out(4096, 0xAA);
+    TavFrame src = frameOf(TAV_PF_BAYER_RG12, w, h, in.data()),
+             dst = frameOf(TAV_PF_RGB8, w, h, out.data());
+    TavOptions o;
+    tavOptionsInit(&o);
+    GetParam().change(src, dst, o);
+    int32_t code = 0;
+    EXPECT_EQ(tavtest::printedBy([&] { code = tavDemosaic(&src, &dst, &o); }), "");
+    EXPECT_EQ(code, GetParam().code) << tavResultText(code);
+    EXPECT_EQ(out, Bytes(4096, 0xAA));
+    EXPECT_EQ(in, Bytes(4096, 0x11));
+}
+
+INSTANTIATE_TEST_SUITE_P(Api, Refusals, testing::ValuesIn(kRefusals));
+
+TEST(ApiRefusals, NoMemoryAndEveryCodeHasItsOwnReason) {
+    std::thread([] {  // a thread whose work memory has not grown yet
+        Bytes in(64 * 64 * 2), out(64 * 64 * 3);
+        const TavFrame src = frameOf(TAV_PF_BAYER_RG12, 64, 64, in.data());
+        const TavFrame dst = frameOf(TAV_PF_RGB8, 64, 64, out.data());
+        tavtest::FailAllocations fail(1);
+        EXPECT_EQ(tavDemosaic(&src, &dst, nullptr), TAV_ERROR_NO_MEMORY);
+    })
+        .join();
+    std::set<std::string> reasons;
+    for (int32_t code = -250; code <= 0; ++code) {
+        const std::string text = tavResultText(code);
+        if (text != tavResultText(1)) EXPECT_TRUE(reasons.insert(text).second) << code;
+    }
+    EXPECT_EQ(reasons.size(), 8u + 18u);
+}
 
 }  // namespace

@@ -277,7 +277,7 @@ const char* tavResultText(int32_t code) {
         case TAV_E_PARAMETER:
             return "invalid parameter";
         case TAV_E_NULL_POINTER:
-            return "a required pointer is null";
+            return "a required record or data pointer is null";
         case TAV_E_NO_MEMORY:
             return "out of memory";
         case TAV_ERROR_NULL:
