@@ -174,7 +174,7 @@ def _method(value):
         try:
             return _METHODS[value.lower()]
         except KeyError:
-            raise ValueError(f"unknown method {value!r}; use nearest, bilinear, edge or hq") from None
+            raise ValueError(f"unknown method {value!r}: nearest, bilinear, edge or hq") from None
     if isinstance(value, (int, _np.integer)) and not isinstance(value, bool) and value >= 0:
         return int(value)
     raise TypeError("method must be 'nearest', 'bilinear', 'edge', 'hq' or a method number")

@@ -93,7 +93,8 @@ def layouts(h, w):
             ("BayerRG12", [words, words.view(np.uint8).ravel(), padded(words, 2)]),
             ("BayerRG12Packed", [packed, packed.ravel(), padded(packed, 5)]),
             ("NV12", [nv12, nv12.ravel(), padded(nv12, 4)]),
-            ("UYVY", [uyvy, uyvy.reshape(h, 2 * w), uyvy.ravel(), np.stack([uyvy] * 2, -1)[..., 0]])]
+            ("UYVY", [uyvy, uyvy.reshape(h, 2 * w), uyvy.ravel(),
+                      np.stack([uyvy] * 2, -1)[..., 0]])]
 
 
 @pytest.mark.parametrize("case", range(5))
@@ -185,7 +186,7 @@ class Table(ctypes.Structure):
                                       ("BayerGB10", "bayer")])
 def test_lens_shading_equals_the_library(fmt, mode):
     fmt, h, w = PF[fmt], 12, 16
-    flat, dark, shot = raw_frame(fmt, h, w) // 2 + 100, raw_frame(fmt, h, w) // 8, raw_frame(fmt, h, w)
+    flat, dark, shot = (raw_frame(fmt, h, w) // d + a for d, a in ((2, 100), (8, 0), (1, 0)))
     zero_dark = tav.lsc_estimate(flat, fmt, np.zeros_like(dark), mode=mode)
     assert np.array_equal(tav.lsc_estimate(flat, fmt, mode=mode).words, zero_dark.words)
     words = np.zeros_like(zero_dark.words)
