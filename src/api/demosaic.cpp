@@ -143,12 +143,10 @@ int32_t runDeep(const Job& job) {
     if (!s.compact) gather(s, work);
 
     if (!colour && !bayer) {
-        // Mono to Mono: row by row, rescaled in place.
-        for (int32_t r = 0; r < h; ++r) {
-            uint16_t* row = reinterpret_cast<uint16_t*>(d.plane[0] + r * d.stride[0]);
-            std::memcpy(row, in + size_t(r) * w, 2 * size_t(w));
-            rescaleWords(row, size_t(w), s.depth, d.depth);
-        }
+        // Mono to Mono: copied, then rescaled in place.
+        copyRows(reinterpret_cast<const uint8_t*>(in), 2 * ptrdiff_t{w}, d.plane[0], d.stride[0],
+                 2 * ptrdiff_t{w}, h);
+        rescaleRows(d.plane[0], d.stride[0], size_t(w), h, s.depth, d.depth);
         return TAV_OK;
     }
 
@@ -158,14 +156,16 @@ int32_t runDeep(const Job& job) {
     if (bayer) {
         const int32_t result =
             demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst, s.depth);
-        if (result != TAV_OK) return result;
+        // Method 3's line rows are the only memory a kernel asks for.
+        if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
     } else {
         // Copies of the sample in the three words (the format picks replication).
         mono16Convert(in, rgb, h, w, TAV_PF_RGB10, s.depth);
     }
 
     if (colour) {
-        rescaleWords(rgb, 3 * pixels, s.depth, d.depth);
+        rescaleRows(reinterpret_cast<uint8_t*>(rgb), 6 * ptrdiff_t{w}, 3 * size_t(w), h, s.depth,
+                    d.depth);
         if (colourApart) scatter(reinterpret_cast<uint8_t*>(rgb), d);
         return TAV_OK;
     }
