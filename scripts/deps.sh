@@ -3,7 +3,8 @@
 # Usage: scripts/deps.sh [extra packages...]
 set -euo pipefail
 want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
-      python3-dev pybind11-dev python3-numpy python3-pytest "$@")
+      python3-dev pybind11-dev python3-numpy python3-pytest python3-dask python3-distributed
+      python3-venv python3-setuptools python3-wheel "$@")
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -17,7 +17,7 @@ run_suite() {  # name, cmake args...
 }
 
 echo "== optimised build"
-run_suite release -DCMAKE_BUILD_TYPE=Release
+run_suite release -DCMAKE_BUILD_TYPE=Release -DTAV_BUILD_PYTHON=ON
 echo "== debug build with AddressSanitizer and UBSan"
 ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite asan -DCMAKE_BUILD_TYPE=Debug -DTAV_SANITIZE=ON
@@ -42,6 +42,9 @@ cc -std=c99 -Wall -Wextra -pedantic -Werror tests/consumer/consumer.c \
   $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags tav) \
   "$prefix/lib/libtav.a" -lstdc++ -o build/consumer/consumer_static
 build/consumer/consumer_static
+
+echo "== pip install . offline into a virtual environment, then use it"
+scripts/pip_test.sh
 
 echo "== Debian packages: build, unpack, build the consumer against them"
 scripts/package_test.sh

@@ -1,83 +1,96 @@
 """tav for NumPy: demosaicing, lens-shading correction and pixel-format
 conversion of raw camera frames.
 
-    import tav
-    bgr = tav.demosaic(raw, tav.PixelFormat.BayerRG12Packed, method="edge", output="BGR8")
+    >>> import numpy as np, tav
+    >>> raw = np.zeros((480, 640), np.uint8)          # a BayerRG8 frame
+    >>> tav.demosaic(raw, "BayerRG8").shape           # RGB, as Pillow and Matplotlib expect
+    (480, 640, 3)
 
-Functions take NumPy arrays and return new arrays (or fill ``out=``). Shapes and
-dtypes are checked before the library is called; a failed library call raises
-``tav.Error`` with the result code's ``name`` and ``code``. The GIL is released
-while the library works.
+Colour outputs are RGB unless asked otherwise (``output="BGR8"`` for OpenCV).
 
-Threads: large frames are cut into row bands run on the library's own pool,
-with the same bytes at every thread count. The count is process-wide: the
-package sets it to every core (0) on import unless TAV_NUM_THREADS is set;
-``set_num_threads``/``get_num_threads`` change and read it, and the frame calls
-take ``threads=`` (see ``set_num_threads``).
+Inputs are NumPy arrays in the layouts OpenCV uses: 8-bit frames as (H, W)
+uint8, 10..16-bit frames as (H, W) little-endian uint16, packed frames as
+(H, row bytes) uint8, NV12 and I420 (``YUV420P``) as (H*3/2, W), UYVY and YUYV
+as (H, 2W) or (H, W, 2), RGB as (H, W, 3). Any frame may also be a 1-D buffer
+(or bytes) with ``width=`` and ``height=``. Views whose rows are contiguous are
+read in place through their row stride; other views are copied once.
+Outputs are shaped the same way; ``out=`` takes an array of exactly that
+shape and dtype, C-contiguous, and nothing is allocated then.
+
+``threads=n`` runs one call on n threads (same bytes at every count); without
+it a call uses the process setting, ``set_num_threads``, which the package sets
+to every core on import unless ``TAV_NUM_THREADS`` is set. The GIL is released
+while the library works. A refused call raises ``tav.Error`` with the library's
+reason and code. ``tav.dask`` runs the same calls over stacks of frames.
 """
 
-import contextlib as _contextlib
 import enum as _enum
 import os as _os
-import threading as _threading
 
 import numpy as _np
 
 from . import _tav
-from ._tav import Error
+
+__version__ = _tav.version()
 
 __all__ = [
-    "Error", "PixelFormat", "Context", "LscParameters", "demosaic", "demosaic16", "convert",
-    "lsc_estimate", "lsc_estimate_basic", "lsc_apply", "bmp_adjust", "set_num_threads",
-    "get_num_threads",
+    "Error", "PixelFormat", "ShadingTable", "demosaic", "demosaic16", "convert", "lsc_estimate",
+    "lsc_apply", "set_num_threads", "get_num_threads", "frame_size",
 ]
 
 
-# ---------------------------------------------------------------- threads
+class Error(RuntimeError):
+    """A call the library refused: ``reason`` (its plain words), ``code`` (its
+    negative result code) and, for a frame of a ``tav.dask`` stack, ``frame``
+    (the frame's index).
+
+    >>> try:
+    ...     tav.demosaic(np.zeros((3, 8), np.uint8), "BayerRG8")
+    ... except tav.Error as e:
+    ...     print(e.code, e.reason)
+    -207 height must be even
+    """
+
+    def __init__(self, reason, code, frame=None):
+        super().__init__(reason, code, frame)
+        self.reason, self.code, self.frame = reason, code, frame
+
+    def __str__(self):
+        where = "" if self.frame is None else f"frame {self.frame}: "
+        return f"{where}{self.reason} (code {self.code})"
+
+
+def _check(code):
+    if code != 0:
+        raise Error(_tav.result_text(code), code)
+
 
 def set_num_threads(n):
-    """Sets the threads every frame call may use, process-wide: 0 for every
-    online core, 1 for the calling thread alone. A negative count raises
-    tav.Error.
+    """Sets how many threads a call without ``threads=`` may use, process-wide:
+    0 for every online core, 1 for the calling thread alone.
 
-    A frame call's ``threads=n`` sets the count for that call and restores the
-    one it found afterwards. The count being process-wide, calls from other
-    Python threads that run meanwhile use n too, and calls that pass threads=
-    run one at a time."""
-    _tav._set_num_threads(int(n))
+    >>> tav.set_num_threads(2)
+    """
+    _check(_tav.set_num_threads(int(n)))
 
 
 def get_num_threads():
-    """The threads a frame call may use now (0 reads back as the core count)."""
-    return _tav._get_num_threads()
+    """The threads a call without ``threads=`` may use now (0 reads back as the
+    core count).
 
-
-# Calls that pass threads= take turns, so that each one restores the count it
-# found; a call without threads= running meanwhile uses whatever count is set.
-_THREADS_LOCK = _threading.Lock()
-
-
-@_contextlib.contextmanager
-def _threads(n):
-    if n is None:
-        yield
-        return
-    with _THREADS_LOCK:
-        saved = get_num_threads()
-        set_num_threads(n)
-        try:
-            yield
-        finally:
-            set_num_threads(saved)
-
-
-if "TAV_NUM_THREADS" not in _os.environ:
-    set_num_threads(0)
+    >>> tav.get_num_threads() >= 1
+    True
+    """
+    return _tav.get_num_threads()
 
 
 class PixelFormat(_enum.IntEnum):
     """GenICam PFNC codes, plus the library's own (BGR8_Planar, YUV420P,
-    YUV420SP_NV12, Mono1C)."""
+    YUV420SP_NV12, Mono1C). Calls also take names, in any case:
+
+    >>> tav.PixelFormat["BayerRG12Packed"] == 0x010C002B
+    True
+    """
 
     Mono1p = 0x01010037
     Mono4p = 0x01040039
@@ -130,14 +143,19 @@ class PixelFormat(_enum.IntEnum):
     RGB12 = 0x0230001A
     BGR12 = 0x0230001B
     RGB16 = 0x02300033
+    BGR16 = 0x0230004B
 
 
+PF = PixelFormat
+_BY_NAME = {f.name.lower(): f for f in PF}
+_BY_NAME.update(nv12=PF.YUV420SP_NV12, i420=PF.YUV420P, uyvy=PF.YUV422_8_UYVY,
+                yuyv=PF.YUV422_8, rgba8=PF.RGBa8, bgra8=PF.BGRa8)
 _METHODS = {"nearest": 0, "bilinear": 1, "edge": 2, "hq": 3}
-_BY_NAME = {f.name.lower(): f for f in PixelFormat}
+_U8, _U16 = _np.dtype(_np.uint8), _np.dtype("<u2")
 
 
 def _format(value, what="format"):
-    """A PixelFormat from a member, a code or a name (case-insensitive)."""
+    """A PixelFormat from a member, a code or a name (any case)."""
     if isinstance(value, str):
         try:
             return _BY_NAME[value.lower()]
@@ -145,7 +163,7 @@ def _format(value, what="format"):
             raise ValueError(f"unknown {what} {value!r}") from None
     if isinstance(value, (int, _np.integer)) and not isinstance(value, bool):
         try:
-            return PixelFormat(int(value))
+            return PF(int(value))
         except ValueError:
             return int(value)  # passed on; the library decides
     raise TypeError(f"{what} must be a PixelFormat, a code or a name, not {type(value).__name__}")
@@ -156,359 +174,303 @@ def _method(value):
         try:
             return _METHODS[value.lower()]
         except KeyError:
-            raise ValueError(f"unknown method {value!r}; use nearest, bilinear, edge or hq") from None
+            raise ValueError(f"unknown method {value!r}: nearest, bilinear, edge or hq") from None
     if isinstance(value, (int, _np.integer)) and not isinstance(value, bool) and value >= 0:
         return int(value)
     raise TypeError("method must be 'nearest', 'bilinear', 'edge', 'hq' or a method number")
 
 
-def _as_array(data):
+def _threads(threads):
+    return 0 if threads is None else int(threads)
+
+
+def frame_size(format, width, height):
+    """Bytes of a compact frame of this format and size (0 for a format or size
+    no call takes).
+
+    >>> tav.frame_size("BayerRG12Packed", 640, 480)
+    460800
+    """
+    return _tav.frame_size(int(_format(format)), int(width), int(height))
+
+
+# ---------------------------------------------------------------- layouts
+
+_PACKED = {f for f in PF if "Packed" in f.name}
+_WORDS = {f for f in PF if (f >> 16) in (0x0110, 0x0230)}
+_THREE = {PF.RGB8, PF.BGR8, PF.YUV8_UYV, PF.RGB10, PF.BGR10, PF.RGB12, PF.BGR12, PF.RGB16,
+          PF.BGR16}
+_PLANAR_420 = {PF.YUV420SP_NV12, PF.YUV420P}
+
+
+def _layout(fmt, h, w):
+    """(shape, dtype) of a frame of this format and size as an array."""
+    dtype = _U16 if fmt in _WORDS else _U8
+    if fmt in _THREE:
+        return (h, w, 3), dtype
+    if fmt in (PF.RGBa8, PF.BGRa8):
+        return (h, w, 4), dtype
+    if fmt in (PF.RGB8_Planar, PF.BGR8_Planar):
+        return (3, h, w), dtype
+    if fmt in (PF.YUV422_8_UYVY, PF.YUV422_8):
+        return (h, w, 2), dtype
+    if fmt in _PLANAR_420:
+        return (h * 3 // 2, w), dtype
+    if fmt == PF.YUV411_8_UYYVYY:
+        return (h, w * 3 // 2), dtype
+    if fmt in _PACKED:
+        return (h, _tav.frame_size(int(fmt), w, 2) // 2), dtype
+    if fmt in _WORDS or fmt in (PF.Mono8, PF.BayerGR8, PF.BayerRG8, PF.BayerGB8, PF.BayerBG8):
+        return (h, w), dtype
+    return (frame_size(fmt, w, h),), dtype  # bit-packed and unknown formats: bytes
+
+
+def _describe(dtype):
+    dtype = _np.dtype(dtype)
+    order = {"<": "little-endian ", ">": "big-endian "}.get(dtype.str[0], "")
+    return f"{order}{dtype.name}"
+
+
+def _refuse_dtype(fmt, want, given):
+    name = getattr(fmt, "name", fmt)
+    raise TypeError(f"{name} frames are {_describe(want)} arrays, not {_describe(given)}")
+
+
+def _size_from_shape(fmt, a, width):
+    """(height, width) of a frame given in its own layout; None when the shape
+    is not one the format comes in."""
+    shape, dtype = a.shape, _layout(fmt, 1, 1)[1]
+    if a.dtype != dtype:
+        _refuse_dtype(fmt, dtype, a.dtype)
+    if fmt in _PACKED and a.ndim == 2:
+        if width is None:
+            width = 2 * shape[1] // 3
+        return (shape[0], int(width)) if shape[1] >= _layout(fmt, 1, width)[0][1] else None
+    if fmt in _PLANAR_420 and a.ndim == 2 and shape[0] % 3 == 0:
+        return shape[0] * 2 // 3, shape[1]
+    if fmt in (PF.YUV422_8_UYVY, PF.YUV422_8) and a.ndim == 2 and shape[1] % 2 == 0:
+        return shape[0], shape[1] // 2
+    if fmt == PF.YUV411_8_UYYVYY and a.ndim == 2 and shape[1] % 3 == 0:
+        return shape[0], shape[1] * 2 // 3
+    if a.ndim >= 2:
+        h, w = shape[:2]
+        return (h, w) if _layout(fmt, h, w)[0] == shape else None
+    return None
+
+
+def _rows_in_place(a):
+    """Whether the library can read `a` through its row stride: contiguous
+    inside each row, rows ascending."""
+    inner = a[0] if a.shape[0] else a
+    return a.strides[0] > 0 and (inner.flags.c_contiguous or inner.size == 0)
+
+
+def _source(data, fmt, width, height, bit_depth=None):
+    """The native description of an input frame, with its height and width."""
     if isinstance(data, (bytes, bytearray, memoryview)):
-        return _np.frombuffer(data, dtype=_np.uint8)
+        data = _np.frombuffer(data, dtype=_U8)
     if not isinstance(data, _np.ndarray):
-        raise TypeError(f"expected a NumPy array or a bytes-like object, not {type(data).__name__}")
-    return data
+        raise TypeError(f"frames are NumPy arrays or bytes, not {type(data).__name__}")
+    depth = 0 if bit_depth is None else int(bit_depth)
+    if data.ndim == 1:
+        if width is None or height is None:
+            raise ValueError("width= and height= are needed for a 1-D buffer")
+        w, h = int(width), int(height)
+        want = _layout(fmt, 1, 1)[1]
+        if data.dtype not in (_U8, want):
+            _refuse_dtype(fmt, want, data.dtype)
+        need = frame_size(fmt, w, h)
+        if data.nbytes < need:
+            raise ValueError(f"the buffer holds {data.nbytes} bytes; a {w}x{h} "
+                             f"{getattr(fmt, 'name', fmt)} frame needs {need}")
+        data = _np.ascontiguousarray(data)
+        return (data, int(fmt), w, h, depth, 0), h, w
+    size = _size_from_shape(fmt, data, width)
+    if size is None:
+        raise ValueError(f"a {getattr(fmt, 'name', fmt)} frame cannot have shape {data.shape}; "
+                         f"expected {_layout(fmt, 2, 2)[0]} for a 2x2 frame, or a 1-D buffer "
+                         "with width= and height=")
+    h, w = size
+    for given, value, name in ((height, h, "height"), (width, w, "width")):
+        if given is not None and int(given) != value:
+            raise ValueError(f"{name}={given} does not match the array's shape ({value})")
+    if fmt == PF.YUV420P or not _rows_in_place(data):
+        data = _np.ascontiguousarray(data)  # chroma rows of half width need compact rows
+    return (data, int(fmt), w, h, depth, data.strides[0]), h, w
 
 
-def _check_out(out, shape, dtype):
+def _destination(out, fmt, h, w):
+    """The native description of an output frame; allocates it unless given."""
+    shape, dtype = _layout(fmt, h, w)
     if out is None:
-        # Four-channel outputs start zeroed: the edge-directed kernels leave
-        # some alpha bytes as the buffer held them.
-        return (_np.zeros if len(shape) == 3 and shape[-1] == 4 else _np.empty)(shape, dtype=dtype)
-    if not isinstance(out, _np.ndarray):
-        raise TypeError("out must be a NumPy array")
-    if out.dtype != dtype or out.shape != tuple(shape):
-        raise ValueError(f"out must have shape {tuple(shape)} and dtype {_np.dtype(dtype).name}, "
-                         f"not {out.shape} {out.dtype.name}")
-    if not out.flags.c_contiguous or not out.flags.writeable:
+        out = _np.empty(shape, dtype)
+    elif not isinstance(out, _np.ndarray):
+        raise TypeError(f"out must be a NumPy array, not {type(out).__name__}")
+    elif out.shape != shape or out.dtype != dtype:
+        raise ValueError(f"out must be a {shape} {_describe(dtype)} array, "
+                         f"not {out.shape} {_describe(out.dtype)}")
+    elif not out.flags.c_contiguous or not out.flags.writeable:
         raise ValueError("out must be C-contiguous and writeable")
+    return out, (out, int(fmt), w, h, 0, 0)
+
+
+# ---------------------------------------------------------------- demosaicing
+
+def _demosaic_plan(raw, format, method, output, width, height, bit_depth, out):
+    fmt, dst_fmt = _format(format), _format(output, "output")
+    src, h, w = _source(raw, fmt, width, height, bit_depth)
+    out, dst = _destination(out, dst_fmt, h, w)
+    return src, dst, _method(method), out
+
+
+def demosaic(raw, format, method="bilinear", output="RGB8", *, width=None, height=None,
+             bit_depth=None, out=None, threads=None):
+    """Demosaics a Bayer frame (or converts a Mono one) to a picture.
+
+    raw: a frame of ``format`` (8-bit, 10/12-bit packed, 10..16-bit words), as
+    (H, W) uint8, (H, row bytes) uint8 for packed rows, (H, W) little-endian
+    uint16, or a 1-D buffer with width= and height=. bit_depth: significant
+    bits of word samples when fewer than the format's (e.g. 12 in Mono16).
+    method: "nearest", "bilinear", "edge" or "hq".
+    output: RGB8 (default), BGR8 (H, W, 3); RGBa8, BGRa8 (H, W, 4, alpha 255);
+    Mono8 (H, W); RGB8_Planar, BGR8_Planar (3, H, W); and from word sources
+    the full-depth RGB10/12/16, BGR10/12/16 (H, W, 3) and Mono10/12/14/16
+    (H, W) uint16, scaled to the output's depth.
+
+    >>> raw = np.fromfile("frame.raw", np.uint8).reshape(1080, 2880)   # 1920 wide, packed
+    >>> rgb = tav.demosaic(raw, "BayerRG12Packed", method="edge")
+    >>> bgr = tav.demosaic(raw, "BayerRG12Packed", output="BGR8", out=bgr_buffer, threads=4)
+    """
+    src, dst, m, out = _demosaic_plan(raw, format, method, output, width, height, bit_depth, out)
+    _check(_tav.demosaic(src, dst, m, _threads(threads)))
     return out
 
 
-def _check_size(given, shape_value, name):
-    if given is not None and int(given) != shape_value:
-        raise ValueError(f"{name}={given} does not match the array's shape ({shape_value})")
+def demosaic16(raw, format, bit_depth=None, method="bilinear", output="RGB16", *, width=None,
+               height=None, out=None, threads=None):
+    """Demosaics a 10..16-bit frame keeping its depth: demosaic() with a
+    full-depth output, RGB16 unless told otherwise (samples scaled to 16 bits).
 
-
-# ---------------------------------------------------------------- 8-bit demosaicing
-
-_PACKED = {f for f in PixelFormat if "Packed" in f.name}
-_WIDE = {f for f in PixelFormat if (f >> 16) == 0x0110}
-_EIGHT = {PixelFormat.Mono8, PixelFormat.BayerGR8, PixelFormat.BayerRG8, PixelFormat.BayerGB8,
-          PixelFormat.BayerBG8}
-
-
-def _row_bytes(fmt, width):
-    if fmt in _PACKED:
-        return width + (width >> 1)
-    return 2 * width if fmt in _WIDE else width
-
-
-def _raw_layout(raw, fmt, width, height, pitch):
-    """(array, height, width, pitch) for a raw frame given as a 2-D array of
-    samples (or of packed row bytes) or as a 1-D byte buffer with sizes."""
-    raw = _as_array(raw)
-    wide = fmt in _WIDE
-    if raw.ndim == 2:
-        if pitch is not None:
-            raise ValueError("pitch= is taken from the array's strides for 2-D input")
-        want = _np.uint16 if wide else _np.uint8
-        if raw.dtype != want:
-            raise TypeError(f"{PixelFormat(fmt).name} frames are {_np.dtype(want).name} arrays, "
-                            f"not {raw.dtype.name}")
-        h, cols = raw.shape
-        _check_size(height, h, "height")
-        if fmt in _PACKED:
-            if width is None:
-                if (2 * cols) % 3:
-                    raise ValueError("width= is needed: the packed row length does not fix it")
-                width = 2 * cols // 3
-            if cols < _row_bytes(fmt, width):
-                raise ValueError(f"packed rows of {cols} bytes are too short for width {width}")
-        else:
-            _check_size(width, cols, "width")
-            width = cols
-        if raw.strides[1] != raw.itemsize or raw.strides[0] < cols * raw.itemsize:
-            raw = _np.ascontiguousarray(raw)
-        return raw, h, int(width), raw.strides[0]
-    if raw.ndim != 1:
-        raise ValueError("raw frames are 2-D arrays or 1-D byte buffers")
-    if width is None or height is None:
-        raise ValueError("width= and height= are needed for a 1-D buffer")
-    raw = _np.ascontiguousarray(raw).view(_np.uint8)
-    width, height = int(width), int(height)
-    compact = _row_bytes(fmt, width)
-    pitch = compact if pitch is None else int(pitch)
-    if pitch < compact:
-        raise ValueError(f"pitch {pitch} is shorter than a row ({compact} bytes)")
-    need = (height - 1) * pitch + compact if height > 0 else 0
-    if fmt in _PACKED and pitch == compact:
-        need = max(need, (width * height + 1) // 2 * 3)  # read as one run of pairs
-    if raw.size < need:
-        raise ValueError(f"buffer holds {raw.size} bytes; {width}x{height} needs {need}")
-    return raw, height, width, pitch
-
-
-def _demosaic_output_shape(output, height, width):
-    if output == PixelFormat.Mono8:
-        return (height, width)
-    if output in (PixelFormat.RGBa8, PixelFormat.BGRa8):
-        return (height, width, 4)
-    if output in (PixelFormat.RGB8_Planar, PixelFormat.BGR8_Planar):
-        return (3, height, width)
-    if output in (PixelFormat.RGB8, PixelFormat.BGR8):
-        return (height, width, 3)
-    raise ValueError(f"unsupported 8-bit output {output!r}")
-
-
-class Context:
-    """A demosaicing context for a stream of frames: keeps its work buffer
-    between calls. Not for use by two threads at once."""
-
-    def __init__(self):
-        self._native = _tav.Context()
-
-    def close(self):
-        self._native.close()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
-
-    def demosaic(self, raw, format, method="bilinear", output="BGR8", *, width=None, height=None,
-                 pitch=None, out=None, threads=None):
-        """Demosaics (or, for Mono sources, converts) one frame to 8 bits.
-
-        raw: a 2-D array (uint8 for 8-bit and packed formats, packed rows as
-        bytes; uint16 for 10/12/14/16-bit formats), or a 1-D byte buffer with
-        width=, height= and optionally pitch=. Returns an array of shape (H, W)
-        for Mono8, (H, W, 3) for RGB8/BGR8, (H, W, 4) for RGBa8/BGRa8 and
-        (3, H, W) for the planar outputs.
-        """
-        fmt = _format(format)
-        out_fmt = _format(output, "output")
-        m = _method(method)
-        arr, h, w, p = _raw_layout(raw, fmt, width, height, pitch)
-        if fmt in _EIGHT and p != w:
-            # The library compacts padded 8-bit rows in place; keep the caller's array intact.
-            arr = _np.ascontiguousarray(_np.lib.stride_tricks.as_strided(
-                arr, shape=(h, w), strides=(p, 1)) if arr.ndim == 1 else arr)
-            p = w
-        result = _check_out(out, _demosaic_output_shape(out_fmt, h, w), _np.uint8)
-        with _threads(threads):
-            self._native._demosaic(arr, h, w, p, int(fmt), m, int(out_fmt), result)
-        return result
-
-
-def demosaic(raw, format, method="bilinear", output="BGR8", *, width=None, height=None,
-             pitch=None, out=None, context=None, threads=None):
-    """Demosaics one frame to 8 bits; see Context.demosaic. Pass a Context to
-    reuse its work buffer across a stream of frames; threads= as in
-    set_num_threads."""
-    if context is not None:
-        return context.demosaic(raw, format, method, output, width=width, height=height,
-                                pitch=pitch, out=out, threads=threads)
-    with Context() as ctx:
-        return ctx.demosaic(raw, format, method, output, width=width, height=height, pitch=pitch,
-                            out=out, threads=threads)
-
-
-# ---------------------------------------------------------------- 16-bit demosaicing
-
-_MONO16 = {PixelFormat.Mono10, PixelFormat.Mono12, PixelFormat.Mono14, PixelFormat.Mono16}
-
-
-def demosaic16(raw, format, bit_depth, method="bilinear", output="BGR12", *, out=None,
-               threads=None):
-    """Demosaics a 10/12/14/16-bit frame keeping its depth: (H, W, 3) uint16
-    words for RGB10/BGR10/RGB12/BGR12/RGB16 (the names are labels; only RGB16
-    moves samples to the top of the word), (H, W) for Mono outputs."""
-    if not hasattr(_tav, "_demosaic16"):
-        raise NotImplementedError("this build of tav has no 16-bit demosaicing")
-    fmt = _format(format)
-    out_fmt = _format(output, "output")
-    raw = _as_array(raw)
-    if raw.ndim != 2 or raw.dtype != _np.uint16:
-        raise TypeError("16-bit frames are 2-D uint16 arrays")
-    raw = _np.ascontiguousarray(raw)  # rows are read tightly packed
-    h, w = raw.shape
-    shape = (h, w) if out_fmt in _MONO16 else (h, w, 3)
-    result = _check_out(out, shape, _np.uint16)
-    with _threads(threads):
-        _tav._demosaic16(raw, h, w, int(fmt), _method(method), int(bit_depth), int(out_fmt),
-                         result)
-    return result
+    >>> words = np.fromfile("frame.raw", "<u2").reshape(1080, 1920)
+    >>> rgb16 = tav.demosaic16(words, "BayerBG12")            # (1080, 1920, 3) uint16
+    >>> rgb12 = tav.demosaic16(words, "BayerBG12", output="RGB12", method="hq")
+    """
+    return demosaic(raw, format, method, output, width=width, height=height,
+                    bit_depth=bit_depth, out=out, threads=threads)
 
 
 # ---------------------------------------------------------------- conversion
 
-def _convert_bytes(fmt, n):
-    """Bytes of a compact image of n pixels in a conversion format."""
-    sizes = {
-        PixelFormat.Mono1p: (n + 7) // 8, PixelFormat.Mono4p: (n + 1) // 2, PixelFormat.Mono8: n,
-        PixelFormat.YUV411_8_UYYVYY: n * 3 // 2, PixelFormat.YUV420P: n * 3 // 2,
-        PixelFormat.YUV420SP_NV12: n * 3 // 2, PixelFormat.YUV422_8_UYVY: 2 * n,
-        PixelFormat.YUV422_8: 2 * n, PixelFormat.YUV8_UYV: 3 * n, PixelFormat.RGB8: 3 * n,
-        PixelFormat.BGR8: 3 * n, PixelFormat.RGBa8: 4 * n, PixelFormat.BGRa8: 4 * n,
-    }
-    return sizes.get(fmt)
+def _convert_plan(src, format, target, width, height, out):
+    fmt, tgt = _format(format), _format(target, "target")
+    desc, h, w = _source(src, fmt, width, height)
+    out, dst = _destination(out, tgt, h, w)
+    return desc, dst, out
 
 
-def _convert_out_shape(target, h, w):
-    if target == PixelFormat.Mono8:
-        return (h, w)
-    if target in (PixelFormat.RGB8, PixelFormat.BGR8, PixelFormat.YUV8_UYV):
-        return (h, w, 3)
-    if target in (PixelFormat.RGBa8, PixelFormat.BGRa8):
-        return (h, w, 4)
-    size = _convert_bytes(target, h * w)
-    if size is None:
-        return None
-    return (size,)
+def convert(src, format, target="RGB8", *, width=None, height=None, out=None, threads=None):
+    """Converts a picture between pixel formats: YUV (4:1:1, NV12, I420 as
+    YUV420P, UYVY, YUYV as YUV422_8, 4:4:4 as YUV8_UYV), Mono1p, Mono4p,
+    Mono8, RGB8, BGR8, RGBa8 and BGRa8.
 
+    Sources and outputs in OpenCV's layouts: NV12 and I420 (H*3/2, W); UYVY
+    and YUYV (H, W, 2) (sources also (H, 2W)); 4:1:1 (H, W*3/2); RGB, BGR and
+    4:4:4 (H, W, 3); bit-packed Mono as 1-D bytes with width= and height=.
 
-def convert(src, format, target, *, width=None, height=None, out=None, threads=None):
-    """Converts a compact image between pixel formats (YUV, packed mono,
-    RGB/BGR). Mono8 (H, W) and RGB8/BGR8/YUV8_UYV (H, W, 3) arrays give their
-    own size; other sources are byte buffers with width= and height=."""
-    if not hasattr(_tav, "_convert"):
-        raise NotImplementedError("this build of tav has no pixel-format conversion")
-    fmt = _format(format)
-    tgt = _format(target, "target")
-    src = _as_array(src)
-    if src.dtype != _np.uint8:
-        raise TypeError(f"conversion sources are uint8 arrays, not {src.dtype.name}")
-    if src.ndim in (2, 3):
-        h, w = src.shape[:2]
-        _check_size(height, h, "height")
-        _check_size(width, w, "width")
-        height, width = h, w
-    if width is None or height is None:
-        raise ValueError("width= and height= are needed for this source")
-    h, w = int(height), int(width)
-    n = h * w
-    flat = _np.ascontiguousarray(src).reshape(-1)
-    if fmt == PixelFormat.Mono1C:
-        # A point list ends at a zero record; give the library its terminator.
-        records = (n + 3) // 4 + 1
-        padded = _np.zeros(4 * records, dtype=_np.uint8)
-        padded[:min(flat.size, padded.size)] = flat[:padded.size]
-        flat = padded
-    else:
-        need = _convert_bytes(fmt, n)
-        if need is not None and flat.size < need:
-            raise ValueError(f"source holds {flat.size} bytes; {w}x{h} {fmt.name} needs {need}")
-    shape = _convert_out_shape(tgt, h, w)
-    if shape is None:
-        shape = (4 * n,)  # an unsupported target: the library refuses it without writing
-    result = _check_out(out, shape, _np.uint8)
-    with _threads(threads):
-        _tav._convert(flat, h, w, int(fmt), int(tgt), result)
-    return result
-
-
-def bmp_adjust(bgr):
-    """Pads the rows of an (H, W, 3) uint8 image to multiples of 4 bytes, as a
-    BMP file stores them; returns an (H, padded row bytes) array."""
-    if not hasattr(_tav, "_bmp_adjust"):
-        raise NotImplementedError("this build of tav has no BMP row adjustment")
-    bgr = _as_array(bgr)
-    if bgr.ndim != 3 or bgr.shape[2] != 3 or bgr.dtype != _np.uint8:
-        raise TypeError("bmp_adjust takes an (H, W, 3) uint8 array")
-    h, w = bgr.shape[:2]
-    row = (3 * w + 3) // 4 * 4
-    buf = _np.zeros(h * row, dtype=_np.uint8)
-    buf[:3 * w * h] = _np.ascontiguousarray(bgr).reshape(-1)
-    _tav._bmp_adjust(buf, h, w)
-    return buf.reshape(h, row)
+    >>> nv12 = np.fromfile("frame.nv12", np.uint8).reshape(720 * 3 // 2, 1280)
+    >>> rgb = tav.convert(nv12, "NV12")                      # (720, 1280, 3)
+    >>> uyvy = tav.convert(rgb, "RGB8", "UYVY")               # (720, 1280, 2)
+    """
+    desc, dst, out = _convert_plan(src, format, target, width, height, out)
+    _check(_tav.convert(desc, dst, _threads(threads)))
+    return out
 
 
 # ---------------------------------------------------------------- lens shading
 
-_LSC_MODES = {"bayer": 0, "mono": 1}
+_MODES = {"bayer": 0, "mono": 1}
 
 
-class LscParameters:
-    """Lens-shading coefficients: one word per 2x2 cell (Bayer mode) or per
-    pixel (mono mode). ``record`` is the library's layout: mode, height, width,
-    then the words."""
+class ShadingTable:
+    """A lens-shading correction table for frames of one size: ``words`` holds
+    one uint32 per 2x2 cell ((H/2, W/2), "bayer" mode) or per pixel ((H, W),
+    "mono" mode). Keep it with ``np.save(path, table.words)`` and rebuild it
+    with ``ShadingTable(np.load(path), mode, width, height)``.
 
-    def __init__(self, record):
-        record = _np.ascontiguousarray(record, dtype=_np.uint32)
-        if record.ndim != 1 or record.size < 3:
-            raise ValueError("a parameter record holds mode, height, width and the words")
-        self.record = record
+    >>> table = tav.lsc_estimate(flat, "BayerRG8", dark)
+    >>> table.words.shape
+    (540, 960)
+    """
 
-    mode = property(lambda self: int(self.record[0]))
-    height = property(lambda self: int(self.record[1]))
-    width = property(lambda self: int(self.record[2]))
-    coefficients = property(lambda self: self.record[3:])
+    def __init__(self, words, mode, width, height):
+        self.mode = _MODES.get(mode, mode) if isinstance(mode, str) else int(mode)
+        if self.mode not in (0, 1):
+            raise ValueError(f"unknown mode {mode!r}; use 'bayer' or 'mono'")
+        self.width, self.height = int(width), int(height)
+        shape = (self.height, self.width) if self.mode else (self.height // 2, self.width // 2)
+        words = _np.zeros(shape, _np.uint32) if words is None else _np.ascontiguousarray(
+            words, dtype=_np.uint32)
+        if words.size != shape[0] * shape[1]:
+            raise ValueError(f"a {self.width}x{self.height} table holds {shape[0] * shape[1]} "
+                             f"words, not {words.size}")
+        self.words = words if words.shape == shape else words.reshape(shape)
+
+    def _native(self):
+        return (self.mode, self.width, self.height, self.words)
 
     def __repr__(self):
-        kind = "mono" if self.mode == 1 else "bayer"
-        return f"LscParameters({kind}, {self.width}x{self.height}, {self.coefficients.size} words)"
+        kind = "mono" if self.mode else "bayer"
+        return f"ShadingTable({kind}, {self.width}x{self.height})"
 
 
-def _float_frame(a, name):
-    a = _as_array(a)
-    if a.ndim != 2 or not _np.issubdtype(a.dtype, _np.number):
-        raise TypeError(f"{name} must be a 2-D numeric array")
-    return _np.ascontiguousarray(a, dtype=_np.float32)
+def lsc_estimate(flat, format, dark=None, *, mode="bayer", width=None, height=None,
+                 bit_depth=None, out=None):
+    """Estimates a correction table from a flat-field frame and a dark frame of
+    the same format and size (zeros when dark is None). Frames are Mono or
+    Bayer, 8, 10 or 12 bits, in demosaic()'s layouts. mode: "bayer" (one word
+    per 2x2 cell) or "mono" (one per pixel). out: a C-contiguous uint32 array
+    of the table's shape to hold the words. (The estimate runs on the calling
+    thread: it takes no threads=.)
 
-
-def lsc_estimate(grey, dark, mode="bayer", bits=8):
-    """Estimates lens-shading coefficients from a flat-field (grey) frame and a
-    dark frame of the same shape, for frames of `bits` (8, 10, 12) depth."""
-    if not hasattr(_tav, "_lsc_estimate"):
-        raise NotImplementedError("this build of tav has no lens-shading correction")
-    g = _float_frame(grey, "grey")
-    d = _float_frame(dark, "dark")
-    if g.shape != d.shape:
-        raise ValueError(f"grey {g.shape} and dark {d.shape} differ in shape")
-    m = _LSC_MODES.get(mode, mode) if isinstance(mode, str) else int(mode)
-    if isinstance(m, str):
-        raise ValueError(f"unknown mode {mode!r}; use 'bayer' or 'mono'")
-    h, w = g.shape
-    words = h * w if m == 1 else (h // 2) * (w // 2)
-    record = _np.zeros(3 + words, dtype=_np.uint32)
-    _tav._lsc_estimate(g, d, h, w, m, int(bits), record)
-    return LscParameters(record)
-
-
-def lsc_estimate_basic(grey, dark_level, bits=8, block_width=16, region_count=2, mode=0):
-    """Coarse gains per block of 16 rows x block_width columns with one dark
-    level: 3 bytes per block, blocks row by row."""
-    if not hasattr(_tav, "_lsc_basic"):
-        raise NotImplementedError("this build of tav has no lens-shading correction")
-    g = _float_frame(grey, "grey")
-    h, w = g.shape
-    blocks = (h >> 4) * (w // block_width) if block_width in (16, 32) else 1
-    table = _np.zeros(3 * max(blocks, 1), dtype=_np.uint8)
-    _tav._lsc_basic(g, h, w, int(mode), int(bits), int(region_count), int(block_width),
-                    float(dark_level), table)
-    return table[:3 * blocks] if blocks > 0 else table[:0]
-
-
-def lsc_apply(frame, params, format, *, out=None, threads=None):
-    """Applies coefficients to an 8-bit (uint8) or 10/12-bit (uint16) Mono or
-    Bayer frame. out may be the frame itself (in-place correction)."""
-    if not hasattr(_tav, "_lsc_apply"):
-        raise NotImplementedError("this build of tav has no lens-shading correction")
-    if not isinstance(params, LscParameters):
-        raise TypeError("params must be an LscParameters from lsc_estimate")
+    >>> table = tav.lsc_estimate(flat, "BayerRG8", dark)
+    >>> table = tav.lsc_estimate(flat12, "Mono12", mode="mono")   # no dark frame: zeros
+    """
     fmt = _format(format)
-    frame = _as_array(frame)
-    want = _np.uint16 if fmt in _WIDE else _np.uint8
-    if frame.ndim != 2 or frame.dtype != want:
-        raise TypeError(f"{getattr(fmt, 'name', fmt)} frames are 2-D {_np.dtype(want).name} arrays")
-    h, w = frame.shape
-    expected = h * w if params.mode == 1 else (h // 2) * (w // 2)
-    if params.coefficients.size < expected:
-        raise ValueError(f"parameters hold {params.coefficients.size} words; the frame needs {expected}")
-    src = _np.ascontiguousarray(frame)
-    result = _check_out(out, (h, w), want) if out is not frame or not frame.flags.c_contiguous else out
-    with _threads(threads):
-        _tav._lsc_apply(src, result, h, w, int(fmt), params.record)
-    return result
+    src, h, w = _source(flat, fmt, width, height, bit_depth)
+    table = ShadingTable(out, mode, w, h)
+    if out is not None and table.words is not out:
+        raise ValueError(f"out must be a C-contiguous {table.words.shape} uint32 array")
+    dark_desc = None
+    if dark is not None:
+        dark_desc, dh, dw = _source(dark, fmt, width, height, bit_depth)
+        if (dh, dw) != (h, w):
+            raise ValueError(f"the dark frame is {dw}x{dh}, the flat field {w}x{h}")
+    _check(_tav.shading_estimate(src, dark_desc, table._native()))
+    return table
+
+
+def lsc_apply(frame, table, format, *, width=None, height=None, bit_depth=None, out=None,
+              threads=None):
+    """Corrects a Mono or Bayer frame (8, 10 or 12 bits) with a table from
+    lsc_estimate; the output has the frame's layout. out may be the frame
+    itself to correct it in place.
+
+    >>> fixed = tav.lsc_apply(raw, table, "BayerRG8")
+    >>> tav.lsc_apply(raw, table, "BayerRG8", out=raw)          # in place
+    """
+    if not isinstance(table, ShadingTable):
+        raise TypeError(f"table must be a ShadingTable, not {type(table).__name__}")
+    fmt = _format(format)
+    src, h, w = _source(frame, fmt, width, height, bit_depth)
+    if out is None:
+        whole = isinstance(frame, _np.ndarray) and frame.ndim > 1
+        out = _np.empty(*((frame.shape, frame.dtype) if whole else _layout(fmt, h, w)))
+    dst, _, _ = _source(out, fmt, w, h, bit_depth)
+    if dst[0] is not out or not out.flags.writeable:
+        raise ValueError("out must be writeable, with contiguous rows")
+    _check(_tav.shading_apply(src, dst, table._native(), _threads(threads)))
+    return out
+
+
+if "TAV_NUM_THREADS" not in _os.environ:
+    set_num_threads(0)
