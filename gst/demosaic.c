@@ -290,6 +290,33 @@ static gboolean propose_allocation(GstBaseTransform* bt, GstQuery* decide_query,
     return TRUE;
 }
 
+/* Output buffers from a pool, downstream's or our own: a fresh frame-sized
+ * allocation each frame costs more than demosaicing it. */
+static gboolean decide_allocation(GstBaseTransform* bt, GstQuery* query) {
+    GstTavDemosaic* self = GST_TAV_DEMOSAIC(bt);
+    GstCaps* caps;
+    gst_query_parse_allocation(query, &caps, NULL);
+    GstBufferPool* pool = NULL;
+    guint size = 0, min = 0, max = 0;
+    const gboolean offered = gst_query_get_n_allocation_pools(query) > 0;
+    if (offered) gst_query_parse_nth_allocation_pool(query, 0, &pool, &size, &min, &max);
+    if (!pool) pool = gst_video_buffer_pool_new();
+    size = MAX(size, (guint)GST_VIDEO_INFO_SIZE(&self->out_info));
+    GstStructure* config = gst_buffer_pool_get_config(pool);
+    gst_buffer_pool_config_set_params(config, caps, size, min, max);
+    if (gst_query_find_allocation_meta(query, GST_VIDEO_META_API_TYPE, NULL)) {
+        gst_buffer_pool_config_add_option(config, GST_BUFFER_POOL_OPTION_VIDEO_META);
+    }
+    gst_buffer_pool_set_config(pool, config);
+    if (offered) {
+        gst_query_set_nth_allocation_pool(query, 0, pool, size, min, max);
+    } else {
+        gst_query_add_allocation_pool(query, pool, size, min, max);
+    }
+    gst_object_unref(pool);
+    return GST_BASE_TRANSFORM_CLASS(gst_tav_demosaic_parent_class)->decide_allocation(bt, query);
+}
+
 static void set_property(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     GstTavDemosaic* self = GST_TAV_DEMOSAIC(object);
     switch (id) {
@@ -379,6 +406,7 @@ static void gst_tav_demosaic_class_init(GstTavDemosaicClass* klass) {
     bt_class->set_caps = set_caps;
     bt_class->transform = transform;
     bt_class->propose_allocation = propose_allocation;
+    bt_class->decide_allocation = decide_allocation;
 }
 
 static void gst_tav_demosaic_init(GstTavDemosaic* self) {

@@ -56,6 +56,9 @@ const Format kRaw[] = {{"RGB", TAV_PF_RGB8},
                        {"I420", TAV_PF_YUV420P},
                        {"IYU1", TAV_PF_YUV411_8_UYYVYY},
                        {"IYU2", TAV_PF_YUV8_UYV}};
+void PrintTo(const Format& f, std::ostream* os) {
+    *os << f.name;
+}
 const char* const kMethods[] = {"nearest", "bilinear", "edge", "hq"};
 
 // Planes of random bytes with GStreamer's strides, or after an odd offset with
