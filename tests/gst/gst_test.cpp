@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -217,7 +218,14 @@ void check(GstHarness* h, GstBuffer* out, const std::string& in_caps, const Form
 
 class GstTest : public testing::Test {
   protected:
-    static void SetUpTestSuite() { gst_init(nullptr, nullptr); }
+    // The plugin from the build tree, scanned in this process (an instrumented
+    // plugin loads only beside its sanitizer) into a registry of the tests' own.
+    static void SetUpTestSuite() {
+        setenv("GST_PLUGIN_PATH", TAV_GST_PLUGIN_DIR, 0);
+        setenv("GST_REGISTRY", TAV_GST_PLUGIN_DIR "/registry.bin", 0);
+        setenv("GST_REGISTRY_FORK", "no", 0);
+        gst_init(nullptr, nullptr);
+    }
     void SetUp() override {
         if (!gst_element_factory_find("tavdemosaic"))
             GTEST_SKIP() << "tavdemosaic not on GST_PLUGIN_PATH";
