@@ -379,12 +379,7 @@ static void gst_tav_demosaic_class_init(GstTavDemosaicClass* klass) {
         g_param_spec_enum("method", "Method", "Interpolation method", GST_TYPE_TAV_METHOD,
                           TAV_METHOD_BILINEAR,
                           G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
-    g_object_class_install_property(
-        object_class, PROP_N_THREADS,
-        g_param_spec_int("n-threads", "Threads",
-                         "Threads for one frame (0: the process setting, TAV_NUM_THREADS)", 0,
-                         G_MAXINT, 0,
-                         G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
+    g_object_class_install_property(object_class, PROP_N_THREADS, gst_tav_threads_param());
 
     GstCaps* sink = template_caps("video/x-bayer", bayer_names, N_BAYER);
     GstCaps* src = template_caps("video/x-raw", raw_names, N_RAW);

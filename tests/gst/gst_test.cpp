@@ -244,7 +244,8 @@ TEST_P(Formats, EveryOutputAsTheLibrary) {
     std::mt19937 rng(7);
     for (uint32_t method = 0; method < (mosaic ? 4u : 1u); method++) {
         const std::string element =
-            mosaic ? std::string("tavdemosaic method=") + kMethods[method] : "tavconvert";
+            (mosaic ? std::string("tavdemosaic method=") + kMethods[method] : "tavconvert") +
+            " n-threads=" + std::to_string(method % 2 + 1);
         GstHarness* h = harness(element);
         for (bool odd : {false, true}) {
             const int w = (mosaic ? 18 : 20) + 4 * odd, hgt = (mosaic ? 10 : 6) + 2 * odd;
