@@ -101,11 +101,10 @@ struct Input {
                 munmap(s->first, s->second);
                 delete s;
             });
-        std::vector<gsize> o = offset;
-        std::vector<gint> s = stride;
         if (meta)
             gst_buffer_add_video_meta_full(b, GST_VIDEO_FRAME_FLAG_NONE, format, width, height,
-                                           o.size(), o.data(), s.data());
+                                           offset.size(), const_cast<gsize*>(offset.data()),
+                                           const_cast<gint*>(stride.data()));
         return b;
     }
 };
