@@ -242,8 +242,8 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
 
     const GstVideoMeta* meta = gst_buffer_get_video_meta(inbuf);
     const gsize row = bayer_row(in, w);
-    gsize offset = meta ? meta->offset[0] : 0;
-    gssize stride = meta ? meta->stride[0] : (gssize)bayer_stride(in, w);
+    const gsize offset = meta ? meta->offset[0] : 0;
+    const gssize stride = meta ? meta->stride[0] : (gssize)bayer_stride(in, w);
     GstMapInfo map;
     if (!gst_buffer_map(inbuf, &map, GST_MAP_READ)) {
         GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Cannot read the input buffer"), (NULL));
@@ -293,10 +293,7 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
 
 /* Upstream may send rows of any stride. */
 static gboolean propose_allocation(GstBaseTransform* bt, GstQuery* decide_query, GstQuery* query) {
-    if (!GST_BASE_TRANSFORM_CLASS(gst_tav_demosaic_parent_class)
-             ->propose_allocation(bt, decide_query, query)) {
-        return FALSE;
-    }
+    (void)bt, (void)decide_query;
     gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, NULL);
     return TRUE;
 }
