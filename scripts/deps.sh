@@ -4,7 +4,11 @@
 set -euo pipefail
 want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
       python3-dev pybind11-dev python3-numpy python3-pytest python3-dask python3-distributed
-      python3-venv python3-setuptools python3-wheel "$@")
+      python3-venv python3-setuptools python3-wheel
+      # the GStreamer plugin, its harness tests and the elements they compare with
+      libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+      "$@")
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
