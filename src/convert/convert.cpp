@@ -190,8 +190,12 @@ int32_t convertYUV420SP_NV12(const uint8_t* src, uint8_t* dst, int32_t height, i
     }
 }
 
-int32_t convertOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
-                      int32_t width, uint64_t target) {
+int32_t convertPicture(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                       int32_t width, uint64_t target) {
+    if (source == TAV_PF_MONO1P || source == TAV_PF_MONO4P) {
+        return fullRangeMono(source, src, dst, height, width, target);
+    }
+    if (target != TAV_PF_RGBA8 && target != TAV_PF_BGRA8) return TAV_E_PIXEL_FORMAT;
     const bool bgra = target == TAV_PF_BGRA8;
     if (source == TAV_PF_RGB8 || source == TAV_PF_BGR8) {
         // The outer bytes exchange when the source's order is not the target's.
