@@ -118,7 +118,8 @@ TAV_API int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst, const TavO
  * NV12 and planar, 4:2:2 UYVY and YUYV, 4:4:4, RGB8, BGR8, RGBA8, BGRA8,
  * Mono1p, Mono4p, Mono8), with strides. Four-byte outputs get alpha 255.
  * Mono1p bits become 0 or 255 and Mono4p nibbles n become n x 17, in Mono8,
- * RGB8, BGR8, RGBA8 and BGRA8.
+ * RGB8, BGR8, RGBA8 and BGRA8. RGB8/BGR8 to YUV420P is written as BT.601
+ * studio range, the matrix YUV420P is read with.
  * Widths: a multiple of 8 for Mono1p, of 4 for YUV 4:1:1, even for Mono4p and
  * 4:2:2; 4:2:0 frames have even widths and heights.
  */

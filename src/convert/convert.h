@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "rgb_weights.h"
+
 namespace tav::cvt {
 
 using Converter = int32_t (*)(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
@@ -43,7 +45,8 @@ int32_t decodeOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t 
 int32_t fullRangeMono(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
                       int32_t width, uint64_t target);
 // The frame API's conversions where the compatible converter's bytes are not
-// the picture: four-byte targets with alpha 255 and full-range Mono1p/Mono4p.
+// the picture: four-byte targets with alpha 255, full-range Mono1p/Mono4p, and
+// RGB8/BGR8 to planar 4:2:0 in BT.601 (the matrix its decoder reads).
 // TAV_E_PIXEL_FORMAT where the compatible converter's bytes are right.
 int32_t convertPicture(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
                        int32_t width, uint64_t target);
@@ -55,6 +58,8 @@ void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange, b
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encodeUyv(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb);
-void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb);
+// Studio range with `weights` (kStudio709 or kStudio601 of rgb_weights.h).
+void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb,
+               const StudioWeights& weights);
 
 }  // namespace tav::cvt
