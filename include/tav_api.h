@@ -99,7 +99,8 @@ TAV_API void tavOptionsInit(TavOptions* options);
  * Demosaics any Bayer or Mono source of tavDemosaicing or tavDemosaicingU16
  * (8-bit, 10/12-bit packed, 10..16-bit words) into:
  *   8-bit: BGR8, RGB8, BGRA8, RGBA8 (alpha 255), MONO8, RGB8_PLANAR,
- *          BGR8_PLANAR; deeper sources are reduced to their top 8 bits;
+ *          BGR8_PLANAR; deeper sources are reduced to their top 8 bits
+ *          (a word with bits set above bitDepth gives 255);
  *   full depth (16-bit words, from 10..16-bit word sources): RGB10, BGR10,
  *          RGB12, BGR12, RGB16, BGR16, MONO10, MONO12, MONO14, MONO16;
  *          samples are scaled from the source depth to the destination's.

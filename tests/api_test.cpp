@@ -407,6 +407,30 @@ double shadingError(bool api) {
     return worst;
 }
 
+// Mono10 samples with a stray bit above the depth, 100 of them (six 16-sample
+// vector steps and a tail) to Mono8: the largest difference from 255.
+double strayBitError(bool api) {
+    const int w = 20, h = 5;
+    Words in(w * h);
+    for (int i = 0; i < w * h; ++i) in[i] = uint16_t(1024 + i % w * 37);
+    Bytes out(w * h);
+    int32_t code;
+    if (api) {
+        code = demosaic(frameOf(TAV_PF_MONO10, w, h, in.data()),
+                        frameOf(TAV_PF_MONO8, w, h, out.data()), 1);
+    } else {
+        tavtest::Context c;
+        c.setOutput(TAV_PF_MONO8);
+        TavImage src{h, w, TAV_PF_MONO10, reinterpret_cast<uint8_t*>(in.data()), 2 * w};
+        TavImage dst{0, 0, 0, out.data(), 0};
+        code = tavDemosaicing(c.ctx, &src, 1, &dst);
+    }
+    if (code != TAV_OK) return 255;
+    int worst = 0;
+    for (uint8_t v : out) worst = std::max(worst, 255 - v);
+    return worst;
+}
+
 const Misread kMisreads[] = {
     {"Mono1pBitWeights", monoError<TAV_PF_MONO1P, TAV_PF_MONO8>, 0},
     {"Mono1pToBgra8", monoError<TAV_PF_MONO1P, TAV_PF_BGRA8>, 0},
@@ -414,6 +438,7 @@ const Misread kMisreads[] = {
     {"Mono4pToRgb8", monoError<TAV_PF_MONO4P, TAV_PF_RGB8>, 0},
     {"ShadingCellGreyFromTopRow", shadingError, 1},
     {"I420WrittenBt709ReadBt601", i420RoundTrip, 3},
+    {"StrayBitsWrapInTheTail", strayBitError, 0},
 };
 
 class Misreads : public testing::TestWithParam<Misread> {};
