@@ -1,7 +1,8 @@
 // Weights of the vector forms of the RGB/BGR encoding formulas (rgb.h): one
 // pmaddubsw on (r, g) byte pairs and one on (g, b) pairs, with the weights
 // above 127 split between the two and the even sets halved. Plain data, so
-// that the AVX2 bodies (rgb_avx2.cpp) use the same numbers as the SSE4.1 ones.
+// that the AVX2 bodies (rgb_avx2.cpp) use the same numbers as the SSE4.1 ones;
+// the studio-range sets are the scalar formulas' numbers as well.
 #pragma once
 
 namespace tav::cvt {
