@@ -99,7 +99,8 @@ TAV_API void tavOptionsInit(TavOptions* options);
  * Demosaics any Bayer or Mono source of tavDemosaicing or tavDemosaicingU16
  * (8-bit, 10/12-bit packed, 10..16-bit words) into:
  *   8-bit: BGR8, RGB8, BGRA8, RGBA8 (alpha 255), MONO8, RGB8_PLANAR,
- *          BGR8_PLANAR; deeper sources are reduced to their top 8 bits;
+ *          BGR8_PLANAR; deeper sources are reduced to their top 8 bits
+ *          (a word with bits set above bitDepth gives 255);
  *   full depth (16-bit words, from 10..16-bit word sources): RGB10, BGR10,
  *          RGB12, BGR12, RGB16, BGR16, MONO10, MONO12, MONO14, MONO16;
  *          samples are scaled from the source depth to the destination's.
@@ -117,6 +118,9 @@ TAV_API int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst, const TavO
  * Converts between the formats tavImageTypeConvert knows (YUV 4:1:1, 4:2:0
  * NV12 and planar, 4:2:2 UYVY and YUYV, 4:4:4, RGB8, BGR8, RGBA8, BGRA8,
  * Mono1p, Mono4p, Mono8), with strides. Four-byte outputs get alpha 255.
+ * Mono1p bits become 0 or 255 and Mono4p nibbles n become n x 17, in Mono8,
+ * RGB8, BGR8, RGBA8 and BGRA8. RGB8/BGR8 to YUV420P is written as BT.601
+ * studio range, the matrix YUV420P is read with.
  * Widths: a multiple of 8 for Mono1p, of 4 for YUV 4:1:1, even for Mono4p and
  * 4:2:2; 4:2:0 frames have even widths and heights.
  */

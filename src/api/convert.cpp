@@ -1,8 +1,8 @@
-// tavConvert: the pairs tavImageTypeConvert converts, every check first, with
-// strides (through compact stand-ins) and opaque alpha.
+// tavConvert: the pairs tavImageTypeConvert converts (Mono1p to every grey
+// form too), every check first, with strides (through compact stand-ins),
+// opaque alpha and full-range Mono1p/Mono4p.
 #include "convert/convert.h"
 #include "frame.h"
-#include "samples.h"
 #include "threads.h"
 
 namespace tav::api {
@@ -15,7 +15,9 @@ struct Pair {
 };
 
 constexpr Pair kPairs[] = {
-    {TAV_PF_MONO1P, cvt::convertMono1P, {TAV_PF_MONO8}},
+    {TAV_PF_MONO1P,
+     cvt::convertMono1P,
+     {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGBA8, TAV_PF_BGRA8}},
     {TAV_PF_MONO4P,
      cvt::convertMono4P,
      {TAV_PF_MONO8, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGBA8, TAV_PF_BGRA8}},
@@ -115,16 +117,13 @@ extern "C" int32_t tavConvert(const TavFrame* src, const TavFrame* dst, const Ta
     const uint8_t* from = in.compact ? in.plane[0] : work;
     if (!in.compact) gather(in, work);
     uint8_t* to = out.compact ? out.plane[0] : work + inBytes;
-    const bool four = out.format->channels == 4;
-    // YUV, RGB8 and BGR8 sources write alpha 255 themselves; Mono4p gets a pass.
-    int32_t result = four ? tav::cvt::convertOpaque(in.format->code, from, to, in.height, in.width,
-                                                    out.format->code)
-                          : TAV_E_PIXEL_FORMAT;
+    // Alpha 255, full-range Mono1p/Mono4p; the compatible converter elsewhere.
+    int32_t result =
+        tav::cvt::convertPicture(in.format->code, from, to, in.height, in.width, out.format->code);
     if (result == TAV_E_PIXEL_FORMAT) {
         result = pair->convert(from, to, in.height, in.width, out.format->code);
-        if (result != TAV_OK) return result;
-        if (four) opaque(to, out.rowBytes[0], out.width, out.height);
     }
+    if (result != TAV_OK) return result;
     if (!out.compact) scatter(to, out);
     return TAV_OK;
 }

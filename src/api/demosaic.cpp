@@ -8,6 +8,7 @@
 #include "frame.h"
 #include "hq.h"
 #include "luma.h"
+#include "normalize.h"
 #include "samples.h"
 #include "threads.h"
 
@@ -95,12 +96,9 @@ int32_t run8(const Job& job) {
             break;
         case Samples::kWords: {
             const uint16_t* words = reinterpret_cast<const uint16_t*>(s.plane[0]);
-            const int32_t shift = static_cast<int32_t>(s.depth) - 8;
-            if (s.compact) {
-                u16Tou8_old(words, h, w, shift, mosaic);
-            } else {
-                u16Tou8(words, h, w, pitch, shift, mosaic);
-            }
+            // Stray bits above the depth saturate in every column.
+            tav::saturatedWords(words, h, w, s.stride[0], static_cast<int32_t>(s.depth) - 8,
+                                mosaic);
             break;
         }
         case Samples::kBits:

@@ -134,7 +134,7 @@ int32_t tavShadingEstimate(const TavFrame* flat, const TavFrame* dark,
     if (table->mode == 0) {
         float* cellDark = black + roundUp64(n);
         float* cellGrey = cellDark + roundUp64(cells);
-        tav::dataInit2x2(black, grey, h, w, cellDark, cellGrey);
+        tav::dataInit2x2(black, grey, h, w, cellDark, cellGrey, true);
         greyIn = cellGrey;
         darkIn = cellDark;
         count = cells;

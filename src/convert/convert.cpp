@@ -145,7 +145,7 @@ int32_t convertThreeByte(bool rgb, const uint8_t* src, uint8_t* dst, int32_t hei
             (rgb ? RGBToYUV422 : BGRToYUV422)(src, dst, static_cast<uint32_t>(n), target);
             break;
         case Encode::k420:
-            encode420(src, dst, height, width, rgb);
+            encode420(src, dst, height, width, rgb, kStudio709);
             break;
     }
     return TAV_OK;
@@ -190,10 +190,19 @@ int32_t convertYUV420SP_NV12(const uint8_t* src, uint8_t* dst, int32_t height, i
     }
 }
 
-int32_t convertOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
-                      int32_t width, uint64_t target) {
+int32_t convertPicture(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                       int32_t width, uint64_t target) {
+    if (source == TAV_PF_MONO1P || source == TAV_PF_MONO4P) {
+        return fullRangeMono(source, src, dst, height, width, target);
+    }
+    const bool threeByte = source == TAV_PF_RGB8 || source == TAV_PF_BGR8;
+    if (threeByte && target == TAV_PF_YUV420P) {
+        encode420(src, dst, height, width, source == TAV_PF_RGB8, kStudio601);
+        return TAV_OK;
+    }
+    if (target != TAV_PF_RGBA8 && target != TAV_PF_BGRA8) return TAV_E_PIXEL_FORMAT;
     const bool bgra = target == TAV_PF_BGRA8;
-    if (source == TAV_PF_RGB8 || source == TAV_PF_BGR8) {
+    if (threeByte) {
         // The outer bytes exchange when the source's order is not the target's.
         widenTo4(src, dst, pixelCount(height, width), bgra == (source == TAV_PF_RGB8), true);
         return TAV_OK;

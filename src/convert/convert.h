@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "rgb_weights.h"
+
 namespace tav::cvt {
 
 using Converter = int32_t (*)(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
@@ -38,10 +40,16 @@ int32_t convertBGR8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t wi
 // RGBa8/BGRa8 kernels otherwise. TAV_E_PIXEL_FORMAT for a source without one.
 int32_t decodeOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
                      int32_t width, bool bgr);
-// The same for the YUV, RGB8 and BGR8 sources (the frame API); `target`
-// RGBA8 or BGRA8.
-int32_t convertOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+// Mono1p and Mono4p at full range: bit 0 or 255, nibble n as n x 17, to
+// Mono8, RGB8, BGR8, RGBA8 and BGRA8 (alpha 255).
+int32_t fullRangeMono(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
                       int32_t width, uint64_t target);
+// The frame API's conversions where the compatible converter's bytes are not
+// the picture: four-byte targets with alpha 255, full-range Mono1p/Mono4p, and
+// RGB8/BGR8 to planar 4:2:0 in BT.601 (the matrix its decoder reads).
+// TAV_E_PIXEL_FORMAT where the compatible converter's bytes are right.
+int32_t convertPicture(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                       int32_t width, uint64_t target);
 
 // Encoders from three-byte pixels; `rgb` tells a red-first source from a
 // blue-first one. Counts that are not positive write nothing.
@@ -50,6 +58,8 @@ void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange, b
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encodeUyv(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb);
-void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb);
+// Studio range with `weights` (kStudio709 or kStudio601 of rgb_weights.h).
+void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb,
+               const StudioWeights& weights);
 
 }  // namespace tav::cvt

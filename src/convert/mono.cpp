@@ -52,60 +52,101 @@ struct StudioGrey {
     static void unit(const uint8_t* s, uint8_t* d) { d[0] = studioGrey(s[0]); }
 };
 
+// Grey of `bytes` bytes (1, 3 or 4); alpha 255 if kOpaque, else 0.
+template <bool kOpaque>
 inline void putGrey(uint8_t* p, uint8_t value, int bytes) {
     if (bytes == 1) {
         p[0] = value;
         return;
     }
     p[0] = p[1] = p[2] = value;
-    if (bytes == 4) p[3] = 0;
+    if (bytes == 4) p[3] = kOpaque ? 255 : 0;
 }
 
-// Mono1p: a byte's eight bits, bit k as pixel k with weight 1 << k; 16 bytes a block.
+// 16 grey bytes as kBytes-byte pixels.
+template <int kBytes, bool kOpaque, bool kStream>
+inline void storeGrey(__m128i grey, uint8_t* out) {
+    if constexpr (kBytes == 1) {
+        simd::store<kStream>(out, grey);
+    } else if constexpr (kBytes == 3) {
+        interleave3<kStream>(grey, grey, grey, out);
+    } else {
+        interleave4<kStream>(grey, grey, grey, _mm_set1_epi8(kOpaque ? -1 : 0), out);
+    }
+}
+
+// Mono1p: a byte's eight bits, bit k as pixel k; 16 bytes a block. Compatible
+// (kFull false): the bit's own weight 1 << k, Mono8 only. Full: 0 or 255 as
+// grey of kBytes bytes, alpha 255.
+template <int kBytes, bool kFull>
 struct Bits {
-    static constexpr int kUnits = 16, kIn = 1, kOut = 8;
+    static constexpr int kUnits = 16, kIn = 1, kOut = 8 * kBytes;
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i v = simd::load(s), weights = _mm_set1_epi64x(0x8040201008040201);
         // Bytes 2k and 2k + 1 of the block, each over eight lanes.
         __m128i spread = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
         for (int k = 0; k < 8; ++k, spread = _mm_add_epi8(spread, _mm_set1_epi8(2))) {
-            simd::store<kStream>(d + 16 * k, _mm_and_si128(_mm_shuffle_epi8(v, spread), weights));
+            __m128i bits = _mm_and_si128(_mm_shuffle_epi8(v, spread), weights);
+            if constexpr (kFull) bits = _mm_cmpeq_epi8(bits, weights);
+            storeGrey<kBytes, kFull, kStream>(bits, d + 16 * kBytes * k);
         }
     }
     static void unit(const uint8_t* s, uint8_t* d) {
-        for (int k = 0; k < 8; ++k) d[k] = static_cast<uint8_t>(s[0] & (1u << k));
+        for (int k = 0; k < 8; ++k) {
+            const unsigned bit = s[0] & (1u << k);
+            putGrey<kFull>(d + kBytes * k, static_cast<uint8_t>(kFull ? (bit ? 255 : 0) : bit),
+                           kBytes);
+        }
     }
 };
 
-// Mono4p: a byte's two pixels, the low nibble moved up, the high one kept, as
-// grey of kBytes bytes (alpha 0); 16 bytes a block.
-template <int kBytes>
+// Mono4p: a byte's two pixels, low nibble first, as grey of kBytes bytes; 16
+// bytes a block. Compatible: the low nibble moved up, the high one kept, alpha
+// 0. Full: nibble n as n x 17 (0..255) for both, alpha 255.
+template <int kBytes, bool kFull>
 struct Nibbles {
     static constexpr int kUnits = 16, kIn = 1, kOut = 2 * kBytes;
+    static uint8_t first(uint8_t b) {
+        return static_cast<uint8_t>(kFull ? (b & 0x0F) * 17 : b << 4);
+    }
+    static uint8_t second(uint8_t b) {
+        return static_cast<uint8_t>(kFull ? (b >> 4) * 17 : b & 0xF0);
+    }
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i v = simd::load(s), high = _mm_set1_epi8(static_cast<char>(0xF0));
-        const __m128i first = _mm_and_si128(_mm_slli_epi16(v, 4), high);
-        const __m128i second = _mm_and_si128(v, high);
-        const __m128i grey[2] = {_mm_unpacklo_epi8(first, second),
-                                 _mm_unpackhi_epi8(first, second)};
-        for (int h = 0; h < 2; ++h) {
-            uint8_t* out = d + 16 * kBytes * h;
-            if constexpr (kBytes == 1) {
-                simd::store<kStream>(out, grey[h]);
-            } else if constexpr (kBytes == 3) {
-                interleave3<kStream>(grey[h], grey[h], grey[h], out);
-            } else {
-                interleave4<kStream>(grey[h], grey[h], grey[h], _mm_setzero_si128(), out);
-            }
+        __m128i lo = _mm_and_si128(_mm_slli_epi16(v, 4), high);
+        __m128i hi = _mm_and_si128(v, high);
+        if constexpr (kFull) {
+            // n x 17 = n << 4 | n: each nibble copied into the other half.
+            lo = _mm_or_si128(lo, _mm_srli_epi16(lo, 4));
+            hi = _mm_or_si128(hi, _mm_and_si128(_mm_srli_epi16(hi, 4), _mm_set1_epi8(0x0F)));
         }
+        storeGrey<kBytes, kFull, kStream>(_mm_unpacklo_epi8(lo, hi), d);
+        storeGrey<kBytes, kFull, kStream>(_mm_unpackhi_epi8(lo, hi), d + 16 * kBytes);
     }
     static void unit(const uint8_t* s, uint8_t* d) {
-        putGrey(d, static_cast<uint8_t>(s[0] << 4), kBytes);
-        putGrey(d + kBytes, static_cast<uint8_t>(s[0] & 0xF0), kBytes);
+        putGrey<kFull>(d, first(s[0]), kBytes);
+        putGrey<kFull>(d + kBytes, second(s[0]), kBytes);
     }
 };
+
+template <bool kFull>
+int32_t mono4(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, uint64_t target) {
+    const int bytes = mono4Bytes(target);
+    if (!bytes) return TAV_E_PIXEL_FORMAT;
+    const int32_t n = pixelCount(height, width);
+    if (n <= 0) return TAV_OK;
+    const int32_t pairs = n / 2;
+    static constexpr void (*kByBytes[5])(const uint8_t*, uint8_t*, ptrdiff_t) = {
+        nullptr, runUnits<Nibbles<1, kFull>>, nullptr, runUnits<Nibbles<3, kFull>>,
+        runUnits<Nibbles<4, kFull>>};
+    kByBytes[bytes](src, dst, pairs);
+    const size_t step = 2 * static_cast<size_t>(bytes);
+    if (n & 1) putGrey<kFull>(dst + pairs * step, Nibbles<1, kFull>::first(src[pairs]), bytes);
+    return TAV_OK;
+}
 
 }  // namespace
 
@@ -114,23 +155,26 @@ struct Nibbles {
 int32_t convertMono1P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                       uint64_t target) {
     if (target != TAV_PF_MONO8) return TAV_E_PIXEL_FORMAT;
-    runUnits<Bits>(src, dst, pixelCount(height, width) >> 3);
+    runUnits<Bits<1, false>>(src, dst, pixelCount(height, width) >> 3);
     return TAV_OK;
 }
 
 // Low nibble first, moved up; high nibble kept in place.
 int32_t convertMono4P(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                       uint64_t target) {
+    return mono4<false>(src, dst, height, width, target);
+}
+
+int32_t fullRangeMono(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                      int32_t width, uint64_t target) {
     const int bytes = mono4Bytes(target);
     if (!bytes) return TAV_E_PIXEL_FORMAT;
-    const int32_t n = pixelCount(height, width);
-    if (n <= 0) return TAV_OK;
-    const int32_t pairs = n / 2;
+    if (source == TAV_PF_MONO4P) return mono4<true>(src, dst, height, width, target);
+    if (source != TAV_PF_MONO1P) return TAV_E_PIXEL_FORMAT;
     static constexpr void (*kByBytes[5])(const uint8_t*, uint8_t*, ptrdiff_t) = {
-        nullptr, runUnits<Nibbles<1>>, nullptr, runUnits<Nibbles<3>>, runUnits<Nibbles<4>>};
-    kByBytes[bytes](src, dst, pairs);
-    const size_t step = 2 * static_cast<size_t>(bytes);
-    if (n & 1) putGrey(dst + pairs * step, static_cast<uint8_t>(src[pairs] << 4), bytes);
+        nullptr, runUnits<Bits<1, true>>, nullptr, runUnits<Bits<3, true>>,
+        runUnits<Bits<4, true>>};
+    kByBytes[bytes](src, dst, pixelCount(height, width) >> 3);
     return TAV_OK;
 }
 

@@ -44,17 +44,15 @@ inline int32_t cr411(int32_t r, int32_t g, int32_t b) {
     return std::min(255, (128 * r - 107 * g - 21 * b + 32896) >> 8);
 }
 
-// BT.709 studio range (planar 4:2:0 target).
-inline int32_t luma709(int32_t r, int32_t g, int32_t b) {
-    return std::clamp((46 * r + 157 * g + 16 * b + 4096) >> 8, 16, 235);
+// Studio range (planar 4:2:0 target), from a weight set of rgb_weights.h.
+inline int32_t studioLuma(const StudioWeights& w, int32_t r, int32_t g, int32_t b) {
+    const PairWeights& y = w.luma;
+    return std::clamp((y.r * r + (y.g1 + y.g2) * g + y.b * b + w.lumaOffset) >> 8, 16, 235);
 }
-inline int32_t cb709(int32_t r, int32_t g, int32_t b) {
-    return (112 * b - 86 * g - 26 * r + 32896) >> 8;
+inline int32_t studioChroma(const PairWeights& half, int32_t r, int32_t g, int32_t b) {
+    return (2 * (half.r * r + (half.g1 + half.g2) * g + half.b * b) + 32896) >> 8;
 }
-inline int32_t cr709(int32_t r, int32_t g, int32_t b) {
-    return (112 * r - 102 * g - 10 * b + 32896) >> 8;
-}
-inline int32_t chroma709(int32_t c0, int32_t c1, int32_t c2, int32_t c3) {
+inline int32_t studioMean(int32_t c0, int32_t c1, int32_t c2, int32_t c3) {
     return std::clamp((c0 + c1 + c2 + c3 + 2) >> 2, 16, 240);
 }
 
@@ -129,16 +127,13 @@ inline __m128i cr411x8(__m128i rg, __m128i gb) {
     return fromHalf(_mm_srai_epi16(x, 1));
 }
 
-// BT.709: luma unclamped (16..234 before the clamp), chroma 16..240.
-inline __m128i luma709x8(__m128i rg, __m128i gb) {
-    const __m128i s = dot(rg, gb, kLuma709);
-    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(kLuma709Offset)), 8);
+// Studio range: luma unclamped (at most 235 before the clamp), chroma 16..240.
+inline __m128i studioLumax8(__m128i rg, __m128i gb, const StudioWeights& w) {
+    const __m128i s = dot(rg, gb, w.luma);
+    return _mm_srli_epi16(_mm_add_epi16(s, _mm_set1_epi16(static_cast<int16_t>(w.lumaOffset))), 8);
 }
-inline __m128i cb709x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, kCb709Half));
-}
-inline __m128i cr709x8(__m128i rg, __m128i gb) {
-    return fromHalf(dot(rg, gb, kCr709Half));
+inline __m128i studioChromax8(__m128i rg, __m128i gb, const PairWeights& half) {
+    return fromHalf(dot(rg, gb, half));
 }
 
 }  // namespace tav::cvt

@@ -78,14 +78,11 @@ inline __m256i cr411(__m256i rg, __m256i gb) {
     const __m256i x = _mm256_add_epi16(dot(rg, gb, kCr411), _mm256_maddubs_epi16(rg, w2(1, 0)));
     return fromHalf(_mm256_srai_epi16(x, 1));
 }
-inline __m256i luma709(__m256i rg, __m256i gb) {
-    return _mm256_srli_epi16(_mm256_add_epi16(dot(rg, gb, kLuma709), c16(kLuma709Offset)), 8);
+inline __m256i studioLuma(__m256i rg, __m256i gb, const StudioWeights& w) {
+    return _mm256_srli_epi16(_mm256_add_epi16(dot(rg, gb, w.luma), c16(w.lumaOffset)), 8);
 }
-inline __m256i cb709(__m256i rg, __m256i gb) {
-    return fromHalf(dot(rg, gb, kCb709Half));
-}
-inline __m256i cr709(__m256i rg, __m256i gb) {
-    return fromHalf(dot(rg, gb, kCr709Half));
+inline __m256i studioChroma(__m256i rg, __m256i gb, const PairWeights& half) {
+    return fromHalf(dot(rg, gb, half));
 }
 
 // ---- 4:1:1: eight groups a lane
@@ -144,8 +141,8 @@ void encode411(bool rgb, const uint8_t* s, uint8_t* d, size_t blocks) {
 
 // ---- planar 4:2:0: 16 columns of two rows a lane
 
-void encode420(bool rgb, const uint8_t* r0, const uint8_t* r1, uint8_t* y0, uint8_t* y1, uint8_t* u,
-               uint8_t* v, int32_t steps) {
+void encode420(bool rgb, const StudioWeights& w, const uint8_t* r0, const uint8_t* r1, uint8_t* y0,
+               uint8_t* y1, uint8_t* u, uint8_t* v, int32_t steps) {
     const Pairs src(rgb);
     const __m256i lo = _mm256_set1_epi8(16), hiY = _mm256_set1_epi8(static_cast<char>(235));
     const __m256i hiC = _mm256_set1_epi8(static_cast<char>(240));
@@ -158,12 +155,15 @@ void encode420(bool rgb, const uint8_t* r0, const uint8_t* r1, uint8_t* y0, uint
             __m256i rgA, gbA, rgB, gbB;
             src.load(rows[h], 48, rgA, gbA);
             src.load(rows[h] + 24, 48, rgB, gbB);
-            const __m256i y =
-                _mm256_packus_epi16(luma709(rgA, gbA), luma709(rgB, gbB));  // 0-15|16-31
+            const __m256i y = _mm256_packus_epi16(studioLuma(rgA, gbA, w),
+                                                  studioLuma(rgB, gbB, w));  // 0-15|16-31
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(ys[h]),
                                 _mm256_min_epu8(_mm256_max_epu8(y, lo), hiY));
-            cbSum[h] = _mm256_hadd_epi16(cb709(rgA, gbA), cb709(rgB, gbB));  // blocks 0-7|8-15
-            crSum[h] = _mm256_hadd_epi16(cr709(rgA, gbA), cr709(rgB, gbB));
+            // blocks 0-7|8-15
+            cbSum[h] = _mm256_hadd_epi16(studioChroma(rgA, gbA, w.cbHalf),
+                                         studioChroma(rgB, gbB, w.cbHalf));
+            crSum[h] = _mm256_hadd_epi16(studioChroma(rgA, gbA, w.crHalf),
+                                         studioChroma(rgB, gbB, w.crHalf));
         }
         auto mean = [](__m256i a, __m256i b) {
             return _mm256_srai_epi16(_mm256_add_epi16(_mm256_add_epi16(a, b), c16(2)), 2);
@@ -187,9 +187,9 @@ void encode411Avx2(bool rgb, bool stream, const uint8_t* src, uint8_t* dst, size
     }
 }
 
-void encode420Avx2(bool rgb, const uint8_t* r0, const uint8_t* r1, uint8_t* y0, uint8_t* y1,
-                   uint8_t* u, uint8_t* v, int32_t steps) {
-    encode420(rgb, r0, r1, y0, y1, u, v, steps);
+void encode420Avx2(bool rgb, const StudioWeights& weights, const uint8_t* r0, const uint8_t* r1,
+                   uint8_t* y0, uint8_t* y1, uint8_t* u, uint8_t* v, int32_t steps) {
+    encode420(rgb, weights, r0, r1, y0, y1, u, v, steps);
 }
 
 }  // namespace tav::cvt

@@ -217,31 +217,31 @@ void to422(const uint8_t* src, uint8_t* dst, uint32_t n, uint64_t target) {
     }
 }
 
-// ---- planar 4:2:0, BT.709 studio range
+// ---- planar 4:2:0, studio range (BT.709 or BT.601 weights, as data)
 
 template <bool kRgb>
 struct Planar420 {
     using S = Src3<kRgb>;
 
     // Block (j, i) at the scalar formulas.
-    static void block1(const uint8_t* r0, const uint8_t* r1, uint8_t* y0, uint8_t* y1, uint8_t* u,
-                       uint8_t* v, int32_t i) {
+    static void block1(const StudioWeights& w, const uint8_t* r0, const uint8_t* r1, uint8_t* y0,
+                       uint8_t* y1, uint8_t* u, uint8_t* v, int32_t i) {
         int32_t cb[4], cr[4];
         for (int k = 0; k < 4; ++k) {
             const int32_t x = 2 * i + (k & 1);
             const uint8_t* p = (k < 2 ? r0 : r1) + 3 * x;
             const int32_t r = S::r(p), g = S::g(p), b = S::b(p);
-            (k < 2 ? y0 : y1)[x] = static_cast<uint8_t>(luma709(r, g, b));
-            cb[k] = cb709(r, g, b);
-            cr[k] = cr709(r, g, b);
+            (k < 2 ? y0 : y1)[x] = static_cast<uint8_t>(studioLuma(w, r, g, b));
+            cb[k] = studioChroma(w.cbHalf, r, g, b);
+            cr[k] = studioChroma(w.crHalf, r, g, b);
         }
-        u[i] = static_cast<uint8_t>(chroma709(cb[0], cb[1], cb[2], cb[3]));
-        v[i] = static_cast<uint8_t>(chroma709(cr[0], cr[1], cr[2], cr[3]));
+        u[i] = static_cast<uint8_t>(studioMean(cb[0], cb[1], cb[2], cb[3]));
+        v[i] = static_cast<uint8_t>(studioMean(cr[0], cr[1], cr[2], cr[3]));
     }
 
     // Eight blocks (16 columns of two rows).
-    static void block8(const uint8_t* r0, const uint8_t* r1, uint8_t* y0, uint8_t* y1, uint8_t* u,
-                       uint8_t* v) {
+    static void block8(const StudioWeights& w, const uint8_t* r0, const uint8_t* r1, uint8_t* y0,
+                       uint8_t* y1, uint8_t* u, uint8_t* v) {
         const __m128i lo = _mm_set1_epi8(16), hiY = _mm_set1_epi8(static_cast<char>(235));
         const __m128i hiC = _mm_set1_epi8(static_cast<char>(240));
         __m128i cbSum[2], crSum[2];
@@ -251,13 +251,14 @@ struct Planar420 {
             __m128i rg[2], gb[2];
             S::pairs8(rows[h], rg[0], gb[0]);
             S::pairs8(rows[h] + 24, rg[1], gb[1]);
-            const __m128i y = _mm_packus_epi16(luma709x8(rg[0], gb[0]), luma709x8(rg[1], gb[1]));
+            const __m128i y =
+                _mm_packus_epi16(studioLumax8(rg[0], gb[0], w), studioLumax8(rg[1], gb[1], w));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(ys[h]),
                              _mm_min_epu8(_mm_max_epu8(y, lo), hiY));
-            const __m128i cb = _mm_hadd_epi16(cb709x8(rg[0], gb[0]), cb709x8(rg[1], gb[1]));
-            const __m128i cr = _mm_hadd_epi16(cr709x8(rg[0], gb[0]), cr709x8(rg[1], gb[1]));
-            cbSum[h] = cb;
-            crSum[h] = cr;
+            cbSum[h] = _mm_hadd_epi16(studioChromax8(rg[0], gb[0], w.cbHalf),
+                                      studioChromax8(rg[1], gb[1], w.cbHalf));
+            crSum[h] = _mm_hadd_epi16(studioChromax8(rg[0], gb[0], w.crHalf),
+                                      studioChromax8(rg[1], gb[1], w.crHalf));
         }
         auto mean = [&](__m128i a, __m128i b) {
             const __m128i two = _mm_set1_epi16(2);
@@ -268,7 +269,8 @@ struct Planar420 {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(v), mean(crSum[0], crSum[1]));
     }
 
-    static void run(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width) {
+    static void run(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                    const StudioWeights& weights) {
         const int32_t rowPairs = height / 2, pairs = width / 2;
         if (rowPairs <= 0 || pairs <= 0) return;
         const uint32_t n = pixels32(height, width);
@@ -286,13 +288,14 @@ struct Planar420 {
                 uint8_t* v = vPlane + static_cast<size_t>(j) * pairs;
                 // AVX2: 16 blocks a step, then at most one 8-block step.
                 const int32_t wide = wideSteps<16>(0, pairs);
-                if (wide > 0) encode420Avx2(kRgb, r0, r1, y0, y1, u, v, wide);
+                if (wide > 0) encode420Avx2(kRgb, weights, r0, r1, y0, y1, u, v, wide);
                 eachStep<8>(
                     16 * wide, pairs, pairs,
                     [&](int32_t i) {
-                        block8(r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i, v + i);
+                        block8(weights, r0 + 6 * i, r1 + 6 * i, y0 + 2 * i, y1 + 2 * i, u + i,
+                               v + i);
                     },
-                    [&](int32_t i, bool) { block1(r0, r1, y0, y1, u, v, i); });
+                    [&](int32_t i, bool) { block1(weights, r0, r1, y0, y1, u, v, i); });
             }
         });
     }
@@ -324,10 +327,12 @@ void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb) {
         runUnits<Yuv411<false>>, runUnits<Yuv411<true>>};
     kByOrder[rgb](src, dst, groups);
 }
-void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb) {
-    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, int32_t, int32_t) = {
-        Planar420<false>::run, Planar420<true>::run};
-    kByOrder[rgb](src, dst, height, width);
+void encode420(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool rgb,
+               const StudioWeights& weights) {
+    static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, int32_t, int32_t,
+                                         const StudioWeights&) = {Planar420<false>::run,
+                                                                  Planar420<true>::run};
+    kByOrder[rgb](src, dst, height, width, weights);
 }
 
 }  // namespace tav::cvt

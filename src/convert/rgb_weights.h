@@ -1,7 +1,8 @@
 // Weights of the vector forms of the RGB/BGR encoding formulas (rgb.h): one
 // pmaddubsw on (r, g) byte pairs and one on (g, b) pairs, with the weights
 // above 127 split between the two and the even sets halved. Plain data, so
-// that the AVX2 bodies (rgb_avx2.cpp) use the same numbers as the SSE4.1 ones.
+// that the AVX2 bodies (rgb_avx2.cpp) use the same numbers as the SSE4.1 ones;
+// the studio-range sets are the scalar formulas' numbers as well.
 #pragma once
 
 namespace tav::cvt {
@@ -17,12 +18,24 @@ inline constexpr PairWeights kCr601Half{64, -54, 0, -10};
 // The 4:1:1 chroma (odd weights, whole): 128 as 127 plus one more pair.
 inline constexpr PairWeights kCb411{-43, -85, 0, 127};
 inline constexpr PairWeights kCr411{127, -107, 0, -21};
-// BT.709 studio range: (46 r + 157 g + 16 b + 4096) >> 8, and halved chroma.
-inline constexpr PairWeights kLuma709{46, 82, 75, 16};
-inline constexpr PairWeights kCb709Half{-13, -43, 0, 56};
-inline constexpr PairWeights kCr709Half{56, -51, 0, -5};
+inline constexpr int kLuma601Round = 128;
 
-inline constexpr int kLuma601Round = 128, kLuma709Offset = 4096;
+// A studio-range set (planar 4:2:0): luma (w.r r + (w.g1 + w.g2) g + w.b b +
+// lumaOffset) >> 8 in 16..235, chroma (2 (h.r r + (h.g1 + h.g2) g + h.b b) +
+// 32896) >> 8 for its halved weights h. Each pair's weights add up to at most
+// 128, so that no pmaddubsw saturates.
+struct StudioWeights {
+    PairWeights luma, cbHalf, crHalf;
+    int lumaOffset;
+};
+
+// BT.709: 46 r + 157 g + 16 b + 4096 (the compatible entry's encoder).
+inline constexpr StudioWeights kStudio709{
+    {46, 82, 75, 16}, {-13, -43, 0, 56}, {56, -51, 0, -5}, 4096};
+// BT.601, what the planar 4:2:0 decoder reads: 66 r + 129 g + 25 b + 4224
+// (16 and a rounding half), chroma -38 r - 74 g + 112 b and 112 r - 94 g - 18 b.
+inline constexpr StudioWeights kStudio601{
+    {66, 62, 67, 25}, {-19, -37, 0, 56}, {56, -47, 0, -9}, 4224};
 // (2h + 32896) >> 8 = (h + kHalfOffset) >> 7 for a halved chroma sum h.
 inline constexpr int kHalfOffset = 16448;
 

@@ -5,6 +5,8 @@
 // vector pack saturates to 255, the tail keeps the low byte of the shifted
 // value. The block/tail split is therefore part of the result and must not move;
 // the scalar level keeps it by saturating where a vector step would have run.
+#include "normalize.h"
+
 #include <cstring>
 
 #include "pixels.h"
@@ -66,8 +68,8 @@ inline void unpackRow(const uint8_t* src, uint8_t* dst, int32_t count) {
         [&](int32_t x, bool) { unpackPair(src, dst, x, count); });
 }
 
-// 16 samples per step; the pack saturates.
-template <bool kStream>
+// 16 samples per step; the pack saturates, and with kSaturate the tail too.
+template <bool kStream, bool kSaturate = false>
 inline void narrowRow(const uint16_t* src, uint8_t* dst, int32_t count, int32_t shift) {
     const __m128i n = _mm_cvtsi32_si128(shift);
     eachStep<16>(
@@ -78,7 +80,7 @@ inline void narrowRow(const uint16_t* src, uint8_t* dst, int32_t count, int32_t 
             store<kStream>(dst + x, _mm_packus_epi16(a, b));
         },
         [&](int32_t x, bool inStep) {
-            dst[x] = inStep ? narrowInStep(src[x], shift) : narrow(src[x], shift);
+            dst[x] = inStep || kSaturate ? narrowInStep(src[x], shift) : narrow(src[x], shift);
         });
 }
 
@@ -96,6 +98,21 @@ size_t streamBytes(int32_t height, int32_t width) {
 }
 
 }  // namespace
+
+void saturatedWords(const uint16_t* src, int32_t height, int32_t width, ptrdiff_t pitch,
+                    int32_t shift, uint8_t* dst) {
+    simd::withStorePolicy(dst, streamBytes(height, width), [&](auto stream) {
+        parallelRows(height, minBandUnits(width), [&](int32_t r0, int32_t r1) {
+            for (int32_t r = r0; r < r1; ++r) {
+                narrowRow<decltype(stream)::value, true>(
+                    reinterpret_cast<const uint16_t*>(reinterpret_cast<const uint8_t*>(src) +
+                                                      r * pitch),
+                    dst + static_cast<ptrdiff_t>(r) * width, width, shift);
+            }
+        });
+    });
+}
+
 }  // namespace tav
 
 using tav::pixelCount;

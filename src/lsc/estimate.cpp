@@ -51,18 +51,19 @@ int32_t estimateFailed(int32_t code) {
 }  // namespace
 
 void dataInit2x2(const float* dark, const float* grey, int32_t height, int32_t width,
-                 float* blockDark, float* blockGrey) {
+                 float* blockDark, float* blockGrey, bool wholeCell) {
     const int32_t cellRows = height / 2, cells = width / 2;
     for (int32_t j = 0; j < cellRows; ++j) {
         const float* d0 = dark + static_cast<ptrdiff_t>(2 * j) * width;
         const float* d1 = d0 + width;
         const float* g0 = grey + static_cast<ptrdiff_t>(2 * j) * width;
+        const float* g1 = wholeCell ? g0 + width : g0;
         float* outDark = blockDark + static_cast<ptrdiff_t>(j) * cells;
         float* outGrey = blockGrey + static_cast<ptrdiff_t>(j) * cells;
         for (int32_t i = 0; i < cells; ++i) {
             const int32_t x = 2 * i;
             outDark[i] = (d0[x] + d0[x + 1] + d1[x] + d1[x + 1]) * 0.25f;
-            outGrey[i] = (g0[x] + g0[x + 1] + g0[x] + g0[x + 1]) * 0.25f;
+            outGrey[i] = (g0[x] + g0[x + 1] + g1[x] + g1[x + 1]) * 0.25f;
         }
     }
 }
@@ -138,7 +139,7 @@ int32_t tavGetLSCParameter(const TavLscInput* input, TavLscParameter* parameter)
         const size_t n = static_cast<size_t>(height / 2) * static_cast<size_t>(width / 2);
         tav::BlockBuffers blocks;
         if (const int32_t got = blocks.allocate(n); got != TAV_OK) return got;
-        tav::dataInit2x2(input->dark, input->grey, height, width, blocks.dark, blocks.grey);
+        tav::dataInit2x2(input->dark, input->grey, height, width, blocks.dark, blocks.grey, false);
         const double target = tav::getTargetLSCMono(blocks.dark, blocks.grey, n);
         parameter->mode = 0;
         parameter->height = static_cast<uint32_t>(height);

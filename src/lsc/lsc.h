@@ -124,9 +124,10 @@ inline void regionEntry(float dark, float grey, int32_t bits, double target, flo
 namespace tav {
 
 // Per 2x2 cell: dark from all four pixels, grey from the top row only (each
-// pixel twice). Writes (height/2) x (width/2) floats to each output.
+// pixel twice), or from all four with wholeCell (the frame API). Writes
+// (height/2) x (width/2) floats to each output.
 void dataInit2x2(const float* dark, const float* grey, int32_t height, int32_t width,
-                 float* blockDark, float* blockGrey);
+                 float* blockDark, float* blockGrey, bool wholeCell);
 
 // Per blockHeight x blockWidth block: the mean grey, summed in single precision
 // row by row. Pixels right of or below the last whole block are ignored.
