@@ -4,6 +4,10 @@
 set -euo pipefail
 want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
       python3-dev pybind11-dev python3-numpy python3-pytest "$@")
+# Cameras: Aravis (`tav capture`, the fake GigE Vision camera of the tests, and
+# the aravissrc element, which libaravis-0.8-0 carries); its pkg-config file
+# needs libusb's.
+want+=(libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev)
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
