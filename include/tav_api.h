@@ -103,8 +103,10 @@ TAV_API void tavOptionsInit(TavOptions* options);
  *          RGB12, BGR12, RGB16, BGR16, MONO10, MONO12, MONO14, MONO16;
  *          samples are scaled from the source depth to the destination's.
  * The destination's format picks the path. Nearest has no full-depth form.
- * Sizes: even width and height; at least 2x2 (bilinear, nearest), 6x6
- * (edge-directed) or 8x8 (TAV_METHOD_HQ).
+ * Sizes: even width and height for Bayer and packed sources; Bayer frames of
+ * at least 4x4 (bilinear, nearest), 6x6 (edge-directed) or 8x8
+ * (TAV_METHOD_HQ). A destination's bitDepth (0: its format's) sets the depth
+ * it is scaled to: down by dropping low bits, up by repeating the top bits.
  */
 TAV_API int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst, const TavOptions* options);
 

@@ -1,6 +1,6 @@
 # Compares the dynamic symbols of the shared library with the functions that
-# the public headers declare (every TAV_API declaration in HEADER and in the
-# headers it includes from its own folder).
+# the public headers declare (every TAV_API declaration in HEADERS and in the
+# headers they include from their own folder).
 execute_process(COMMAND nm -D --defined-only ${LIB} OUTPUT_VARIABLE nm_out RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIB}")
@@ -14,14 +14,26 @@ endforeach()
 list(FILTER exported EXCLUDE REGEX "^_(init|fini)$")
 list(SORT exported)
 
-file(READ ${HEADER} header)
-get_filename_component(header_dir ${HEADER} DIRECTORY)
-string(REGEX MATCHALL "#include \"[^\"]+\"" includes "${header}")
-foreach(inc ${includes})
-  string(REGEX REPLACE "#include \"([^\"]+)\"" "\\1" name "${inc}")
-  file(READ ${header_dir}/${name} included)
-  string(APPEND header "${included}")
-endforeach()
+# Each header once, with the headers it includes from its own folder.
+set(header "")
+set(seen "")
+set(queue ${HEADERS})
+while(queue)
+  list(POP_FRONT queue path)
+  list(FIND seen ${path} at)
+  if(NOT at EQUAL -1)
+    continue()
+  endif()
+  list(APPEND seen ${path})
+  file(READ ${path} text)
+  string(APPEND header "${text}")
+  get_filename_component(dir ${path} DIRECTORY)
+  string(REGEX MATCHALL "#include \"[^\"]+\"" includes "${text}")
+  foreach(inc ${includes})
+    string(REGEX REPLACE "#include \"([^\"]+)\"" "\\1" name "${inc}")
+    list(APPEND queue ${dir}/${name})
+  endforeach()
+endwhile()
 string(REGEX MATCHALL "\nTAV_API [^;(]+\\(" decls "${header}")
 set(declared "")
 foreach(d ${decls})

@@ -45,6 +45,8 @@ int32_t fromEnvironment() {
 }
 
 std::atomic<int32_t> gThreads{fromEnvironment()};
+// A caller's count for its current call, 0 when none is set.
+thread_local int32_t tCallThreads = 0;
 std::atomic<int32_t> gBandUnits{0};
 
 // One multi-band call: bands are taken by counter; `workers` counts the
@@ -173,7 +175,15 @@ void watchForks() {
 }  // namespace
 
 int32_t numThreads() {
-    return gThreads.load(std::memory_order_relaxed);
+    return tCallThreads > 0 ? tCallThreads : gThreads.load(std::memory_order_relaxed);
+}
+
+ThreadCountScope::ThreadCountScope(int32_t threads) : saved_(tCallThreads) {
+    if (threads > 0) tCallThreads = resolve(threads);
+}
+
+ThreadCountScope::~ThreadCountScope() {
+    tCallThreads = saved_;
 }
 
 void setBandUnits(int32_t units) {

@@ -10,8 +10,22 @@
 
 namespace tav {
 
-// Threads a frame may use (at least 1).
+// Threads a frame may use (at least 1): the calling thread's scoped count
+// if one is set, else the process setting.
 int32_t numThreads();
+
+// For one call: frames walked on this thread while it lives use `threads`
+// (0: the process setting) without touching the process setting.
+class ThreadCountScope {
+  public:
+    explicit ThreadCountScope(int32_t threads);
+    ~ThreadCountScope();
+    ThreadCountScope(const ThreadCountScope&) = delete;
+    ThreadCountScope& operator=(const ThreadCountScope&) = delete;
+
+  private:
+    int32_t saved_;
+};
 
 // Smallest band worth a hand-off, in pixels (some 0.05 ms of the fastest
 // kernels). On the 2-core build VM, 8-bit bilinear to BGR8 at two threads

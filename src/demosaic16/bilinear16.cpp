@@ -1,6 +1,7 @@
 // Exported 16-bit bilinear kernels and passes: thin wrappers over the
 // region templates, one per phase and output form.
 #include "bilinear16.h"
+#include "frame16.h"
 
 #include "report.h"
 #include "tav.h"
@@ -19,6 +20,16 @@ Planar16Writer planes(uint16_t* blue, uint16_t* green, uint16_t* red, int32_t wi
 }
 
 }  // namespace
+
+namespace tav {
+
+int32_t gr16BilinearFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                          uint32_t exchange, bool everyRow) {
+    bilinearFrame(interleaved(dst, width, exchange), src, height, width, kGR, everyRow);
+    return TAV_OK;
+}
+
+}  // namespace tav
 
 extern "C" {
 
@@ -118,15 +129,11 @@ int32_t rg16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width,
     return demosaicingBilinearRGGBU16(src, height, width, dst, exchange);
 }
 
-// The last-rows pass starts one row after the body, so no pass writes that row.
+// The compatible form starts the last-rows pass one row after the body, so
+// no pass writes that row.
 int32_t gr16ToBgr16_bilinear(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                              uint32_t exchange) {
-    bilinearFirstRowsGRBGU16(src, height, width, dst, exchange);
-    bilinearFirstColsGRBGU16(src, height, width, dst, exchange);
-    const uint64_t end = bilinearBodyGRBGU16(src, height, width, dst, exchange);
-    bilinearLastRowsGRBGU16(src, height, width, dst, exchange, rowOf(end) + 1);
-    bilinearLastColsGRBGU16(src, height, width, dst, exchange, colOf(end));
-    return TAV_OK;
+    return tav::gr16BilinearFrame(src, height, width, dst, exchange, false);
 }
 
 int32_t tavDemosaicingBilinearU16(const uint16_t* src, int32_t height, int32_t width,

@@ -169,11 +169,12 @@ void firstRows(const Writer& out, const uint16_t* src, int32_t height, int32_t w
     bilinearRegion(out, src, height, width, phaseCol, 0, 1, 0, width);
 }
 
-// Column 0 below row 0; the GR kernel skips the row after the body.
+// Column 0 below row 0; the GR kernel skips the row after the body unless
+// `everyRow`.
 template <typename Writer>
 void firstCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
-               int32_t phaseCol) {
-    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
+               int32_t phaseCol, bool everyRow = false) {
+    const int32_t skip = !everyRow && skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
     for (int32_t y = 1; y < height; ++y) {
         if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, 0, 1);
     }
@@ -198,27 +199,29 @@ void lastRows(const Writer& out, const uint16_t* src, int32_t height, int32_t wi
                    bodyEnd(width));
 }
 
-// Columns firstCol .. width-1 below row 0; the GR kernel skips the row after the body.
+// Columns firstCol .. width-1 below row 0; the GR kernel skips the row after
+// the body unless `everyRow`.
 template <typename Writer>
 void lastCols(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
-              int32_t phaseCol, int32_t firstCol) {
-    const int32_t skip = skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
+              int32_t phaseCol, int32_t firstCol, bool everyRow = false) {
+    const int32_t skip = !everyRow && skipsRowAfterBody(phaseCol) ? bodyEnd(height) : -1;
     const int32_t x0 = firstCol < 0 ? 0 : firstCol;
     for (int32_t y = 1; y < height; ++y) {
         if (y != skip) bilinearRegion(out, src, height, width, phaseCol, y, y + 1, x0, width);
     }
 }
 
-// The whole frame, pass by pass.
+// The whole frame, pass by pass; `everyRow` writes the row the GR kernel skips.
 template <typename Writer>
 void bilinearFrame(const Writer& out, const uint16_t* src, int32_t height, int32_t width,
-                   int32_t phaseCol) {
+                   int32_t phaseCol, bool everyRow = false) {
+    const bool skips = !everyRow && skipsRowAfterBody(phaseCol);
     firstRows(out, src, height, width, phaseCol);
-    firstCols(out, src, height, width, phaseCol);
+    firstCols(out, src, height, width, phaseCol, everyRow);
     const uint64_t end = body(out, src, height, width, phaseCol);
     const int32_t rowEnd = rowOf(end), colEnd = colOf(end);
-    lastRows(out, src, height, width, phaseCol, rowEnd + (skipsRowAfterBody(phaseCol) ? 1 : 0));
-    lastCols(out, src, height, width, phaseCol, colEnd);
+    lastRows(out, src, height, width, phaseCol, rowEnd + (skips ? 1 : 0));
+    lastCols(out, src, height, width, phaseCol, colEnd, everyRow);
 }
 
 }  // namespace tav::d16

@@ -69,16 +69,19 @@ inline EvenOdd split(const uint16_t* p) {
 
 constexpr tav::Lanes32 kLanes{};
 
-// Narrows with unsigned saturation, takes the signed minimum with the
-// ceiling, and interleaves: words even0 odd0 even1 odd1 ...
-inline __m128i clampMerge(__m128i even, __m128i odd, __m128i ceiling) {
-    const __m128i v = _mm_min_epi16(_mm_packus_epi32(even, odd), ceiling);
+// Narrows with unsigned saturation, takes the minimum with the ceiling
+// (signed as the compatible entries always have; `exact`: unsigned, right at
+// depth 16 too), and interleaves: words even0 odd0 even1 odd1 ...
+inline __m128i clampMerge(__m128i even, __m128i odd, __m128i ceiling, bool exact) {
+    const __m128i packed = _mm_packus_epi32(even, odd);
+    const __m128i v = exact ? _mm_min_epu16(packed, ceiling) : _mm_min_epi16(packed, ceiling);
     return _mm_unpacklo_epi16(v, _mm_unpackhi_epi64(v, v));
 }
 
 // G^ of the red sites of band row 2 (even columns) and the blue sites of
 // band row 3 (odd columns), columns b .. b+7, into next[b ..].
-inline void nextLine8(const uint16_t* const* s, int32_t b, uint16_t* next, __m128i ceiling) {
+inline void nextLine8(const uint16_t* const* s, int32_t b, uint16_t* next, __m128i ceiling,
+                      bool exact) {
     const EvenOdd r2l = split(s[2] + b - 2), r2 = split(s[2] + b), r2r = split(s[2] + b + 2);
     const EvenOdd r3l = split(s[3] + b - 2), r3 = split(s[3] + b), r3r = split(s[3] + b + 2);
     const EvenOdd r0 = split(s[0] + b), r1 = split(s[1] + b), r4 = split(s[4] + b),
@@ -87,13 +90,13 @@ inline void nextLine8(const uint16_t* const* s, int32_t b, uint16_t* next, __m12
                                            r2l.odd, r2.odd, r1.even, r3.even);
     const __m128i blue = tav::greenEstimate(kLanes, r3.odd, r3l.odd, r3r.odd, r1.odd, r5.odd,
                                             r3.even, r3r.even, r2.odd, r4.odd);
-    storeWords(next + b, clampMerge(red, blue, ceiling));
+    storeWords(next + b, clampMerge(red, blue, ceiling, exact));
 }
 
 // Finishes band rows 1 (green-blue) and 2 (red-green), columns b .. b+7.
 template <typename Writer>
 inline void finish8(const uint16_t* const* s, const uint16_t* line, const uint16_t* next, int32_t b,
-                    const Writer& out, __m128i ceiling) {
+                    const Writer& out, __m128i ceiling, bool exact) {
     const EvenOdd s0 = split(s[0] + b), s0r = split(s[0] + b + 2);
     const EvenOdd s1l = split(s[1] + b - 2), s1 = split(s[1] + b);
     const EvenOdd s2 = split(s[2] + b), s2r = split(s[2] + b + 2);
@@ -119,13 +122,13 @@ inline void finish8(const uint16_t* const* s, const uint16_t* line, const uint16
 
     const __m128i raw1 = loadWords(s[1] + b), raw2 = loadWords(s[2] + b);
     const __m128i line8 = loadWords(line + b), next8 = loadWords(next + b);
-    const __m128i mixed = clampMerge(b1even, r2odd, ceiling);  // b1 at even words, r2 at odd
-    const __m128i red1 = clampMerge(r1even, r1odd, ceiling);
+    const __m128i mixed = clampMerge(b1even, r2odd, ceiling, exact);  // b1 at even words, r2 at odd
+    const __m128i red1 = clampMerge(r1even, r1odd, ceiling, exact);
     const __m128i green1 = _mm_blend_epi16(raw1, line8, 0xAA);
     const __m128i blue1w = _mm_blend_epi16(mixed, raw1, 0xAA);
     const __m128i red2 = _mm_blend_epi16(raw2, mixed, 0xAA);
     const __m128i green2 = _mm_blend_epi16(next8, raw2, 0xAA);
-    const __m128i blue2 = clampMerge(b2even, b2odd, ceiling);
+    const __m128i blue2 = clampMerge(b2even, b2odd, ceiling, exact);
     out.row(1).put8(b, red1, green1, blue1w);
     out.row(2).put8(b, red2, green2, blue2);
 }
@@ -138,25 +141,29 @@ inline int32_t vectorEndOf(int32_t width) {
 }
 
 // The body's clamp at column c.
-inline Clamp clampAt(int32_t ceiling, int32_t width, int32_t c) {
-    return Clamp{ceiling, c >= 2 && c < vectorEndOf(width)};
+inline Clamp clampAt(int32_t ceiling, int32_t width, int32_t c, bool exact) {
+    return Clamp{ceiling, !exact && c >= 2 && c < vectorEndOf(width)};
 }
 
 // Column c of the green line a row pair leaves (rows: y-2 .. y+3), by the scalar rule.
-inline uint16_t nextGreen(const BandRows& rows, int32_t width, int32_t ceiling, int32_t c) {
-    return clampAt(ceiling, width, c)(greenEstimate(rows, width, 2 + (c & 1), c));
+inline uint16_t nextGreen(const BandRows& rows, int32_t width, int32_t ceiling, int32_t c,
+                          bool exact) {
+    return clampAt(ceiling, width, c, exact)(greenEstimate(rows, width, 2 + (c & 1), c));
 }
 
 // The whole line, for a band that starts below the pair `band`.
-void lineOf(const uint16_t* const* band, int32_t width, uint32_t bitDepth, uint16_t* into) {
+void lineOf(const uint16_t* const* band, int32_t width, uint32_t bitDepth, bool exact,
+            uint16_t* into) {
     const int32_t ceiling = ceilingOf(bitDepth);
-    for (int32_t c = 0; c < width; ++c) into[c] = nextGreen(BandRows{band, 6}, width, ceiling, c);
+    for (int32_t c = 0; c < width; ++c) {
+        into[c] = nextGreen(BandRows{band, 6}, width, ceiling, c, exact);
+    }
 }
 
 // One row pair: band = rows y-2 .. y+3 (row y red-first), out = output row
 // y-1; the pair's greens go through `next` (width words) into the line.
 void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
-              uint16_t* next, bool exchange, uint32_t bitDepth) {
+              uint16_t* next, bool exchange, uint32_t bitDepth, bool exact) {
     const int32_t ceiling = ceilingOf(bitDepth);
     const int32_t vectorEnd = vectorEndOf(width);
     const int32_t stepEnd = vectorEnd < width - 2 ? vectorEnd : width - 2;
@@ -167,28 +174,29 @@ void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
     const RowsFrom<Bgr16Writer> writer{{out, width, exchange}, 1};
     const LineGreens greens{line, next, width};
 
-    auto nextOne = [&](int32_t c, bool) { next[c] = nextGreen(rows, width, ceiling, c); };
+    auto nextOne = [&](int32_t c, bool) { next[c] = nextGreen(rows, width, ceiling, c, exact); };
     auto finishOne = [&](int32_t c, bool) {
-        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1, clampAt(ceiling, width, c));
+        finishPixels(rows, greens, m, width, writer, 1, 3, c, c + 1,
+                     clampAt(ceiling, width, c, exact));
     };
 
     // AVX2: 16-column steps, then at most one 8-column step.
     const int32_t wide = tav::wideSteps<16>(2, stepEnd);
     nextOne(0, false);
     nextOne(1, false);
-    if (wide > 0) nextLineAvx2(band, next, 2, wide, ceilingWord);
+    if (wide > 0) nextLineAvx2(band, next, 2, wide, ceilingWord, exact);
     eachStep<8>(
-        2 + 16 * wide, stepEnd, width, [&](int32_t b) { nextLine8(band, b, next, ceiling16); },
-        nextOne);
+        2 + 16 * wide, stepEnd, width,
+        [&](int32_t b) { nextLine8(band, b, next, ceiling16, exact); }, nextOne);
     finishOne(0, false);
     finishOne(1, false);
     if (wide > 0) {
         finishAvx2(band, line, next, out, out + 3 * static_cast<intptr_t>(width), exchange, 2, wide,
-                   ceilingWord);
+                   ceilingWord, exact);
     }
     eachStep<8>(
         2 + 16 * wide, stepEnd, width,
-        [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16); }, finishOne);
+        [&](int32_t b) { finish8(band, line, next, b, writer, ceiling16, exact); }, finishOne);
 
     std::memcpy(line, next, sizeof(uint16_t) * width);
 }
@@ -196,7 +204,8 @@ void edgePair(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_
 // The same with the output row below the pair as `next`.
 void edgeBody(const uint16_t* const* band, int32_t width, uint16_t* out, uint16_t* line,
               bool exchange, uint32_t bitDepth) {
-    edgePair(band, width, out, line, out + 6 * static_cast<intptr_t>(width), exchange, bitDepth);
+    edgePair(band, width, out, line, out + 6 * static_cast<intptr_t>(width), exchange, bitDepth,
+             false);
 }
 
 // The last rows: band = rows y-2 .. last (4 or 5 rows), out = output row y-1.
@@ -215,7 +224,7 @@ void edgeClose(const uint16_t* const* band, int32_t count, int32_t width, uint16
 // A frame whose red-first rows have the parity of `redRow`: seed rows, body
 // pairs, closing rows.
 int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst, bool exchange,
-                  uint32_t bitDepth, int32_t redRow) {
+                  uint32_t bitDepth, int32_t redRow, bool exact) {
     const Clamp plain{ceilingOf(bitDepth), false};
     const FrameRows rows{src, height, width};
     const BayerLayout m{redRow, 0};
@@ -251,14 +260,14 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
         const uint16_t* band[6];
         if (own) {
             bandAt(first + 2 * p0 - 2, band);
-            lineOf(band, width, bitDepth, bandLine);
+            lineOf(band, width, bitDepth, exact, bandLine);
         }
         for (int32_t p = p0; p < p1; ++p) {
             const int32_t y = first + 2 * p;
             bandAt(y, band);
             uint16_t* pairOut = dst + rowWords * (y - 1);
             uint16_t* next = p + 1 == p1 && p1 != pairs ? spare : pairOut + 2 * rowWords;
-            edgePair(band, width, pairOut, bandLine, next, exchange, bitDepth);
+            edgePair(band, width, pairOut, bandLine, next, exchange, bitDepth, exact);
         }
         if (p1 == pairs) endsInPool = own != nullptr;
     };
@@ -268,7 +277,7 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
     if (endsInPool) {
         const uint16_t* band[6];
         bandAt(y - 2, band);
-        lineOf(band, width, bitDepth, line);
+        lineOf(band, width, bitDepth, exact, line);
     }
     const int32_t count = height - y + 2;  // rows y-2 .. last
     const uint16_t* band[5];
@@ -279,18 +288,27 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
 
 }  // namespace
 
+namespace tav {
+
+int32_t edge16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                    bool exchange, uint32_t bitDepth, int32_t redRow) {
+    return edgeFrame(src, height, width, dst, exchange, bitDepth, redRow, true);
+}
+
+}  // namespace tav
+
 extern "C" {
 
 int32_t rg16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                          uint32_t exchange, uint32_t bitDepth) {
     if (width < 6 || height < 6) return tav::fail(tav::Site::kEdge16Rg, TAV_E_IMAGE_SIZE);
-    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 0);
+    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 0, false);
 }
 
 int32_t gb16ToBgr16_edge(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                          uint32_t exchange, uint32_t bitDepth) {
     if (width < 6 || height < 6) return tav::fail(tav::Site::kEdge16Gb, TAV_E_IMAGE_SIZE);
-    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 1);
+    return edgeFrame(src, height, width, dst, exchange != 0, bitDepth, 1, false);
 }
 
 void rg16ToBgr16_edge_body(const uint16_t* const* band, int32_t width, uint16_t* out,

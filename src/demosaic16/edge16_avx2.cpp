@@ -52,14 +52,17 @@ inline __m256i fromFour(__m256i g, __m256i d0, __m256i d1, __m256i d2, __m256i d
     return add(g, _mm256_srai_epi32(add(add(d0, d1), add(d2, d3)), 2));
 }
 
-// edge16.cpp's clampMerge: unsigned saturation to words, the signed minimum
-// with the ceiling, words even0 odd0 even1 odd1 ... (each 128-bit lane its 8).
-inline __m256i clampMerge(__m256i even, __m256i odd, __m256i ceiling) {
-    const __m256i v = _mm256_min_epi16(_mm256_packus_epi32(even, odd), ceiling);
+// edge16.cpp's clampMerge: unsigned saturation to words, the signed (exact:
+// unsigned) minimum with the ceiling, words even0 odd0 even1 odd1 ... (each
+// 128-bit lane its 8).
+inline __m256i clampMerge(__m256i even, __m256i odd, __m256i ceiling, bool exact) {
+    const __m256i packed = _mm256_packus_epi32(even, odd);
+    const __m256i v = exact ? _mm256_min_epu16(packed, ceiling) : _mm256_min_epi16(packed, ceiling);
     return _mm256_unpacklo_epi16(v, _mm256_unpackhi_epi64(v, v));
 }
 
-inline void nextLine16(const uint16_t* const* s, int32_t b, uint16_t* next, __m256i ceiling) {
+inline void nextLine16(const uint16_t* const* s, int32_t b, uint16_t* next, __m256i ceiling,
+                       bool exact) {
     const EvenOdd r2l = split(s[2] + b - 2), r2 = split(s[2] + b), r2r = split(s[2] + b + 2);
     const EvenOdd r3l = split(s[3] + b - 2), r3 = split(s[3] + b), r3r = split(s[3] + b + 2);
     const EvenOdd r0 = split(s[0] + b), r1 = split(s[1] + b), r4 = split(s[4] + b),
@@ -68,7 +71,7 @@ inline void nextLine16(const uint16_t* const* s, int32_t b, uint16_t* next, __m2
                                       r2.odd, r1.even, r3.even);
     const __m256i blue =
         greenEstimate(r3.odd, r3l.odd, r3r.odd, r1.odd, r5.odd, r3.even, r3r.even, r2.odd, r4.odd);
-    storeWords(next + b, clampMerge(red, blue, ceiling));
+    storeWords(next + b, clampMerge(red, blue, ceiling, exact));
 }
 
 inline void put(uint16_t* row, bool exchange, int32_t x, __m256i r, __m256i g, __m256i b) {
@@ -81,7 +84,8 @@ inline void put(uint16_t* row, bool exchange, int32_t x, __m256i r, __m256i g, _
 }
 
 inline void finish16(const uint16_t* const* s, const uint16_t* line, const uint16_t* next,
-                     int32_t b, uint16_t* row1, uint16_t* row2, bool exchange, __m256i ceiling) {
+                     int32_t b, uint16_t* row1, uint16_t* row2, bool exchange, __m256i ceiling,
+                     bool exact) {
     const EvenOdd s0 = split(s[0] + b), s0r = split(s[0] + b + 2);
     const EvenOdd s1l = split(s[1] + b - 2), s1 = split(s[1] + b);
     const EvenOdd s2 = split(s[2] + b), s2r = split(s[2] + b + 2);
@@ -103,13 +107,13 @@ inline void finish16(const uint16_t* const* s, const uint16_t* line, const uint1
 
     const __m256i raw1 = loadWords(s[1] + b), raw2 = loadWords(s[2] + b);
     const __m256i line16 = loadWords(line + b), next16 = loadWords(next + b);
-    const __m256i mixed = clampMerge(b1even, r2odd, ceiling);
-    const __m256i red1 = clampMerge(r1even, r1odd, ceiling);
+    const __m256i mixed = clampMerge(b1even, r2odd, ceiling, exact);
+    const __m256i red1 = clampMerge(r1even, r1odd, ceiling, exact);
     const __m256i green1 = _mm256_blend_epi16(raw1, line16, 0xAA);
     const __m256i blue1 = _mm256_blend_epi16(mixed, raw1, 0xAA);
     const __m256i red2 = _mm256_blend_epi16(raw2, mixed, 0xAA);
     const __m256i green2 = _mm256_blend_epi16(next16, raw2, 0xAA);
-    const __m256i blue2 = clampMerge(b2even, b2odd, ceiling);
+    const __m256i blue2 = clampMerge(b2even, b2odd, ceiling, exact);
     put(row1, exchange, b, red1, green1, blue1);
     put(row2, exchange, b, red2, green2, blue2);
 }
@@ -117,17 +121,17 @@ inline void finish16(const uint16_t* const* s, const uint16_t* line, const uint1
 }  // namespace
 
 void nextLineAvx2(const uint16_t* const* band, uint16_t* next, int32_t b, int32_t steps,
-                  int16_t ceiling) {
+                  int16_t ceiling, bool exact) {
     const __m256i c = _mm256_set1_epi16(ceiling);
-    for (int32_t i = 0; i < steps; ++i, b += 16) nextLine16(band, b, next, c);
+    for (int32_t i = 0; i < steps; ++i, b += 16) nextLine16(band, b, next, c, exact);
 }
 
 void finishAvx2(const uint16_t* const* band, const uint16_t* line, const uint16_t* next,
                 uint16_t* row1, uint16_t* row2, bool exchange, int32_t b, int32_t steps,
-                int16_t ceiling) {
+                int16_t ceiling, bool exact) {
     const __m256i c = _mm256_set1_epi16(ceiling);
     for (int32_t i = 0; i < steps; ++i, b += 16) {
-        finish16(band, line, next, b, row1, row2, exchange, c);
+        finish16(band, line, next, b, row1, row2, exchange, c, exact);
     }
 }
 

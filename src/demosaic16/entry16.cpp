@@ -2,6 +2,8 @@
 // which picks a kernel by method and output format from the tables below.
 #include <cstring>
 
+#include "dispatch8.h"
+#include "frame16.h"
 #include "hq16.h"
 #include "report.h"
 #include "tav.h"
@@ -28,21 +30,26 @@ constexpr ColourOutput kColourOutputs[] = {
 };
 
 // Kernels and exchange arguments of one Bayer phase, indexed by rgbOrder.
-// The bilinear exchanges of BG equal those of RG: BG output keeps the colours the
-// RG kernel assigns, as it always has. Method 3 takes the red site's row and
-// column parity instead and writes the colours in the output's own order.
+// The compatible entry gives BG the bilinear exchanges of RG (`bilinearAsRg`):
+// BG output keeps the colours the RG kernel assigns, as it always has. Method
+// 3 takes the red site's row and column parity instead and writes the colours
+// in the output's own order.
 struct BayerConverter {
     EdgeKernel edge;
     BilinearKernel bilinear;
     uint32_t edgeExchange[2];
     uint32_t bilinearExchange[2];
     int32_t redY, redX;
+    bool bilinearAsRg;
 };
 
-constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}, 0, 0};
-constexpr BayerConverter kBG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {1, 0}, {0, 1}, 1, 1};
-constexpr BayerConverter kGR{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {1, 0}, {0, 1}, 0, 1};
-constexpr BayerConverter kGB{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {0, 1}, {1, 0}, 1, 0};
+constexpr BayerConverter kRG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {0, 1}, {0, 1}, 0, 0, false};
+constexpr BayerConverter kBG{rg16ToBgr16_edge, rg16ToBgr16_bilinear, {1, 0}, {1, 0}, 1, 1, true};
+constexpr BayerConverter kGR{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {1, 0}, {0, 1}, 0, 1, false};
+constexpr BayerConverter kGB{gb16ToBgr16_edge, gr16ToBgr16_bilinear, {0, 1}, {1, 0}, 1, 0, false};
+
+// By dispatch8.h's Phase.
+constexpr const BayerConverter* kPhases[] = {&kRG, &kGR, &kGB, &kBG};
 
 const ColourOutput* findColourOutput(int64_t format) {
     for (const ColourOutput& o : kColourOutputs) {
@@ -60,7 +67,8 @@ int32_t bayerConvert(const BayerConverter& c, const uint16_t* src, uint16_t* dst
     if (method == TAV_METHOD_EDGE) {
         result = c.edge(src, height, width, dst, c.edgeExchange[order], bitDepth);
     } else if (method == TAV_METHOD_BILINEAR) {
-        result = c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
+        const BayerConverter& exchanges = c.bilinearAsRg ? kRG : c;
+        result = c.bilinear(src, height, width, dst, exchanges.bilinearExchange[order]);
     } else if (method == TAV_METHOD_HQ) {
         // A refused depth stands, whatever the output.
         result = tav::hq16ToRgb16(src, height, width, dst, c.redY, c.redX, out->rgbOrder, bitDepth);
@@ -120,6 +128,32 @@ constexpr Source16 kSources[] = {
 };
 
 }  // namespace
+
+namespace tav {
+
+int32_t demosaic16Frame(int phase, uint32_t method, const uint16_t* src, int32_t height,
+                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth) {
+    const BayerConverter& c = *kPhases[phase];
+    const int order = rgb ? 1 : 0;
+    // The red-first rows of the edge kernels: even for the RG kernel, odd for GB's.
+    const int32_t edgeRedRow = c.edge == rg16ToBgr16_edge ? 0 : 1;
+    switch (method) {
+        case TAV_METHOD_BILINEAR:
+            if (c.bilinear == gr16ToBgr16_bilinear) {
+                return gr16BilinearFrame(src, height, width, dst, c.bilinearExchange[order], true);
+            }
+            return c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
+        case TAV_METHOD_EDGE:
+            return edge16Frame(src, height, width, dst, c.edgeExchange[order] != 0, bitDepth,
+                               edgeRedRow);
+        case TAV_METHOD_HQ:
+            return hq16ToRgb16(src, height, width, dst, c.redY, c.redX, rgb, bitDepth);
+        default:
+            return TAV_E_PARAMETER;
+    }
+}
+
+}  // namespace tav
 
 extern "C" {
 

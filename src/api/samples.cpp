@@ -1,0 +1,54 @@
+#include "samples.h"
+
+#include <immintrin.h>
+
+#include "threads.h"
+
+namespace tav::api {
+
+void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows) {
+    const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
+    parallelRows(rows, minBandUnits(width), [&](int32_t r0, int32_t r1) {
+        for (int32_t r = r0; r < r1; ++r) {
+            uint8_t* p = pixels + r * stride;
+            int32_t x = 0;
+            for (; x + 4 <= width; x += 4) {
+                __m128i* v = reinterpret_cast<__m128i*>(p + 4 * x);
+                _mm_storeu_si128(v, _mm_or_si128(_mm_loadu_si128(v), alpha));
+            }
+            for (; x < width; ++x) p[4 * x + 3] = 255;
+        }
+    });
+}
+
+void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, uint32_t from,
+                 uint32_t to) {
+    if (from == to) return;
+    parallelRows(count, minBandUnits(int64_t(words)), [&](int32_t r0, int32_t r1) {
+        for (int32_t r = r0; r < r1; ++r) {
+            rescaleWords(reinterpret_cast<uint16_t*>(rows + r * stride), words, from, to);
+        }
+    });
+}
+
+void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
+    if (from == to) return;
+    const int up = static_cast<int>(to) - static_cast<int>(from);
+    // Up: v << up | v >> (from - up); down: v >> -up.
+    const int left = up > 0 ? up : 0;
+    const int right = up > 0 ? static_cast<int>(from) - up : -up;
+    const __m128i l = _mm_cvtsi32_si128(left), r = _mm_cvtsi32_si128(right);
+    size_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        __m128i* p = reinterpret_cast<__m128i*>(words + i);
+        const __m128i v = _mm_loadu_si128(p);
+        const __m128i shifted = _mm_srl_epi16(v, r);
+        _mm_storeu_si128(p, up > 0 ? _mm_or_si128(_mm_sll_epi16(v, l), shifted) : shifted);
+    }
+    for (; i < count; ++i) {
+        const uint32_t v = words[i];
+        words[i] = static_cast<uint16_t>(up > 0 ? (v << left) | (v >> right) : v >> right);
+    }
+}
+
+}  // namespace tav::api

@@ -1,0 +1,23 @@
+// Per-sample passes the frame API adds after a kernel: opaque alpha, and
+// samples moved from one bit depth to another.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tav::api {
+
+// Byte 3 of every four-byte pixel of `rows` rows of `width` pixels becomes
+// 255 (in row bands, as the kernels run).
+void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows);
+
+// Samples of `from` bits (10..16) to `to` bits (10..16): down by dropping low
+// bits, up by repeating the top bits below them, so that full scale stays
+// full scale (4095 becomes 65535, not 65520).
+void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to);
+
+// The same over `count` rows of `words` words, `stride` bytes apart, in bands.
+void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, uint32_t from,
+                 uint32_t to);
+
+}  // namespace tav::api

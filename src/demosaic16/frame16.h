@@ -1,0 +1,25 @@
+// Whole-frame 16-bit demosaicing with the right colours at every phase and
+// depth (library-internal): what the frame API runs, on the compatible kernels.
+#pragma once
+
+#include <cstdint>
+
+namespace tav {
+
+// Bilinear, GR phase; `everyRow` false leaves the row after the body's last
+// pair unwritten, as tavDemosaicingU16 always has.
+int32_t gr16BilinearFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                          uint32_t exchange, bool everyRow);
+
+// Edge-directed, red-first rows of parity `redRow`, every value clamped to
+// 0..2^bitDepth - 1 (the compatible kernels' vector clamp is signed).
+int32_t edge16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                    bool exchange, uint32_t bitDepth, int32_t redRow);
+
+// Methods 1..3 on a Bayer phase (dispatch8.h's Phase) into three words a
+// pixel, red first when `rgb`; samples keep their depth. Sizes are the
+// caller's to check.
+int32_t demosaic16Frame(int phase, uint32_t method, const uint16_t* src, int32_t height,
+                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth);
+
+}  // namespace tav
