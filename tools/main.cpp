@@ -50,6 +50,17 @@ const Command kCommands[] = {
      "tav lsc apply --coefficients COEFFS --format FMT --width W --height H [-o OUT] FRAME\n"
      "  FMT: Mono8/10/12 or Bayer 8/10/12 (10 and 12 bits in 16-bit words).\n"},
 #endif
+#if TAV_TOOL_CAPTURE
+    {"capture", tavcli::runCapture, "frames from a GigE Vision or USB3 Vision camera (Aravis)",
+     "tav capture [--camera NAME] [--frames N] [--method nearest|bilinear|edge|hq]\n"
+     "            [--format png|png16|ppm|raw] [--keep-raw] [--pixel-format NAME]\n"
+     "            [--size WxH] [--frame-rate FPS] [--timeout SECONDS] -o DIR\n"
+     "  Receives N frames (default 10) from the camera (default: the first found; a\n"
+     "  GigE Vision camera also by its address), decodes each by the pixel format it\n"
+     "  carries and writes DIR/frame-NNNN.png (png16: full depth of 10- to 16-bit\n"
+     "  word formats; raw: the frames as received; --keep-raw: those too). Prints\n"
+     "  frames per second, decode time and drops: failed buffers and missing frames.\n"},
+#endif
     {"formats", tavcli::runFormats, "pixel formats, their codes, and what each can become",
      "tav formats\n"
      "  Lists every pixel format with its code, and what this library build turns it into.\n"},
