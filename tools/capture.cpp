@@ -14,7 +14,9 @@
 
 #include "cli.h"
 #include "commands.h"
-#include "demosaic8.h"
+#if __has_include("demosaic8.h")
+#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
+#endif
 #include "formats.h"
 #include "image_io.h"
 #include "tav_api.h"
@@ -57,7 +59,7 @@ std::string formatName(uint32_t code) {
 }
 
 // PFNC codes carry the bits a pixel occupies in bits 16 to 23.
-size_t rowBytes(uint32_t code, int32_t width) {
+size_t pfncRowBytes(uint32_t code, int32_t width) {
     return (size_t(width) * ((code >> 16) & 0xFF) + 7) / 8;
 }
 
@@ -151,7 +153,7 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
     arv_buffer_get_image_padding(buffer, &padX, &padY);
     TavFrame src;
     tavFrameInit(&src, code, w, h, const_cast<void*>(data));
-    src.stride[0] = ptrdiff_t(rowBytes(code, w)) + padX;
+    src.stride[0] = ptrdiff_t(pfncRowBytes(code, w)) + padX;
     const std::string what = "frame " + std::to_string(index) + " (" + formatName(code) + ", " +
                              std::to_string(w) + "x" + std::to_string(h) + ")";
     if (tavFrameSize(&src) > size) {

@@ -18,9 +18,6 @@
 #ifndef TAV_TOOL_CONVERT
 #define TAV_TOOL_CONVERT 0
 #endif
-#ifndef TAV_TOOL_CAPTURE
-#define TAV_TOOL_CAPTURE 0
-#endif
 #ifndef TAV_TOOL_LSC
 #define TAV_TOOL_LSC 0
 #endif

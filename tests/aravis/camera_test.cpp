@@ -15,7 +15,9 @@
 #include <vector>
 
 #include "cli.h"
-#include "demosaic8.h"
+#if __has_include("demosaic8.h")
+#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
+#endif
 #include "formats.h"
 #include "image_io.h"
 #include "tav_api.h"
