@@ -156,7 +156,8 @@ int32_t runDeep(const Job& job) {
     if (bayer) {
         const int32_t result =
             demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst, s.depth);
-        if (result != TAV_OK) return result;
+        // Method 3's line rows are the only memory a kernel asks for.
+        if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
     } else {
         // Copies of the sample in the three words (the format picks replication).
         mono16Convert(in, rgb, h, w, TAV_PF_RGB10, s.depth);

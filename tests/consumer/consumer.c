@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include <tav.h>
+#include <tav_api.h>
 
 int main(void) {
     TavContext* ctx = NULL;
@@ -11,6 +12,7 @@ int main(void) {
     uint64_t format = TAV_PF_BGR8;
     TavImage src;
     TavImage dst;
+    TavFrame in, out;
     int32_t rc;
     int i;
 
@@ -30,6 +32,14 @@ int main(void) {
         fprintf(stderr, "unexpected result %d\n", (int)rc);
         return 1;
     }
+    /* The frame API: the same pixels, and a reason for a refusal. */
+    memset(bgr, 0, sizeof bgr);
+    tavFrameInit(&in, TAV_PF_MONO8, 4, 4, mono);
+    tavFrameInit(&out, TAV_PF_BGR8, 4, 4, bgr);
+    rc = tavDemosaic(&in, &out, NULL);
+    if (rc != TAV_OK || bgr[3 * 15 + 2] != 150 || tavFrameSize(&out) != sizeof bgr) return 1;
+    out.width = 3;
+    if (strcmp(tavResultText(tavDemosaic(&in, &out, NULL)), tavResultText(TAV_OK)) == 0) return 1;
     printf("consumer: ok\n");
     return 0;
 }
