@@ -1,9 +1,9 @@
 // Frames from a fake GigE Vision camera that this process serves on 127.0.0.1,
 // received by `tav capture` or by `aravissrc ! tavdemosaic`: every picture
-// equals the library's decode of the frame as it arrived, and the mosaics of
-// our own camera description (8- to 16-bit and packed formats) arrive as sent.
-// Usage: tav_camera_test capture TAV_PROGRAM CAMERA_XML SCRATCH_DIR
-//        tav_camera_test pipeline GST_PLUGIN_DIR CAMERA_XML SCRATCH_DIR
+// equals the library's decode of the frame as it arrived, and our own mosaics
+// (8- to 16-bit and packed, where Aravis's fake has a pattern of its own only
+// for 8-bit and Mono16) arrive as sent.
+// Usage: tav_camera_test TAV_PROGRAM [GST_PLUGIN_DIR] SCRATCH_DIR
 #include <arv.h>
 #include <sys/wait.h>
 
@@ -15,12 +15,12 @@
 #include <vector>
 
 #include "cli.h"
-#if __has_include("demosaic8.h")
-#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
-#endif
 #include "formats.h"
 #include "image_io.h"
 #include "tav_api.h"
+#if __has_include("demosaic8.h")
+#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
+#endif
 
 namespace {
 
@@ -28,38 +28,34 @@ using Bytes = std::vector<uint8_t>;
 constexpr int kWidth = 64, kHeight = 48, kFrames = 2;
 
 struct Case {
-    bool own;  // our description and fill; else Aravis's built-in ones
     const char* format;
     uint32_t code;
     const char* method;
-    bool deep;     // png16, else png
-    bool decodes;  // else refused, but kept raw
+    bool own;         // our mosaic, else the fake's pattern
+    bool deep;        // png16, else png
+    const char* gst;  // caps name through aravissrc ! tavdemosaic, else tav capture
 };
 
-// The built-in pattern's BG8 and RG8 carry red and blue exchanged: only the
+// The fake's BG8 and RG8 patterns carry red and blue exchanged: only the
 // mosaic that arrived is compared, never the colours it claims.
-const Case kCaptures[] = {
-    {false, "BayerGR8", TAV_PF_BAYER_GR8, "bilinear", false, true},
-    {false, "BayerRG8", TAV_PF_BAYER_RG8, "edge", false, true},
-    {false, "BayerGB8", TAV_PF_BAYER_GB8, "nearest", false, true},
-    {false, "BayerBG8", TAV_PF_BAYER_BG8, "hq", false, true},
-    {false, "Mono16", TAV_PF_MONO16, "bilinear", true, true},
-    {true, "BayerRG12Packed", TAV_PF_BAYER_RG12_PACKED, "bilinear", false, true},
-    {true, "BayerGB10Packed", TAV_PF_BAYER_GB10_PACKED, "edge", false, true},
-    {true, "Mono12Packed", TAV_PF_MONO12_PACKED, "bilinear", false, true},
-    {true, "BayerRG12", TAV_PF_BAYER_RG12, "edge", true, true},
-    {true, "BayerGR10", TAV_PF_BAYER_GR10, "hq", false, true},
-    {true, "Mono12", TAV_PF_MONO12, "bilinear", true, true},
-    {true, "BayerBG16", TAV_PF_BAYER_BG16, "bilinear", true, true},
-    {true, "BayerRG12p", 0x010C0059u, "bilinear", false, false},
-};
-
-// aravissrc offers 8-bit Bayer only; `format` here is the caps' name.
-const Case kPipelines[] = {
-    {true, "rggb", TAV_PF_BAYER_RG8, "bilinear", false, true},
-    {true, "grbg", TAV_PF_BAYER_GR8, "edge", false, true},
-    {true, "gbrg", TAV_PF_BAYER_GB8, "nearest", false, true},
-    {true, "bggr", TAV_PF_BAYER_BG8, "bilinear", false, true},
+const Case kCases[] = {
+    {"BayerGR8", TAV_PF_BAYER_GR8, "bilinear", false, false, nullptr},
+    {"BayerRG8", TAV_PF_BAYER_RG8, "edge", false, false, nullptr},
+    {"BayerGB8", TAV_PF_BAYER_GB8, "nearest", false, false, nullptr},
+    {"BayerBG8", TAV_PF_BAYER_BG8, "hq", false, false, nullptr},
+    {"Mono16", TAV_PF_MONO16, "bilinear", false, true, nullptr},
+    {"BayerRG12Packed", TAV_PF_BAYER_RG12_PACKED, "bilinear", true, false, nullptr},
+    {"BayerGB10Packed", TAV_PF_BAYER_GB10_PACKED, "edge", true, false, nullptr},
+    {"Mono12Packed", TAV_PF_MONO12_PACKED, "bilinear", true, false, nullptr},
+    {"BayerRG12", TAV_PF_BAYER_RG12, "edge", true, true, nullptr},
+    {"BayerGR10", TAV_PF_BAYER_GR10, "hq", true, false, nullptr},
+    {"Mono12", TAV_PF_MONO12, "bilinear", true, true, nullptr},
+    {"BayerBG16", TAV_PF_BAYER_BG16, "bilinear", true, true, nullptr},
+    {"BayerRG12p", 0x010C0059u, "bilinear", true, false, nullptr},  // refused, kept raw
+    {"BayerRG8", TAV_PF_BAYER_RG8, "bilinear", true, false, "rggb"},
+    {"BayerGR8", TAV_PF_BAYER_GR8, "edge", true, false, "grbg"},
+    {"BayerGB8", TAV_PF_BAYER_GB8, "nearest", true, false, "gbrg"},
+    {"BayerBG8", TAV_PF_BAYER_BG8, "bilinear", true, false, "bggr"},
 };
 
 // A fixed mosaic per format, its words within the format's depth.
@@ -79,38 +75,45 @@ void fill(ArvBuffer* buffer, void*, guint32, guint32, ArvPixelFormat code) {
     std::memcpy(const_cast<void*>(arv_buffer_get_data(buffer, &unused)), m.data(), m.size());
 }
 
-std::string run(const std::string& command, int& status) {
-    std::string out;
-    FILE* p = popen((command + " 2>&1").c_str(), "r");
-    char chunk[512];
-    for (size_t n; p && (n = std::fread(chunk, 1, sizeof chunk, p)) > 0;) out.append(chunk, n);
-    const int raw = p ? pclose(p) : -1;
-    status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    return out;
+// Aravis's own description with every format of the table added.
+std::string describe(const std::string& dir) {
+    GObject* base = G_OBJECT(arv_fake_camera_new("TAV00"));
+    size_t n = 0;
+    const char* text = arv_fake_camera_get_genicam_xml(ARV_FAKE_CAMERA(base), &n);
+    std::string xml(text, n);
+    g_object_unref(base);
+    std::string entries;
+    for (const Case& c : kCases) {
+        if (c.own && xml.find("\"" + std::string(c.format) + "\"") == std::string::npos)
+            entries += "<EnumEntry Name=\"" + std::string(c.format) + "\"><Value>" +
+                       std::to_string(c.code) + "</Value></EnumEntry>\n";
+    }
+    xml.insert(xml.find("<pValue>PixelFormatRegister</pValue>"), entries);
+    tavcli::writeWholeFile(dir + "/camera.xml", xml.data(), xml.size());
+    return dir + "/camera.xml";
 }
 
-// Serves one camera while `command` runs; returns what it printed.
-std::string serve(const std::string& xml, const Case& c, const std::string& command, int& status) {
-    ArvGvFakeCamera* camera = c.own ? arv_gv_fake_camera_new_full("127.0.0.1", "TAV01", xml.c_str())
-                                    : arv_gv_fake_camera_new("127.0.0.1", "TAV01");
+// Serves the camera while `command` runs; its exit status.
+int serve(const std::string& xml, const Case& c, const std::string& command) {
+    ArvGvFakeCamera* camera = arv_gv_fake_camera_new_full("127.0.0.1", "TAV01", xml.c_str());
     if (!arv_gv_fake_camera_is_running(camera)) {
         g_object_unref(camera);
         throw tavcli::Failure("cannot serve a camera on 127.0.0.1 (GVCP port 3956 in use?)");
     }
     if (c.own)
         arv_fake_camera_set_fill_pattern(arv_gv_fake_camera_get_fake_camera(camera), fill, nullptr);
-    const std::string out = run(command, status);
+    const int raw = std::system(command.c_str());
     g_object_unref(camera);
-    return out;
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
 }
 
-// The library's decode of this frame: RGB, or grey for a mono source.
-Bytes expected(const Case& c, const Bytes& raw, int& channels) {
-    const bool mono = tavcli::findFormat(c.code)->phase == tavcli::Phase::None;
-    channels = mono ? 1 : 3;
+// The library's decode of one frame: RGB, or grey for a mono source.
+Bytes expected(const Case& c, const Bytes& raw) {
+    const tavcli::FormatInfo* f = tavcli::findFormat(c.code);
+    const bool mono = f && f->phase == tavcli::Phase::None;
     const uint32_t target =
         mono ? (c.deep ? TAV_PF_MONO16 : TAV_PF_MONO8) : (c.deep ? TAV_PF_RGB16 : TAV_PF_RGB8);
-    Bytes out(size_t(kWidth) * kHeight * channels * (c.deep ? 2 : 1));
+    Bytes out(size_t(kWidth) * kHeight * (mono ? 1 : 3) * (c.deep ? 2 : 1));
     TavFrame src, dst;
     tavFrameInit(&src, c.code, kWidth, kHeight, const_cast<uint8_t*>(raw.data()));
     tavFrameInit(&dst, target, kWidth, kHeight, out.data());
@@ -120,47 +123,37 @@ Bytes expected(const Case& c, const Bytes& raw, int& channels) {
     return tavDemosaic(&src, &dst, &options) == TAV_OK ? out : Bytes();
 }
 
-bool capture(const std::string& tav, const std::string& xml, const std::string& dir, const Case& c,
-             std::string& out) {
-    int status = -1;
-    out = serve(xml, c,
-                "'" + tav + "' capture --camera 127.0.0.1 --timeout 5 --keep-raw --frames " +
-                    std::to_string(kFrames) + " --size " + std::to_string(kWidth) + "x" +
-                    std::to_string(kHeight) + " --pixel-format " + c.format + " --method " +
-                    c.method + " --format " + (c.deep ? "png16" : "png") + " -o '" + dir + "'",
-                status);
-    if ((status == 0) != c.decodes) return false;
-    if (!c.decodes)
-        return out.find("frame 1") != std::string::npos &&
-               tavcli::readFile(dir + "/frame-0001.raw") == mosaic(c.code);
-    for (int i = 1; i <= kFrames; ++i) {
-        char name[32];
-        std::snprintf(name, sizeof name, "/frame-%04d", i);
-        const Bytes raw = tavcli::readFile(dir + name + ".raw");
-        int channels = 0;
-        const Bytes want = expected(c, raw, channels);
-        const tavcli::Raster got = tavcli::readPng(dir + name + ".png");
-        if ((c.own && raw != mosaic(c.code)) || want.empty() || got.channels != channels ||
-            got.data != want)
+bool check(const Case& c, const std::string& tav, const std::string& xml, const std::string& dir) {
+    const std::string size = std::to_string(kWidth) + "x" + std::to_string(kHeight);
+    if (c.gst) {
+        const std::string log = "' >'" + dir + ".log' 2>&1";
+        if (serve(xml, c,
+                  "gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=2 ! video/x-bayer,"
+                  "format=" +
+                      std::string(c.gst) + ",width=" + std::to_string(kWidth) +
+                      ",height=" + std::to_string(kHeight) + " ! tavdemosaic method=" + c.method +
+                      " ! video/x-raw,format=RGB ! multifilesink location='" + dir + "-%d.rgb" +
+                      log) != 0)
             return false;
+        for (int i = 0; i < kFrames; ++i)
+            if (tavcli::readFile(dir + "-" + std::to_string(i) + ".rgb") !=
+                expected(c, mosaic(c.code)))
+                return false;
+        return true;
     }
-    return out.find("drops:") != std::string::npos;
-}
-
-bool pipeline(const std::string& xml, const std::string& dir, const Case& c, std::string& out) {
-    int status = -1;
-    tavcli::makeDirectories(dir);
-    out = serve(
-        xml, c,
-        "gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=" + std::to_string(kFrames) +
-            " ! video/x-bayer,format=" + c.format + ",width=" + std::to_string(kWidth) +
-            ",height=" + std::to_string(kHeight) + " ! tavdemosaic method=" + c.method +
-            " ! video/x-raw,format=RGB ! multifilesink location='" + dir + "/rgb-%d.raw'",
-        status);
-    int channels = 0;
-    const Bytes want = expected(c, mosaic(c.code), channels);
-    for (int i = 0; i < kFrames; ++i) {
-        if (status != 0 || tavcli::readFile(dir + "/rgb-" + std::to_string(i) + ".raw") != want)
+    const bool decodes = !expected(c, mosaic(c.code)).empty();  // what tavDemosaic reads
+    const int status =
+        serve(xml, c,
+              "'" + tav + "' capture --camera 127.0.0.1 --timeout 5 --keep-raw --size " + size +
+                  " --frames " + std::to_string(kFrames) + " --pixel-format " + c.format +
+                  " --method " + c.method + " --format " + (c.deep ? "png16" : "png") + " -o '" +
+                  dir + "' >'" + dir + ".log' 2>&1");
+    if ((status == 0) != decodes) return false;
+    for (int i = 1; i <= (decodes ? kFrames : 1); ++i) {
+        const std::string name = dir + "/frame-000" + std::to_string(i);
+        const Bytes raw = tavcli::readFile(name + ".raw");
+        if ((c.own && raw != mosaic(c.code)) ||
+            (decodes && tavcli::readPng(name + ".png").data != expected(c, raw)))
             return false;
     }
     return true;
@@ -169,39 +162,36 @@ bool pipeline(const std::string& xml, const std::string& dir, const Case& c, std
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string mode = argc == 5 ? argv[1] : "";
-    if (mode != "capture" && mode != "pipeline") {
-        std::fprintf(stderr, "usage: %s capture|pipeline TAV_PROGRAM|GST_PLUGIN_DIR XML DIR\n",
-                     argv[0]);
+    if (argc != 3 && argc != 4) {
+        std::fprintf(stderr, "usage: %s TAV_PROGRAM [GST_PLUGIN_DIR] SCRATCH_DIR\n", argv[0]);
         return 2;
     }
-    if (mode == "pipeline") {
+    const std::string scratch = argv[argc - 1];
+    if (argc == 4) {
         setenv("GST_PLUGIN_PATH", argv[2], 1);
-        int status = -1;
-        run("gst-inspect-1.0 tavdemosaic && gst-inspect-1.0 aravissrc", status);
-        if (status != 0) {
+        if (std::system("gst-inspect-1.0 tavdemosaic >/dev/null 2>&1 && "
+                        "gst-inspect-1.0 aravissrc >/dev/null 2>&1") != 0) {
             std::printf(
-                "skipped: gst-inspect-1.0 finds no tavdemosaic or aravissrc "
+                "skipped: gst-inspect-1.0 finds no tavdemosaic or no aravissrc "
                 "(gstreamer1.0-tools, libaravis-0.8-0; scripts/deps.sh)\n");
             return 77;
         }
     }
-    std::filesystem::remove_all(argv[4]);
+    std::filesystem::remove_all(scratch);
+    std::filesystem::create_directories(scratch);
+    const std::string xml = describe(scratch);
     int failures = 0;
-    for (const Case& c : mode == "capture"
-                             ? std::vector<Case>(std::begin(kCaptures), std::end(kCaptures))
-                             : std::vector<Case>(std::begin(kPipelines), std::end(kPipelines))) {
-        std::string out;
+    for (const Case& c : kCases) {
+        if ((c.gst != nullptr) != (argc == 4)) continue;
+        const std::string dir = scratch + "/" + c.format + "-" + c.method;
         bool ok = false;
         try {
-            const std::string dir = std::string(argv[4]) + "/" + c.format;
-            ok = mode == "capture" ? capture(argv[2], argv[3], dir, c, out)
-                                   : pipeline(argv[3], dir, c, out);
+            ok = check(c, argv[1], xml, dir);
         } catch (const tavcli::Failure& e) {
-            out += e.what();
+            std::printf("%s\n", e.what());
         }
-        std::printf("%s %s by %s\n%s", ok ? "ok  " : "FAIL", c.format, c.method,
-                    ok ? "" : (out + "\n").c_str());
+        std::printf("%s %s by %s%s\n", ok ? "ok  " : "FAIL", c.format, c.method,
+                    ok ? "" : (", see " + dir + ".log").c_str());
         failures += !ok;
     }
     arv_shutdown();
