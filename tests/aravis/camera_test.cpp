@@ -124,36 +124,25 @@ Bytes expected(const Case& c, const Bytes& raw) {
 }
 
 bool check(const Case& c, const std::string& tav, const std::string& xml, const std::string& dir) {
-    const std::string size = std::to_string(kWidth) + "x" + std::to_string(kHeight);
-    if (c.gst) {
-        const std::string log = "' >'" + dir + ".log' 2>&1";
-        if (serve(xml, c,
-                  "gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=2 ! video/x-bayer,"
-                  "format=" +
-                      std::string(c.gst) + ",width=" + std::to_string(kWidth) +
-                      ",height=" + std::to_string(kHeight) + " ! tavdemosaic method=" + c.method +
-                      " ! video/x-raw,format=RGB ! multifilesink location='" + dir + "-%d.rgb" +
-                      log) != 0)
-            return false;
-        for (int i = 0; i < kFrames; ++i)
-            if (tavcli::readFile(dir + "-" + std::to_string(i) + ".rgb") !=
-                expected(c, mosaic(c.code)))
-                return false;
-        return true;
-    }
+    const std::string w = std::to_string(kWidth), h = std::to_string(kHeight);
+    const std::string command =
+        c.gst ? "gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=2 ! video/x-bayer,"
+                "format=" +
+                    std::string(c.gst) + ",width=" + w + ",height=" + h +
+                    " ! tavdemosaic method=" + c.method +
+                    " ! video/x-raw,format=RGB ! multifilesink location='" + dir + "-%d"
+              : "'" + tav + "' capture --camera 127.0.0.1 --timeout 5 --keep-raw --size " + w +
+                    "x" + h + " --frames 2 --pixel-format " + c.format + " --method " + c.method +
+                    " --format " + (c.deep ? "png16" : "png") + " -o '" + dir;
     const bool decodes = !expected(c, mosaic(c.code)).empty();  // what tavDemosaic reads
-    const int status =
-        serve(xml, c,
-              "'" + tav + "' capture --camera 127.0.0.1 --timeout 5 --keep-raw --size " + size +
-                  " --frames " + std::to_string(kFrames) + " --pixel-format " + c.format +
-                  " --method " + c.method + " --format " + (c.deep ? "png16" : "png") + " -o '" +
-                  dir + "' >'" + dir + ".log' 2>&1");
-    if ((status == 0) != decodes) return false;
-    for (int i = 1; i <= (decodes ? kFrames : 1); ++i) {
-        const std::string name = dir + "/frame-000" + std::to_string(i);
-        const Bytes raw = tavcli::readFile(name + ".raw");
-        if ((c.own && raw != mosaic(c.code)) ||
-            (decodes && tavcli::readPng(name + ".png").data != expected(c, raw)))
+    if ((serve(xml, c, command + "' >'" + dir + ".log' 2>&1") == 0) != decodes) return false;
+    for (int i = 0; i < (decodes ? kFrames : 1); ++i) {
+        const std::string name = dir + "/frame-000" + std::to_string(i + 1);
+        const Bytes raw = c.gst ? mosaic(c.code) : tavcli::readFile(name + ".raw");
+        const Bytes got = !decodes ? Bytes()
+                          : c.gst  ? tavcli::readFile(dir + "-" + std::to_string(i))
+                                   : tavcli::readPng(name + ".png").data;
+        if ((c.own && raw != mosaic(c.code)) || got != (decodes ? expected(c, raw) : Bytes()))
             return false;
     }
     return true;
@@ -162,20 +151,15 @@ bool check(const Case& c, const std::string& tav, const std::string& xml, const 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3 && argc != 4) {
-        std::fprintf(stderr, "usage: %s TAV_PROGRAM [GST_PLUGIN_DIR] SCRATCH_DIR\n", argv[0]);
-        return 2;
-    }
+    if (argc != 3 && argc != 4) return 2;  // TAV_PROGRAM [GST_PLUGIN_DIR] SCRATCH_DIR
     const std::string scratch = argv[argc - 1];
-    if (argc == 4) {
-        setenv("GST_PLUGIN_PATH", argv[2], 1);
-        if (std::system("gst-inspect-1.0 tavdemosaic >/dev/null 2>&1 && "
-                        "gst-inspect-1.0 aravissrc >/dev/null 2>&1") != 0) {
-            std::printf(
-                "skipped: gst-inspect-1.0 finds no tavdemosaic or no aravissrc "
-                "(gstreamer1.0-tools, libaravis-0.8-0; scripts/deps.sh)\n");
-            return 77;
-        }
+    if (argc == 4 && (setenv("GST_PLUGIN_PATH", argv[2], 1) != 0 ||
+                      std::system("gst-inspect-1.0 tavdemosaic >/dev/null 2>&1 && "
+                                  "gst-inspect-1.0 aravissrc >/dev/null 2>&1") != 0)) {
+        std::printf(
+            "skipped: gst-inspect-1.0 finds no tavdemosaic or no aravissrc "
+            "(gstreamer1.0-tools, libaravis-0.8-0; scripts/deps.sh)\n");
+        return 77;
     }
     std::filesystem::remove_all(scratch);
     std::filesystem::create_directories(scratch);
