@@ -126,8 +126,8 @@ Bytes expected(const Case& c, const Bytes& raw) {
 bool check(const Case& c, const std::string& tav, const std::string& xml, const std::string& dir) {
     const std::string w = std::to_string(kWidth), h = std::to_string(kHeight);
     const std::string command =
-        c.gst ? "gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=2 ! video/x-bayer,"
-                "format=" +
+        c.gst ? "timeout 60 gst-launch-1.0 -q aravissrc camera-name=127.0.0.1 num-buffers=2 "
+                "! video/x-bayer,format=" +
                     std::string(c.gst) + ",width=" + w + ",height=" + h +
                     " ! tavdemosaic method=" + c.method +
                     " ! video/x-raw,format=RGB ! multifilesink location='" + dir + "-%d"
