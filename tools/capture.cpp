@@ -90,6 +90,7 @@ struct Tally {
     uint64_t missing = 0;       // frame ids that never arrived
     bool haveId = false;
     uint64_t lastId = 0;
+    int decoded = 0;  // frames through tavDemosaic (RGB ones are written as they come)
     double decodeSeconds = 0;
 
     // Ids only move forward, but a failed buffer may come back late; GigE
@@ -173,6 +174,7 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
         const int32_t rc = tavDemosaic(&src, &dst, &job.options);
         tally.decodeSeconds +=
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        ++tally.decoded;
         if (rc != TAV_OK) throw Failure(what + ": " + tavResultText(rc));
         pixels = job.pixels.data();
     } else if (padX != 0) {
@@ -297,8 +299,8 @@ int runCapture(const std::vector<std::string>& argv) {
     const double span = double(tally.lastNs - tally.firstNs) * 1e-9;
     std::printf("%d frames", tally.frames);
     if (tally.frames > 1 && span > 0) std::printf(", %.2f frames/s", (tally.frames - 1) / span);
-    if (tally.frames > 0 && job.picture != Picture::Raw)
-        std::printf(", decode %.2f ms/frame", 1e3 * tally.decodeSeconds / tally.frames);
+    if (tally.decoded > 0)
+        std::printf(", decode %.2f ms/frame", 1e3 * tally.decodeSeconds / tally.decoded);
     std::printf("\ndrops: %llu (failed buffers %d%s, missing frame ids %llu), underruns %llu\n",
                 static_cast<unsigned long long>(failed + tally.missing), failed, statuses.c_str(),
                 static_cast<unsigned long long>(tally.missing),
