@@ -174,8 +174,8 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
         const int32_t rc = tavDemosaic(&src, &dst, &job.options);
         tally.decodeSeconds +=
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        ++tally.decoded;
         if (rc != TAV_OK) throw Failure(what + ": " + tavResultText(rc));
+        ++tally.decoded;
         pixels = job.pixels.data();
     } else if (padX != 0) {
         throw Failure(what + ": padded RGB rows are not written");
