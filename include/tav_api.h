@@ -64,7 +64,8 @@ TAV_API const char* tavVersion(void);
  * BGR8_PLANAR, YUV420SP_NV12, YUV420P) use planes 1 and 2: a null plane
  * pointer means the plane follows the previous one's last row. 16-bit samples
  * are little-endian words holding `bitDepth` significant bits in the low bits
- * (0: the format's own depth, e.g. 12 for BayerRG12 and 16 for Mono16).
+ * (0: the format's own depth, e.g. 12 for BayerRG12 and 16 for Mono16; else
+ * 10 up to it). Word rows start on a word (even strides).
  */
 typedef struct TavFrame {
     uint32_t format;
@@ -103,9 +104,9 @@ TAV_API void tavOptionsInit(TavOptions* options);
  *          RGB12, BGR12, RGB16, BGR16, MONO10, MONO12, MONO14, MONO16;
  *          samples are scaled from the source depth to the destination's.
  * The destination's format picks the path. Nearest has no full-depth form.
- * Sizes: even width and height for Bayer and packed sources; Bayer frames of
- * at least 4x4 (bilinear, nearest), 6x6 (edge-directed) or 8x8
- * (TAV_METHOD_HQ). A destination's bitDepth (0: its format's) sets the depth
+ * Sizes: even width and height for Bayer sources, even width for packed ones;
+ * Bayer frames of at least 4x4 (bilinear, nearest), 6x6 (edge-directed) or
+ * 8x8 (TAV_METHOD_HQ). A destination's bitDepth (0: its format's) sets the depth
  * it is scaled to: down by dropping low bits, up by repeating the top bits.
  */
 TAV_API int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst, const TavOptions* options);
@@ -116,6 +117,8 @@ TAV_API int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst, const TavO
  * Converts between the formats tavImageTypeConvert knows (YUV 4:1:1, 4:2:0
  * NV12 and planar, 4:2:2 UYVY and YUYV, 4:4:4, RGB8, BGR8, RGBA8, BGRA8,
  * Mono1p, Mono4p, Mono8), with strides. Four-byte outputs get alpha 255.
+ * Widths: a multiple of 8 for Mono1p, of 4 for YUV 4:1:1, even for Mono4p and
+ * 4:2:2; 4:2:0 frames have even widths and heights.
  */
 TAV_API int32_t tavConvert(const TavFrame* src, const TavFrame* dst, const TavOptions* options);
 

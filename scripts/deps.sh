@@ -3,7 +3,11 @@
 # Usage: scripts/deps.sh [extra packages...]
 set -euo pipefail
 want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
-      python3-dev pybind11-dev python3-numpy python3-pytest "$@")
+      python3-dev pybind11-dev python3-numpy python3-pytest
+      # the GStreamer plugin, its harness tests and the elements they compare with
+      libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
+      gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+      "$@")
 # Cameras: Aravis (`tav capture`, the fake GigE Vision camera of the tests, and
 # the aravissrc element, which libaravis-0.8-0 carries); its pkg-config file
 # needs libusb's.

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages (libtav, libtav-dev, tav-tools), unpacks them into
+# Builds the Debian packages (libtav, libtav-dev, tav-tools and, where GStreamer's
+# development files are, gstreamer1.0-tav), unpacks them into
 # a scratch root with dpkg, checks what each holds, and builds and runs the
 # C99 consumer against the unpacked tree through CMake and pkg-config.
 set -euo pipefail
@@ -45,4 +46,15 @@ LD_LIBRARY_PATH="$libdir" "$build/consumer/consumer_pc"
 echo "== the packaged program"
 LD_LIBRARY_PATH="$libdir" "$root/usr/bin/tav" demo --size 64x48 --frames 1 -o "$build/demo" >/dev/null
 test -s "$build/demo/sheet.png" || fail "the packaged tav demo wrote no sheet"
+if ls "$build"/gstreamer1.0-tav_*.deb >/dev/null 2>&1; then
+  deb=$(ls "$build"/gstreamer1.0-tav_*.deb)
+  echo "== $(basename "$deb")"
+  dpkg-deb -f "$deb" Package Version Architecture Depends
+  dpkg-deb -x "$deb" "$root"
+  plugin=$(contents gstreamer1.0-tav | grep '/gstreamer-1\.0/libgsttav\.so$') ||
+    fail "gstreamer1.0-tav lacks gstreamer-1.0/libgsttav.so"
+  GST_PLUGIN_PATH="$root/$(dirname "$plugin")" GST_REGISTRY="$build/registry.bin" \
+    LD_LIBRARY_PATH="$libdir" gst-inspect-1.0 tavdemosaic >/dev/null ||
+    fail "the packaged plugin does not load"
+fi
 echo "packages ok"

@@ -329,7 +329,8 @@ TEST(ApiQuirks, UnwrittenAlphaAndRowsAndEarlyClearsStayCompatible) {
     EXPECT_EQ(printed, "");
 }
 
-// ---- strides and thread counts: the same pixels as compact frames at one thread
+// ---- strides, thread counts and levels: the same pixels as compact frames at
+// one thread by the scalar rules
 
 struct Geometry {
     ptrdiff_t rowBytes;
@@ -405,6 +406,7 @@ constexpr Layout kLayouts[] = {
     {"GB12p_Planar_Bilinear", Call::kDemosaic, TAV_PF_BAYER_GB12_PACKED, TAV_PF_BGR8_PLANAR, 1, 8},
     {"BG10_Rgb8_Nearest", Call::kDemosaic, TAV_PF_BAYER_BG10, TAV_PF_RGB8, 0, 10},
     {"RG12_Rgb16_Edge", Call::kDemosaic, TAV_PF_BAYER_RG12, TAV_PF_RGB16, 2, 12},
+    {"BG16_Bgr16_Edge", Call::kDemosaic, TAV_PF_BAYER_BG16, TAV_PF_BGR16, 2, 16},
     {"GR16_Mono12_Hq", Call::kDemosaic, TAV_PF_BAYER_GR16, TAV_PF_MONO12, 3, 16},
     {"Mono12_Bgr10", Call::kDemosaic, TAV_PF_MONO12, TAV_PF_BGR10, 1, 12},
     {"Nv12_Bgra8", Call::kConvert, TAV_PF_YUV420SP_NV12, TAV_PF_BGRA8, 0, 8},
@@ -448,7 +450,11 @@ TEST_P(Layouts, PaddedFramesAndThreadsGiveCompactPixels) {
         std::copy_n(compactIn.begin() + at, bytes, row);
         at += bytes;
     });
-    ASSERT_EQ(run(l, src, dst, 1), TAV_OK);
+    {  // compact frames by the scalar rules alone, one thread
+        tavtest::AtLevel restore;
+        tav::setLevel(tav::Level::Scalar);
+        ASSERT_EQ(run(l, src, dst, 1), TAV_OK);
+    }
     const int32_t before = tavGetNumThreads();
     tav::setBandUnits(1);
     const std::string printed =

@@ -115,9 +115,16 @@ extern "C" int32_t tavConvert(const TavFrame* src, const TavFrame* dst, const Ta
     const uint8_t* from = in.compact ? in.plane[0] : work;
     if (!in.compact) gather(in, work);
     uint8_t* to = out.compact ? out.plane[0] : work + inBytes;
-    const int32_t result = pair->convert(from, to, in.height, in.width, out.format->code);
-    if (result != TAV_OK) return result;
-    if (out.format->channels == 4) opaque(to, out.rowBytes[0], out.width, out.height);
+    const bool four = out.format->channels == 4;
+    // YUV, RGB8 and BGR8 sources write alpha 255 themselves; Mono4p gets a pass.
+    int32_t result = four ? tav::cvt::convertOpaque(in.format->code, from, to, in.height, in.width,
+                                                    out.format->code)
+                          : TAV_E_PIXEL_FORMAT;
+    if (result == TAV_E_PIXEL_FORMAT) {
+        result = pair->convert(from, to, in.height, in.width, out.format->code);
+        if (result != TAV_OK) return result;
+        if (four) opaque(to, out.rowBytes[0], out.width, out.height);
+    }
     if (!out.compact) scatter(to, out);
     return TAV_OK;
 }

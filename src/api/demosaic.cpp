@@ -17,11 +17,6 @@ namespace {
 // Smallest side each method's kernels take, by method.
 constexpr int32_t kMinSide[] = {4, 4, 6, 8};
 
-using FamilyEntry = int32_t (*)(const uint8_t*, uint8_t*, int32_t, int32_t, uint64_t, uint32_t,
-                                uint8_t*);
-// By dispatch8.h's Phase.
-constexpr FamilyEntry kFamilies[] = {rg8Convert, gr8Convert, gb8Convert, bg8Convert};
-
 struct Job {
     View src, dst;
     uint32_t method;
@@ -113,12 +108,13 @@ int32_t run8(const Job& job) {
     }
     if (!inPlace) image = mosaic;
 
-    const int32_t result =
-        s.format->role == Role::kMono
-            ? mono8Convert(image, out, h, w, d.format->code)
-            : kFamilies[s.format->phase](image, out, h, w, d.format->code, job.method, line);
+    const bool mono = s.format->role == Role::kMono;
+    const int32_t result = mono ? mono8Convert(image, out, h, w, d.format->code)
+                                : demosaic8(Phase(s.format->phase), image, out, h, w,
+                                            d.format->code, job.method, line, true);
     if (result != TAV_OK) return result;
-    if (d.format->channels == 4) opaque(out, 4 * ptrdiff_t{w}, w, h);
+    // The Bayer kernels write alpha 255 themselves; Mono replicas write 0.
+    if (mono && d.format->channels == 4) opaque(out, 4 * ptrdiff_t{w}, w, h);
     if (!d.compact) scatter(out, d);
     return TAV_OK;
 }

@@ -118,7 +118,8 @@ int32_t tavShadingEstimate(const TavFrame* flat, const TavFrame* dark,
 
     const size_t n = size_t(w) * h;
     const size_t cells = table->mode == 0 ? size_t(h / 2) * size_t(w / 2) : 0;
-    float* grey = reinterpret_cast<float*>(threadWork(4 * roundUp64(2 * n + 2 * cells)));
+    const size_t floats = 2 * roundUp64(n) + 2 * roundUp64(cells);
+    float* grey = reinterpret_cast<float*>(threadWork(sizeof(float) * floats));
     if (grey == nullptr) return TAV_ERROR_NO_MEMORY;
     float* black = grey + roundUp64(n);
     toFloats(f, grey);

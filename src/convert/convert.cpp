@@ -190,6 +190,17 @@ int32_t convertYUV420SP_NV12(const uint8_t* src, uint8_t* dst, int32_t height, i
     }
 }
 
+int32_t convertOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                      int32_t width, uint64_t target) {
+    const bool bgra = target == TAV_PF_BGRA8;
+    if (source == TAV_PF_RGB8 || source == TAV_PF_BGR8) {
+        // The outer bytes exchange when the source's order is not the target's.
+        widenTo4(src, dst, pixelCount(height, width), bgra == (source == TAV_PF_RGB8), true);
+        return TAV_OK;
+    }
+    return decodeOpaque(source, src, dst, height, width, bgra);
+}
+
 int32_t convertRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                     uint64_t target) {
     return convertThreeByte(true, src, dst, height, width, target);

@@ -34,10 +34,19 @@ int32_t convertRGB8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t wi
 int32_t convertBGR8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                     uint64_t target);
 
+// The YUV sources' four-byte decoders with alpha 255: the bytes of the
+// RGBa8/BGRa8 kernels otherwise. TAV_E_PIXEL_FORMAT for a source without one.
+int32_t decodeOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                     int32_t width, bool bgr);
+// The same for the YUV, RGB8 and BGR8 sources (the frame API); `target`
+// RGBA8 or BGRA8.
+int32_t convertOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                      int32_t width, uint64_t target);
+
 // Encoders from three-byte pixels; `rgb` tells a red-first source from a
 // blue-first one. Counts that are not positive write nothing.
 void exchangeOuter(const uint8_t* src, uint8_t* dst, int32_t pixels);
-void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange);
+void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange, bool opaque = false);
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encodeUyv(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb);
 void encode411(const uint8_t* src, uint8_t* dst, int32_t groups, bool rgb);

@@ -28,7 +28,7 @@ struct Exchange {
     }
 };
 
-// Three bytes to four (alpha 0), optionally exchanging the outer two: 16
+// Three bytes to four (alpha 0, or 255 when opaque), optionally exchanging the outer two: 16
 // pixels from three loads; output vector k holds pixels 4k..4k+3, taken from a
 // source window starting at byte `base` (0, 12, 24, 32).
 constexpr int widenChannel(bool exchange, int c) {
@@ -44,24 +44,27 @@ constexpr Mask16 widenMask(bool exchange, int k, int base) {
     return m;
 }
 
-template <bool kExchange>
+template <bool kExchange, bool kOpaque = false>
 struct Widen {
     static constexpr int kUnits = 16, kIn = 3, kOut = 4;
     static constexpr Mask16 kM0 = widenMask(kExchange, 0, 0), kM1 = widenMask(kExchange, 1, 12),
                             kM2 = widenMask(kExchange, 2, 24), kM3 = widenMask(kExchange, 3, 32);
+    static __m128i alpha(__m128i v) {
+        return kOpaque ? _mm_or_si128(v, _mm_set1_epi32(static_cast<int32_t>(0xFF000000u))) : v;
+    }
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i a = load(s), b = load(s + 16), c = load(s + 32);
-        store<kStream>(d, shuffle(a, kM0));
-        store<kStream>(d + 16, shuffle(_mm_alignr_epi8(b, a, 12), kM1));
-        store<kStream>(d + 32, shuffle(_mm_alignr_epi8(c, b, 8), kM2));
-        store<kStream>(d + 48, shuffle(c, kM3));
+        store<kStream>(d, alpha(shuffle(a, kM0)));
+        store<kStream>(d + 16, alpha(shuffle(_mm_alignr_epi8(b, a, 12), kM1)));
+        store<kStream>(d + 32, alpha(shuffle(_mm_alignr_epi8(c, b, 8), kM2)));
+        store<kStream>(d + 48, alpha(shuffle(c, kM3)));
     }
     static void unit(const uint8_t* s, uint8_t* d) {
         d[0] = s[widenChannel(kExchange, 0)];
         d[1] = s[1];
         d[2] = s[widenChannel(kExchange, 2)];
-        d[3] = 0;
+        d[3] = kOpaque ? 255 : 0;
     }
 };
 
@@ -300,12 +303,11 @@ struct Planar420 {
 void exchangeOuter(const uint8_t* src, uint8_t* dst, int32_t pixels) {
     runUnits<Exchange>(src, dst, pixels);
 }
-void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange) {
-    if (exchange) {
-        runUnits<Widen<true>>(src, dst, pixels);
-    } else {
-        runUnits<Widen<false>>(src, dst, pixels);
-    }
+void widenTo4(const uint8_t* src, uint8_t* dst, int32_t pixels, bool exchange, bool opaque) {
+    static constexpr void (*kBy[2][2])(const uint8_t*, uint8_t*, ptrdiff_t) = {
+        {runUnits<Widen<false>>, runUnits<Widen<false, true>>},
+        {runUnits<Widen<true>>, runUnits<Widen<true, true>>}};
+    kBy[exchange][opaque](src, dst, pixels);
 }
 void encodeMono8(const uint8_t* src, uint8_t* dst, int32_t pixels, bool rgb) {
     static constexpr void (*kByOrder[2])(const uint8_t*, uint8_t*, ptrdiff_t) = {

@@ -158,12 +158,14 @@ struct Studio {
     }
 };
 
-// ---- writers: three or four bytes a pixel, blue first or red first, alpha 0
+// ---- writers: three or four bytes a pixel, blue first or red first; alpha 0
+// (the compatible entries) or 255 (Out4Opaque, the frame API)
 
 template <bool kBgr>
 struct Out3 {
     static constexpr int kBytes = 3;
     static constexpr bool kBgrOrder = kBgr;
+    static constexpr uint8_t kAlpha = 0;
     static void put(uint8_t* p, Rgb c) {
         p[0] = static_cast<uint8_t>(kBgr ? c.b : c.r);
         p[1] = static_cast<uint8_t>(c.g);
@@ -179,17 +181,18 @@ struct Out3 {
     }
 };
 
-template <bool kBgr>
-struct Out4 {
+template <bool kBgr, uint8_t kA>
+struct Out4Alpha {
     static constexpr int kBytes = 4;
     static constexpr bool kBgrOrder = kBgr;
+    static constexpr uint8_t kAlpha = kA;
     static void put(uint8_t* p, Rgb c) {
         Out3<kBgr>::put(p, c);
-        p[3] = 0;
+        p[3] = kA;
     }
     template <bool kStream>
     static void put16(uint8_t* p, __m128i r, __m128i g, __m128i b) {
-        const __m128i alpha = _mm_setzero_si128();
+        const __m128i alpha = _mm_set1_epi8(static_cast<char>(kA));
         if constexpr (kBgr) {
             interleave4<kStream>(b, g, r, alpha, p);
         } else {
@@ -197,6 +200,10 @@ struct Out4 {
         }
     }
 };
+template <bool kBgr>
+using Out4 = Out4Alpha<kBgr, 0>;
+template <bool kBgr>
+using Out4Opaque = Out4Alpha<kBgr, 255>;
 
 // Eight pixels of each half through the formula, packed (clamped) and written.
 template <class F, class W, bool kStream>
@@ -328,7 +335,7 @@ struct WideDecode<Packed422<kY0, kU, kY1, kV>, FullRange<false>, W> {
     template <bool kStream>
     static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
         packed422Avx2(std::is_same_v<Packed422<kY0, kU, kY1, kV>, Uyvy>,
-                      {W::kBytes, W::kBgrOrder, kStream}, s, d, blocks);
+                      {W::kBytes, W::kBgrOrder, kStream, W::kAlpha}, s, d, blocks);
     }
 };
 
@@ -337,7 +344,7 @@ struct WideDecode<Yuv444, FullRange<kRounding>, W> {
     static constexpr int kWideUnits = 32;
     template <bool kStream>
     static void wide(const uint8_t* s, uint8_t* d, size_t blocks) {
-        yuv444Avx2(kRounding, {W::kBytes, W::kBgrOrder, kStream}, s, d, blocks);
+        yuv444Avx2(kRounding, {W::kBytes, W::kBgrOrder, kStream, W::kAlpha}, s, d, blocks);
     }
 };
 

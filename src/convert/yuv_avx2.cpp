@@ -52,14 +52,14 @@ inline Channels apply(__m256i y, const Terms& t) {
 // Two groups of pixel lanes (pixels 0-7|16-23 and 8-15|24-31) packed with
 // clamping into bytes in pixel order, and written.
 template <int kBytes, bool kBgr, bool kStream>
-inline void put32(const Channels& a, const Channels& b, uint8_t* d) {
+inline void put32(const Channels& a, const Channels& b, uint8_t* d, __m256i alpha) {
     const __m256i r = _mm256_packus_epi16(a.r, b.r), g = _mm256_packus_epi16(a.g, b.g),
                   bl = _mm256_packus_epi16(a.b, b.b);
     const __m256i first = kBgr ? bl : r, third = kBgr ? r : bl;
     if constexpr (kBytes == 3) {
         avx2::interleave3<kStream>(first, g, third, d);
     } else {
-        avx2::interleave4<kStream>(first, g, third, _mm256_setzero_si256(), d);
+        avx2::interleave4<kStream>(first, g, third, alpha, d);
     }
 }
 
@@ -78,7 +78,7 @@ inline __m256i laneMask(bool high, At at) {
 }
 
 template <int kY0, int kU, int kY1, int kV, int kBytes, bool kBgr, bool kStream>
-void packed422(const uint8_t* s, uint8_t* d, size_t blocks) {
+void packed422(const uint8_t* s, uint8_t* d, size_t blocks, __m256i alpha) {
     const __m256i mY = laneMask(false, [](int p) { return p / 2 * 4 + (p % 2 ? kY1 : kY0); });
     const __m256i mU = laneMask(true, [](int p) { return p / 2 * 4 + kU; });
     const __m256i mV = laneMask(true, [](int p) { return p / 2 * 4 + kV; });
@@ -89,14 +89,14 @@ void packed422(const uint8_t* s, uint8_t* d, size_t blocks) {
             return apply(_mm256_shuffle_epi8(v, mY),
                          terms(_mm256_shuffle_epi8(v, mU), _mm256_shuffle_epi8(v, mV)));
         };
-        put32<kBytes, kBgr, kStream>(decode(a), decode(b), d);
+        put32<kBytes, kBgr, kStream>(decode(a), decode(b), d, alpha);
     }
 }
 
 // ---- 4:4:4 pixels: eight a lane from two overlapping loads (yuv_layout.h)
 
 template <bool kRounding, int kBytes, bool kBgr, bool kStream>
-void yuv444(const uint8_t* s, uint8_t* d, size_t blocks) {
+void yuv444(const uint8_t* s, uint8_t* d, size_t blocks, __m256i alpha) {
     auto mask = [](int channel, int load) {
         return laneMask(channel != 1, [=](int p) { return kYuv444At[channel][load][p]; });
     };
@@ -111,14 +111,14 @@ void yuv444(const uint8_t* s, uint8_t* d, size_t blocks) {
         return apply(pick(mY0, mY1), terms<kRounding>(pick(mU0, mU1), pick(mV0, mV1)));
     };
     for (size_t i = 0; i < blocks; ++i, s += 96, d += 32 * kBytes) {
-        put32<kBytes, kBgr, kStream>(decode(s), decode(s + 24), d);
+        put32<kBytes, kBgr, kStream>(decode(s), decode(s + 24), d, alpha);
     }
 }
 
 // ---- NV12 rows: 16 chroma pairs and 32 luma bytes a step
 
 template <int kBytes, bool kBgr, bool kStream>
-void nv12Row(const uint8_t* y, const uint8_t* uv, uint8_t* d, int32_t steps) {
+void nv12Row(const uint8_t* y, const uint8_t* uv, uint8_t* d, int32_t steps, __m256i alpha) {
     const __m256i zero = _mm256_setzero_si256(), high = _mm256_set1_epi16(-256);
     for (int32_t i = 0; i < steps; ++i, y += 32, uv += 32, d += 32 * kBytes) {
         const __m256i p = load(uv);
@@ -131,7 +131,7 @@ void nv12Row(const uint8_t* y, const uint8_t* uv, uint8_t* d, int32_t steps) {
         const Terms hi = twice([](__m256i a, __m256i b) { return _mm256_unpackhi_epi16(a, b); }, t);
         const __m256i luma = load(y);
         put32<kBytes, kBgr, kStream>(apply(_mm256_unpacklo_epi8(luma, zero), lo),
-                                     apply(_mm256_unpackhi_epi8(luma, zero), hi), d);
+                                     apply(_mm256_unpackhi_epi8(luma, zero), hi), d, alpha);
     }
 }
 
@@ -169,7 +169,8 @@ inline Channels studioApply(__m256i y, const StudioTerms& t) {
 }
 
 template <int kBytes, bool kBgr, bool kStream>
-void planarRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d, int32_t steps) {
+void planarRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d, int32_t steps,
+               __m256i alpha) {
     const __m256i zero = _mm256_setzero_si256();
     for (int32_t i = 0; i < steps; ++i, y += 32, u += 16, v += 16, d += 32 * kBytes) {
         // Samples 0-7|8-15 as chroma << 8; each spread over its two pixels.
@@ -189,7 +190,7 @@ void planarRow(const uint8_t* y, const uint8_t* u, const uint8_t* v, uint8_t* d,
             twice([](__m256i a, __m256i b) { return _mm256_unpackhi_epi16(a, b); });
         const __m256i luma = load(y);
         put32<kBytes, kBgr, kStream>(studioApply(_mm256_unpacklo_epi8(luma, zero), lo),
-                                     studioApply(_mm256_unpackhi_epi8(luma, zero), hi), d);
+                                     studioApply(_mm256_unpackhi_epi8(luma, zero), hi), d, alpha);
     }
 }
 
@@ -228,35 +229,39 @@ inline void byOut(WideYuvOut o, F&& f) {
 }  // namespace
 
 void packed422Avx2(bool uyvy, WideYuvOut out, const uint8_t* src, uint8_t* dst, size_t blocks) {
+    const __m256i alpha = _mm256_set1_epi8(static_cast<char>(out.alpha));
     byOut(out, [&](auto bytes, auto bgr, auto stream) {
         if (uyvy) {
-            packed422<1, 0, 3, 2, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+            packed422<1, 0, 3, 2, V(bytes), V(bgr), V(stream)>(src, dst, blocks, alpha);
         } else {
-            packed422<0, 1, 2, 3, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+            packed422<0, 1, 2, 3, V(bytes), V(bgr), V(stream)>(src, dst, blocks, alpha);
         }
     });
 }
 
 void yuv444Avx2(bool rounding, WideYuvOut out, const uint8_t* src, uint8_t* dst, size_t blocks) {
+    const __m256i alpha = _mm256_set1_epi8(static_cast<char>(out.alpha));
     byOut(out, [&](auto bytes, auto bgr, auto stream) {
         if (rounding) {
-            yuv444<true, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+            yuv444<true, V(bytes), V(bgr), V(stream)>(src, dst, blocks, alpha);
         } else {
-            yuv444<false, V(bytes), V(bgr), V(stream)>(src, dst, blocks);
+            yuv444<false, V(bytes), V(bgr), V(stream)>(src, dst, blocks, alpha);
         }
     });
 }
 
 void nv12RowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* uv, uint8_t* dst, int32_t steps) {
+    const __m256i alpha = _mm256_set1_epi8(static_cast<char>(out.alpha));
     byOut(out, [&](auto bytes, auto bgr, auto stream) {
-        nv12Row<V(bytes), V(bgr), V(stream)>(y, uv, dst, steps);
+        nv12Row<V(bytes), V(bgr), V(stream)>(y, uv, dst, steps, alpha);
     });
 }
 
 void planarRowAvx2(WideYuvOut out, const uint8_t* y, const uint8_t* u, const uint8_t* v,
                    uint8_t* dst, int32_t steps) {
+    const __m256i alpha = _mm256_set1_epi8(static_cast<char>(out.alpha));
     byOut(out, [&](auto bytes, auto bgr, auto stream) {
-        planarRow<V(bytes), V(bgr), V(stream)>(y, u, v, dst, steps);
+        planarRow<V(bytes), V(bgr), V(stream)>(y, u, v, dst, steps, alpha);
     });
 }
 

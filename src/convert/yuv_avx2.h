@@ -11,11 +11,12 @@
 namespace tav::cvt {
 
 // The output: bytes a pixel (3 or 4), blue first, non-temporal stores (the
-// destination then 16-byte aligned at every block).
+// destination then 16-byte aligned at every block), the four-byte form's alpha.
 struct WideYuvOut {
     int32_t bytes;
     bool bgr;
     bool stream;
+    uint8_t alpha;
 };
 
 // `blocks` blocks of 16 pairs (64 source bytes) from src on.

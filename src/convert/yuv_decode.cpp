@@ -64,7 +64,7 @@ void row420(const uint8_t* y, const C& c, uint8_t* d, int32_t pairs) {
     constexpr bool kPlanar = std::is_same_v<F, Studio> && std::is_same_v<C, PlanarRow>;
     const int32_t wide = kNv12 || kPlanar ? wideSteps<16>(0, pairs) : 0;
     if (wide > 0) {
-        const WideYuvOut out{W::kBytes, W::kBgrOrder, kStream};
+        const WideYuvOut out{W::kBytes, W::kBgrOrder, kStream, W::kAlpha};
         if constexpr (kNv12) nv12RowAvx2(out, y, c.uv, d, wide);
         if constexpr (kPlanar) planarRowAvx2(out, y, c.up, c.vp, d, wide);
     }
@@ -121,6 +121,27 @@ void nv12(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width, bool 
 }
 
 }  // namespace
+
+int32_t decodeOpaque(uint32_t source, const uint8_t* src, uint8_t* dst, int32_t height,
+                     int32_t width, bool bgr) {
+    const int32_t n = pixelCount(height, width);
+    switch (source) {
+        case TAV_PF_YUV411_8_UYYVYY:
+            return decodeUnits<Yuv411, FullRange<false>, Out4Opaque>(src, dst, n >> 2, bgr);
+        case TAV_PF_YUV422_8_UYVY:
+            return decodeUnits<Uyvy, FullRange<false>, Out4Opaque>(src, dst, n >> 1, bgr);
+        case TAV_PF_YUV422_8:
+            return decodeUnits<Yuyv, FullRange<false>, Out4Opaque>(src, dst, n >> 1, bgr);
+        case TAV_PF_YUV8_UYV:
+            return decodeUnits<Yuv444, FullRange<false>, Out4Opaque>(src, dst, n, bgr);
+        case TAV_PF_YUV420SP_NV12:
+            nv12<FullRange<false>, Out4Opaque>(src, dst, height, width, bgr);
+            return TAV_OK;
+        default:
+            return TAV_E_PIXEL_FORMAT;
+    }
+}
+
 }  // namespace tav::cvt
 
 using namespace tav::cvt;

@@ -47,16 +47,49 @@ int32_t runRoute(const Route8& r, const uint8_t* src, uint8_t* dst, int32_t heig
     return TAV_E_PARAMETER;
 }
 
-int32_t convert8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
-                 uint64_t outputFormat, uint32_t method, uint8_t* work) {
+template <typename K>
+struct Twin {
+    K kernel, opaque;
+};
+constexpr Twin<ExchangeKernel> kExchangeTwins[] = {{rg8ToBgra8_nearest, rg8ToBgra8OpaqueNearest},
+                                                   {gb8ToBgra8_nearest, gb8ToBgra8OpaqueNearest}};
+constexpr Twin<PlainKernel> kPlainTwins[] = {{rg8ToBgra8_bilinear, rg8ToBgra8OpaqueBilinear},
+                                             {gr8ToBgra8_bilinear, gr8ToBgra8OpaqueBilinear},
+                                             {gb8ToBgra8_bilinear, gb8ToBgra8OpaqueBilinear},
+                                             {bg8ToBgra8_bilinear, bg8ToBgra8OpaqueBilinear}};
+constexpr Twin<WorkKernel> kWorkTwins[] = {{rg8ToBgra8_edge, rg8ToBgra8OpaqueEdge},
+                                           {gb8ToBgra8_edge, gb8ToBgra8OpaqueEdge},
+                                           {rg8ToBgra8Hq, rg8ToBgra8OpaqueHq},
+                                           {gb8ToBgra8Hq, gb8ToBgra8OpaqueHq}};
+
+template <typename K, size_t N>
+K twinOf(K kernel, const Twin<K> (&twins)[N]) {
+    for (const Twin<K>& t : twins) {
+        if (t.kernel == kernel) return t.opaque;
+    }
+    return kernel;
+}
+
+}  // namespace
+
+int32_t demosaic8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                  uint64_t outputFormat, uint32_t method, uint8_t* work, bool opaque) {
     static constexpr const RouteTable8* kMethods[] = {&kNearestRoutes, &kBilinearRoutes,
                                                       &kEdgeRoutes, &kHqRoutes};
     const int out = output8Index(outputFormat);
     if (out < 0) return TAV_E_PARAMETER;
     // An unknown method is not an error: nothing is written and the call succeeds.
     if (method > 3) return TAV_OK;
-    return runRoute((*kMethods[method])[phase][out], src, dst, height, width, work);
+    Route8 route = (*kMethods[method])[phase][out];
+    if (opaque) {
+        route.exchanging = twinOf(route.exchanging, kExchangeTwins);
+        route.plain = twinOf(route.plain, kPlainTwins);
+        route.work = twinOf(route.work, kWorkTwins);
+    }
+    return runRoute(route, src, dst, height, width, work);
 }
+
+namespace {
 
 // ---- Mono8 replication: grey into the three colour bytes, alpha 0; 16 source
 // bytes a vector block.
@@ -98,22 +131,26 @@ extern "C" {
 
 int32_t rg8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                    uint64_t outputFormat, uint32_t method, uint8_t* work) {
-    return tav::convert8(tav::kPhaseRG, src, dst, height, width, outputFormat, method, work);
+    return tav::demosaic8(tav::kPhaseRG, src, dst, height, width, outputFormat, method, work,
+                          false);
 }
 
 int32_t gr8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                    uint64_t outputFormat, uint32_t method, uint8_t* work) {
-    return tav::convert8(tav::kPhaseGR, src, dst, height, width, outputFormat, method, work);
+    return tav::demosaic8(tav::kPhaseGR, src, dst, height, width, outputFormat, method, work,
+                          false);
 }
 
 int32_t gb8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                    uint64_t outputFormat, uint32_t method, uint8_t* work) {
-    return tav::convert8(tav::kPhaseGB, src, dst, height, width, outputFormat, method, work);
+    return tav::demosaic8(tav::kPhaseGB, src, dst, height, width, outputFormat, method, work,
+                          false);
 }
 
 int32_t bg8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                    uint64_t outputFormat, uint32_t method, uint8_t* work) {
-    return tav::convert8(tav::kPhaseBG, src, dst, height, width, outputFormat, method, work);
+    return tav::demosaic8(tav::kPhaseBG, src, dst, height, width, outputFormat, method, work,
+                          false);
 }
 
 int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,

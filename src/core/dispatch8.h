@@ -89,6 +89,26 @@ constexpr Route8 withWork(WorkPlanarKernel k, uint32_t exchange) {
     return r;
 }
 
+// Twins of the four-byte kernels that write alpha 255 (the frame API): the
+// same arguments and bytes but alpha, no size checks.
+int32_t rg8ToBgra8OpaqueNearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange);
+int32_t gb8ToBgra8OpaqueNearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange);
+int32_t rg8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+int32_t gr8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+int32_t gb8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+int32_t bg8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst);
+int32_t rg8ToBgra8OpaqueEdge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                             uint32_t exchange, uint8_t* line);
+int32_t gb8ToBgra8OpaqueEdge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                             uint32_t exchange, uint8_t* line);
+
+// The family entries' lookup for a phase, output format and method; with
+// `opaque` the four-byte outputs run their twins above.
+int32_t demosaic8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+                  uint64_t outputFormat, uint32_t method, uint8_t* work, bool opaque);
+
 // Rows: phase (RG, GR, GB, BG); columns: Output8 order.
 using RouteTable8 = Route8[kPhaseCount][kOutputCount];
 extern const RouteTable8 kNearestRoutes;   // method 0

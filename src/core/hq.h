@@ -26,6 +26,12 @@ int32_t rg8ToBgr8PHq(const uint8_t* src, int32_t height, int32_t width, uint8_t*
 int32_t gb8ToBgr8PHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                      uint8_t* second, uint8_t* third, uint8_t* work);
 
+// The four-byte kernels with alpha 255 (the frame API).
+int32_t rg8ToBgra8OpaqueHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                           uint32_t exchange, uint8_t* work);
+int32_t gb8ToBgra8OpaqueHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                           uint32_t exchange, uint8_t* work);
+
 // Bytes of work area method 3 needs for a frame `width` wide.
 int64_t hqWorkBytes(int32_t width);
 

@@ -33,7 +33,7 @@ inline Bgr8Writer native(const Bgr8Writer& w) {
     return {w.row, w.width, false};
 }
 inline Bgra8Writer native(const Bgra8Writer& w) {
-    return {w.row, w.width, false};
+    return {w.row, w.width, false, w.alpha};
 }
 template <typename W>
 inline const W& native(const W& w) {
@@ -187,24 +187,23 @@ inline void bandStep(const Out& out, const uint8_t* blue, ptrdiff_t stride, int3
 // Where the AVX2 body writes a band of writer rows.
 template <bool kExchange>
 inline WideOut wideOut(const Bgr8Writer& b, const Bgr8Writer& r) {
-    return {Form8::Bgr8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, nullptr};
+    return {Form8::Bgr8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr},
+            nullptr,     0};
 }
 template <bool kExchange>
 inline WideOut wideOut(const Bgra8Writer& b, const Bgra8Writer& r) {
-    return {Form8::Bgra8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, nullptr};
+    return {Form8::Bgra8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr},
+            nullptr,      b.alpha};
 }
 template <bool kExchange>
 inline WideOut wideOut(const PlanarWriter& b, const PlanarWriter& r) {
-    return {Form8::Planar,
-            kExchange,
-            {b.first, b.second, b.third},
-            {r.first, r.second, r.third},
-            nullptr};
+    return {Form8::Planar, kExchange, {b.first, b.second, b.third}, {r.first, r.second, r.third},
+            nullptr,       0};
 }
 template <bool kExchange>
 inline WideOut wideOut(const Mono8Writer& b, const Mono8Writer& r) {
-    return {
-        Form8::Mono8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr}, b.weights};
+    return {Form8::Mono8, kExchange, {b.row, nullptr, nullptr}, {r.row, nullptr, nullptr},
+            b.weights,    0};
 }
 
 // Rows 1 .. R0-1 in bands of a blue and a red row, columns 1 .. C0-1; returns
@@ -297,6 +296,27 @@ constexpr Exchange<true> kExchanged;
 }  // namespace tav::d8
 
 using namespace tav::d8;
+
+namespace tav {
+
+int32_t rg8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
+    frameRg(kNative, src, Bgra8Writer{dst, width, false, 255}, height, width);
+    return TAV_OK;
+}
+int32_t bg8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
+    frameRg(kExchanged, src, Bgra8Writer{dst, width, false, 255}, height, width);
+    return TAV_OK;
+}
+int32_t gb8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
+    frameGb(kNative, src, Bgra8Writer{dst, width, false, 255}, height, width);
+    return TAV_OK;
+}
+int32_t gr8ToBgra8OpaqueBilinear(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst) {
+    frameGb(kExchanged, src, Bgra8Writer{dst, width, false, 255}, height, width);
+    return TAV_OK;
+}
+
+}  // namespace tav
 
 extern "C" {
 

@@ -59,8 +59,8 @@ inline __m256i luma(const __m256i w[3], __m256i r, __m256i g, __m256i b) {
 // Writes 32 pixels of one row from x on; with exchange the colour at the red
 // sites and at the blue sites trade places (for Mono8: their weights).
 template <Form8 kForm>
-inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, int32_t x, Lanes r,
-                Lanes g, Lanes b) {
+inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, uint8_t alpha, int32_t x,
+                Lanes r, Lanes g, Lanes b) {
     if (exchange) {
         const Lanes t = r;
         r = b;
@@ -70,8 +70,8 @@ inline void put(uint8_t* const row[3], const __m256i w[3], bool exchange, int32_
         store(row[0] + x,
               joinColumns(luma(w, r.odd, g.odd, b.odd), luma(w, r.even, g.even, b.even)));
     } else {
-        putColours<kForm>(row, false, x, joinColumns(r.odd, r.even), joinColumns(g.odd, g.even),
-                          joinColumns(b.odd, b.even));
+        putColours<kForm>(row, false, alpha, x, joinColumns(r.odd, r.even),
+                          joinColumns(g.odd, g.even), joinColumns(b.odd, b.even));
     }
 }
 
@@ -87,10 +87,10 @@ inline void bandStep(const WideOut& out, const __m256i w[3], const uint8_t* blue
 
     const __m256i verticalE1 = add(a.e1, r.e1);
     const __m256i horizontalO = add(b.o0, b.o1);
-    put<kForm>(out.blue, w, out.exchange, x,
+    put<kForm>(out.blue, w, out.exchange, out.alpha, x,
                {quarter(add(add(a.e0, r.e0), verticalE1)), half(verticalE1)},
                {quarter(add(add(a.o0, r.o0), add(b.e0, b.e1))), b.e1}, {b.o0, half(horizontalO)});
-    put<kForm>(out.red, w, out.exchange, x, {half(add(r.e0, r.e1)), r.e1},
+    put<kForm>(out.red, w, out.exchange, out.alpha, x, {half(add(r.e0, r.e1)), r.e1},
                {r.o0, quarter(add(add(b.e1, n.e1), add(r.o0, r.o1)))},
                {half(add(b.o0, n.o0)), quarter(add(horizontalO, add(n.o0, n.o1)))});
 }

@@ -11,13 +11,14 @@ namespace tav::d8 {
 enum class Form8 : int32_t { Bgr8, Bgra8, Planar, Mono8 };
 
 // Where a band's two output rows go: `row` is the writer's row (planar: its
-// three planes), `weights` the Mono8 weights.
+// three planes), `weights` the Mono8 weights, `alpha` the four-byte form's.
 struct WideOut {
     Form8 form;
     bool exchange;
     uint8_t* blue[3];
     uint8_t* red[3];
     const uint32_t* weights;
+    uint8_t alpha;
 };
 
 // Columns [x, x + 32 * steps) of the band whose blue row is `blue`: the same

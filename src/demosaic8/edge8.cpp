@@ -90,6 +90,22 @@ bool tooSmall(int32_t height, int32_t width) {
 
 using namespace tav::d8::edge;
 
+namespace tav {
+
+int32_t rg8ToBgra8OpaqueEdge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                             uint32_t exchange, uint8_t* line) {
+    convert(src, height, width, Bgra8KeepAlphaWriter{{dst, width, exchange != 0, 255}}, line,
+            false);
+    return TAV_OK;
+}
+int32_t gb8ToBgra8OpaqueEdge(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                             uint32_t exchange, uint8_t* line) {
+    convert(src, height, width, Bgra8KeepAlphaWriter{{dst, width, exchange != 0, 255}}, line, true);
+    return TAV_OK;
+}
+
+}  // namespace tav
+
 extern "C" {
 
 // ---- entries

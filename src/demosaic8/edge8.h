@@ -28,8 +28,9 @@
 
 namespace tav::d8::edge {
 
-// The 4-byte form leaves the alpha byte as the caller's buffer held it, except
-// where the vector body assembles whole pixels with a zero alpha byte.
+// The compatible 4-byte form leaves the alpha byte as the caller's buffer held
+// it, except where the vector body assembles whole pixels with a zero alpha
+// byte. An opaque base (alpha non-zero, the frame API) writes it everywhere.
 struct Bgra8KeepAlphaWriter {
     Bgra8Writer base;
 
@@ -38,6 +39,7 @@ struct Bgra8KeepAlphaWriter {
         p[0] = static_cast<uint8_t>(base.exchange ? r : b);
         p[1] = static_cast<uint8_t>(g);
         p[2] = static_cast<uint8_t>(base.exchange ? b : r);
+        if (base.alpha != 0) p[3] = base.alpha;
     }
     void put16(int32_t x, __m128i r, __m128i g, __m128i b) const { base.put16(x, r, g, b); }
     Bgra8KeepAlphaWriter next(int32_t rows) const { return {base.next(rows)}; }
@@ -305,26 +307,28 @@ inline Run resume(const EdgeRun& r) {
 
 // Where the AVX2 steps write a pass's two rows.
 inline EdgeOut wideOut(const Mono8Writer& up, const Mono8Writer& lo) {
-    return {
-        Form8::Mono8, false, {up.row, nullptr, nullptr}, {lo.row, nullptr, nullptr}, lo.weights};
+    return {Form8::Mono8, false, {up.row, nullptr, nullptr}, {lo.row, nullptr, nullptr},
+            lo.weights,   0};
 }
 inline EdgeOut wideOut(const Bgr8Writer& up, const Bgr8Writer& lo) {
-    return {
-        Form8::Bgr8, lo.exchange, {up.row, nullptr, nullptr}, {lo.row, nullptr, nullptr}, nullptr};
+    return {Form8::Bgr8,
+            lo.exchange,
+            {up.row, nullptr, nullptr},
+            {lo.row, nullptr, nullptr},
+            nullptr,
+            0};
 }
 inline EdgeOut wideOut(const Bgra8KeepAlphaWriter& up, const Bgra8KeepAlphaWriter& lo) {
     return {Form8::Bgra8,
             lo.base.exchange,
             {up.base.row, nullptr, nullptr},
             {lo.base.row, nullptr, nullptr},
-            nullptr};
+            nullptr,
+            lo.base.alpha};
 }
 inline EdgeOut wideOut(const PlanarWriter& up, const PlanarWriter& lo) {
-    return {Form8::Planar,
-            false,
-            {up.first, up.second, up.third},
-            {lo.first, lo.second, lo.third},
-            nullptr};
+    return {Form8::Planar, false, {up.first, up.second, up.third}, {lo.first, lo.second, lo.third},
+            nullptr,       0};
 }
 
 // After the last step, before the column pair at x: the carry for the scalar rule.

@@ -91,8 +91,8 @@ inline void put(const EdgeOut& out, uint8_t* const row[3], int32_t x, __m256i rO
               interleave(luma(w, clampByte(rOdd), clampByte(gOdd), clampByte(bOdd)),
                          luma(w, clampByte(rEven), clampByte(gEven), clampByte(bEven))));
     } else {
-        putColours<kForm>(row, out.exchange, x, interleave(rOdd, rEven), interleave(gOdd, gEven),
-                          interleave(bOdd, bEven));
+        putColours<kForm>(row, out.exchange, out.alpha, x, interleave(rOdd, rEven),
+                          interleave(gOdd, gEven), interleave(bOdd, bEven));
     }
 }
 

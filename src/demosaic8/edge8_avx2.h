@@ -18,6 +18,7 @@ struct EdgeOut {
     uint8_t* up[3];
     uint8_t* lo[3];
     const uint32_t* weights;
+    uint8_t alpha;  // of the four-byte form
 };
 
 // What a run of steps hands the next step: the estimates at its last even and

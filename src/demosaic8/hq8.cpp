@@ -49,6 +49,14 @@ int32_t gb8ToBgra8Hq(const uint8_t* src, int32_t height, int32_t width, uint8_t*
                      uint32_t exchange, uint8_t* work) {
     return run(src, height, width, d8::Bgra8Writer{dst, width, exchange != 0}, true, work);
 }
+int32_t rg8ToBgra8OpaqueHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                           uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgra8Writer{dst, width, exchange != 0, 255}, false, work);
+}
+int32_t gb8ToBgra8OpaqueHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                           uint32_t exchange, uint8_t* work) {
+    return run(src, height, width, d8::Bgra8Writer{dst, width, exchange != 0, 255}, true, work);
+}
 int32_t rg8ToBgr8PHq(const uint8_t* src, int32_t height, int32_t width, uint8_t* first,
                      uint8_t* second, uint8_t* third, uint8_t* work) {
     return run(src, height, width, d8::PlanarWriter{first, second, third, width}, false, work);

@@ -153,28 +153,25 @@ inline WideOut wideOut(const Bgr8Writer& upper, const Bgr8Writer& lower) {
             upper.exchange,
             {upper.row, nullptr, nullptr},
             {lower.row, nullptr, nullptr},
-            nullptr};
+            nullptr,
+            0};
 }
 inline WideOut wideOut(const Bgra8Writer& upper, const Bgra8Writer& lower) {
-    return {Form8::Bgra8,
-            upper.exchange,
-            {upper.row, nullptr, nullptr},
-            {lower.row, nullptr, nullptr},
-            nullptr};
+    return {
+        Form8::Bgra8, upper.exchange, {upper.row, nullptr, nullptr}, {lower.row, nullptr, nullptr},
+        nullptr,      upper.alpha};
 }
 inline WideOut wideOut(const PlanarWriter& upper, const PlanarWriter& lower) {
     return {Form8::Planar,
             false,
             {upper.first, upper.second, upper.third},
             {lower.first, lower.second, lower.third},
-            nullptr};
+            nullptr,
+            0};
 }
 inline WideOut wideOut(const Mono8Writer& upper, const Mono8Writer& lower) {
-    return {Form8::Mono8,
-            false,
-            {upper.row, nullptr, nullptr},
-            {lower.row, nullptr, nullptr},
-            upper.weights};
+    return {Form8::Mono8,  false, {upper.row, nullptr, nullptr}, {lower.row, nullptr, nullptr},
+            upper.weights, 0};
 }
 
 template <typename W>
@@ -268,6 +265,19 @@ inline PlanarWriter planes(uint8_t* first, uint8_t* second, uint8_t* third, int3
 }  // namespace tav::d8
 
 using namespace tav::d8;
+
+namespace tav {
+
+int32_t rg8ToBgra8OpaqueNearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange) {
+    return nearestFrame(src, height, width, false, Bgra8Writer{dst, width, exchange != 0, 255});
+}
+int32_t gb8ToBgra8OpaqueNearest(const uint8_t* src, int32_t height, int32_t width, uint8_t* dst,
+                                uint32_t exchange) {
+    return nearestFrame(src, height, width, true, Bgra8Writer{dst, width, exchange != 0, 255});
+}
+
+}  // namespace tav
 
 extern "C" {
 

@@ -37,9 +37,10 @@ void band(const WideOut& out, const uint8_t* above, const uint8_t* upper, const 
         // Upper row: red from the row above, green and blue its own; lower
         // row: red and green its own, blue from the upper row.
         const __m256i upperEven = evenAtOrLeft(upper + x), upperOdd = oddAtOrLeft(upper + x);
-        putColours<kForm>(out.blue, out.exchange, x, evenAtOrLeft(above + x), upperEven, upperOdd);
-        putColours<kForm>(out.red, out.exchange, x, evenAtOrLeft(lower + x), oddAtOrLeft(lower + x),
+        putColours<kForm>(out.blue, out.exchange, out.alpha, x, evenAtOrLeft(above + x), upperEven,
                           upperOdd);
+        putColours<kForm>(out.red, out.exchange, out.alpha, x, evenAtOrLeft(lower + x),
+                          oddAtOrLeft(lower + x), upperOdd);
     }
 }
 

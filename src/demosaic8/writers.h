@@ -42,28 +42,32 @@ struct Bgr8Writer {
     Bgr8Writer next(int32_t rows) const { return {row + 3 * rows * width, width, exchange}; }
 };
 
-// Four bytes a pixel: b, g, r, alpha 0; exchanged: r, g, b, 0.
+// Four bytes a pixel: b, g, r, alpha; exchanged: r, g, b, alpha. Alpha is 0
+// for the compatible entries, 255 for the frame API.
 struct Bgra8Writer {
     uint8_t* row;
     int32_t width;
     bool exchange;
+    uint8_t alpha = 0;
 
     void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
         uint8_t* p = row + 4 * x;
         p[0] = static_cast<uint8_t>(exchange ? r : b);
         p[1] = static_cast<uint8_t>(g);
         p[2] = static_cast<uint8_t>(exchange ? b : r);
-        p[3] = 0;
+        p[3] = alpha;
     }
     void put16(int32_t x, __m128i r, __m128i g, __m128i b) const {
-        const __m128i alpha = _mm_setzero_si128();
+        const __m128i a = _mm_set1_epi8(static_cast<char>(alpha));
         if (exchange) {
-            simd::interleave4<false>(r, g, b, alpha, row + 4 * x);
+            simd::interleave4<false>(r, g, b, a, row + 4 * x);
         } else {
-            simd::interleave4<false>(b, g, r, alpha, row + 4 * x);
+            simd::interleave4<false>(b, g, r, a, row + 4 * x);
         }
     }
-    Bgra8Writer next(int32_t rows) const { return {row + 4 * rows * width, width, exchange}; }
+    Bgra8Writer next(int32_t rows) const {
+        return {row + 4 * rows * width, width, exchange, alpha};
+    }
 };
 
 // Three planes: the red-site colour to the first, green, the blue-site colour to the third.

@@ -15,8 +15,8 @@ namespace tav::d8 {
 namespace {
 
 template <Form8 kForm>
-inline void putColours(uint8_t* const row[3], bool redFirst, int32_t x, __m256i r, __m256i g,
-                       __m256i b) {
+inline void putColours(uint8_t* const row[3], bool redFirst, uint8_t alpha, int32_t x, __m256i r,
+                       __m256i g, __m256i b) {
     static_assert(kForm != Form8::Mono8, "Mono8 weighs its lanes before packing");
     if constexpr (kForm == Form8::Planar) {
         avx2::store(row[0] + x, r);
@@ -27,7 +27,8 @@ inline void putColours(uint8_t* const row[3], bool redFirst, int32_t x, __m256i 
         if constexpr (kForm == Form8::Bgr8) {
             avx2::interleave3(first, g, third, row[0] + 3 * x);
         } else {
-            avx2::interleave4(first, g, third, _mm256_setzero_si256(), row[0] + 4 * x);
+            const __m256i a = _mm256_set1_epi8(static_cast<char>(alpha));
+            avx2::interleave4(first, g, third, a, row[0] + 4 * x);
         }
     }
 }
