@@ -14,9 +14,6 @@
 
 #include "cli.h"
 #include "commands.h"
-#if __has_include("demosaic8.h")
-#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
-#endif
 #include "formats.h"
 #include "image_io.h"
 #include "tav_api.h"
@@ -203,7 +200,7 @@ int runCapture(const std::vector<std::string>& argv) {
     tavOptionsInit(&job.options);
     job.options.method = parseMethod(args.get("method", "bilinear"));
     job.keepRaw = args.flag("keep-raw");
-    job.dir = args.required("o");
+    job.dir = args.required("o", "an output folder (-o DIR)");
     const int frames = args.integer("frames", 1, 1000000, 10);
     const int timeoutSeconds = args.integer("timeout", 1, 3600, 5);
     makeDirectories(job.dir);

@@ -275,7 +275,8 @@ void drawText(Raster& image, int32_t x, int32_t y, const std::string& text, int 
     }
 }
 
-Raster makeChart(int32_t width, int32_t height, std::vector<Rect>& details) {
+Raster makeChart(int32_t width, int32_t height, std::vector<Rect>& details,
+                 std::vector<Region>& regions) {
     Raster image = makeRgbRaster(width, height);
     const int32_t barsH = std::max(1, height * 16 / 100);
     const int32_t gradH = std::max(1, height * 20 / 100);
@@ -294,6 +295,15 @@ Raster makeChart(int32_t width, int32_t height, std::vector<Rect>& details) {
     if (edges.w > 0 && edges.h > 0) slantedEdges(image, edges);
     if (detail.w > 0 && detail.h > 0) fineDetail(image, detail);
     gradients(image, grads);
+
+    // the text lines only: the gratings below them sit at the pixel limit
+    const Rect text{detail.x, detail.y, detail.w, detail.h - detail.h / 4};
+    const Rect plate{zone.x, zone.y, zoneW, std::min(zoneW, midH)};
+    regions.clear();
+    for (const Region& r : {Region{"bars", bars}, Region{"edges", edges}, Region{"text", text},
+                            Region{"zone", plate}}) {
+        if (r.rect.w > 0 && r.rect.h > 0) regions.push_back(r);
+    }
 
     const int32_t crop = std::max<int32_t>(8, std::min<int32_t>(128, midH / 2));
     details = {
@@ -340,14 +350,15 @@ Raster toRgb8(const Raster& image) {
     return out;
 }
 
-std::vector<uint16_t> mosaicRG12(const Raster& rgb) {
+std::vector<uint16_t> mosaic(const Raster& rgb, int redY, int redX, int bits) {
+    const uint32_t top = (1u << bits) - 1;
     std::vector<uint16_t> samples(size_t(rgb.width) * rgb.height);
     for (int32_t y = 0; y < rgb.height; ++y) {
         for (int32_t x = 0; x < rgb.width; ++x) {
-            // RG phase: R G on even rows, G B on odd rows
-            const int channel = (y & 1) + (x & 1);
+            const bool redRow = (y & 1) == redY, redCol = (x & 1) == redX;
+            const int channel = redRow && redCol ? 0 : !redRow && !redCol ? 2 : 1;
             const uint32_t v = rgb.data[(size_t(y) * rgb.width + x) * 3 + channel];
-            samples[size_t(y) * rgb.width + x] = static_cast<uint16_t>((v * 257) >> 4);
+            samples[size_t(y) * rgb.width + x] = static_cast<uint16_t>(v * top / 255);
         }
     }
     return samples;
@@ -369,25 +380,28 @@ std::vector<uint8_t> pack12(const std::vector<uint16_t>& samples) {
 namespace {
 
 template <typename T>
-double psnr(const Raster& chart, const T* rgb, double maxValue) {
-    const size_t n = size_t(chart.width) * chart.height * 3;
+double psnr(const Raster& chart, const T* rgb, double maxValue, Rect a) {
+    if (a.w <= 0 || a.h <= 0) a = {0, 0, chart.width, chart.height};
     double sum = 0;
-    for (size_t i = 0; i < n; ++i) {
-        const double d = rgb[i] / maxValue - chart.data[i] / 255.0;
-        sum += d * d;
+    for (int32_t y = a.y; y < a.y + a.h; ++y) {
+        const size_t start = (size_t(y) * chart.width + a.x) * 3;
+        for (size_t i = start; i < start + size_t(a.w) * 3; ++i) {
+            const double d = rgb[i] / maxValue - chart.data[i] / 255.0;
+            sum += d * d;
+        }
     }
-    const double mse = sum / double(n);
+    const double mse = sum / (double(a.w) * a.h * 3);
     return mse == 0 ? std::numeric_limits<double>::infinity() : -10.0 * std::log10(mse);
 }
 
 }  // namespace
 
-double psnrRgb8(const Raster& chart, const uint8_t* rgb) {
-    return psnr(chart, rgb, 255.0);
+double psnrRgb8(const Raster& chart, const uint8_t* rgb, Rect area) {
+    return psnr(chart, rgb, 255.0, area);
 }
 
-double psnrRgb16(const Raster& chart, const uint16_t* rgb, int maxValue) {
-    return psnr(chart, rgb, double(maxValue));
+double psnrRgb16(const Raster& chart, const uint16_t* rgb, int maxValue, Rect area) {
+    return psnr(chart, rgb, double(maxValue), area);
 }
 
 Raster makeSheet(const std::vector<SheetColumn>& columns, const std::vector<Rect>& details,

@@ -9,35 +9,31 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "tav.h"
+#include "tav_api.h"
 
 namespace tavcli {
-
-std::string resultName(int32_t code) {
-    static const std::pair<int32_t, const char*> kNames[] = {
-        {TAV_OK, "TAV_OK"},
-        {TAV_E_LSC_ESTIMATE, "TAV_E_LSC_ESTIMATE"},
-        {TAV_E_PIXEL_FORMAT, "TAV_E_PIXEL_FORMAT"},
-        {TAV_E_FORMAT_SIZE, "TAV_E_FORMAT_SIZE"},
-        {TAV_E_IMAGE_SIZE, "TAV_E_IMAGE_SIZE"},
-        {TAV_E_PARAMETER, "TAV_E_PARAMETER"},
-        {TAV_E_NULL_POINTER, "TAV_E_NULL_POINTER"},
-        {TAV_E_NO_MEMORY, "TAV_E_NO_MEMORY"},
-    };
-    for (const auto& n : kNames) {
-        if (n.first == code) return std::string(n.second) + " (" + std::to_string(code) + ")";
-    }
-    return "unknown result " + std::to_string(code);
-}
 
 Args::Args(const std::vector<std::string>& argv, const std::vector<std::string>& valued,
            const std::vector<std::string>& flags) {
     auto known = [](const std::vector<std::string>& list, const std::string& name) {
         return std::find(list.begin(), list.end(), name) != list.end();
     };
+    // "-w 640 -h 480": short names of the size options, never help
+    auto longName = [&](std::string name) {
+        if (name == "w" && known(valued, "width")) return std::string("width");
+        if (name == "h" && known(valued, "height")) return std::string("height");
+        return name;
+    };
+    auto isOption = [](const std::string& a) { return a.size() >= 2 && a[0] == '-' && a != "--"; };
+    // Help first, skipping option values, so that no other error hides it.
+    for (size_t i = 0; i < argv.size(); ++i) {
+        if (argv[i] == "--help" || argv[i] == "-?") throw HelpRequested{};
+        const std::string name = longName(argv[i].substr(argv[i].rfind('-', 1) + 1));
+        if (isOption(argv[i]) && known(valued, name)) ++i;
+    }
     for (size_t i = 0; i < argv.size(); ++i) {
         const std::string& a = argv[i];
-        if (a.size() < 2 || a[0] != '-' || a == "--") {
+        if (!isOption(a)) {
             positional_.push_back(a);
             continue;
         }
@@ -50,6 +46,7 @@ Args::Args(const std::vector<std::string>& argv, const std::vector<std::string>&
             name = name.substr(0, eq);
             inlineValue = true;
         }
+        name = longName(name);
         if (known(flags, name) && !inlineValue) {
             flags_[name] = true;
         } else if (known(valued, name)) {
@@ -69,9 +66,9 @@ std::string Args::get(const std::string& name, const std::string& fallback) cons
     return it == values_.end() ? fallback : it->second;
 }
 
-std::string Args::required(const std::string& name) const {
+std::string Args::required(const std::string& name, const std::string& what) const {
     auto it = values_.find(name);
-    if (it == values_.end()) throw usageError("missing --" + name);
+    if (it == values_.end()) throw usageError("needs " + what);
     return it->second;
 }
 
@@ -100,18 +97,33 @@ void parseSize(const std::string& text, int32_t& width, int32_t& height) {
     height = static_cast<int32_t>(h);
 }
 
-std::vector<uint8_t> readFile(const std::string& path) {
+std::vector<uint8_t> readFile(const std::string& path, uint64_t offset, uint64_t bytes) {
     FILE* f = std::fopen(path.c_str(), "rb");
     if (!f) throw Failure("cannot read " + path + ": " + std::strerror(errno));
     std::vector<uint8_t> data;
     uint8_t chunk[1 << 16];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0)
+    size_t n = 0;
+    if (offset && ::fseeko(f, off_t(offset), SEEK_SET) != 0) {
+        std::fclose(f);
+        throw Failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    if (bytes != UINT64_MAX) data.reserve(bytes);
+    while (data.size() < bytes &&
+           (n = std::fread(chunk, 1, std::min<uint64_t>(sizeof chunk, bytes - data.size()), f)) > 0)
         data.insert(data.end(), chunk, chunk + n);
     const bool bad = std::ferror(f) != 0;
     std::fclose(f);
     if (bad) throw Failure("cannot read " + path);
     return data;
+}
+
+uint64_t fileSize(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) {
+        throw Failure("cannot read " + path + ": " + std::strerror(errno));
+    }
+    if (!S_ISREG(st.st_mode)) throw Failure("cannot read " + path + ": not a regular file");
+    return uint64_t(st.st_size);
 }
 
 bool isDirectory(const std::string& path) {
@@ -158,7 +170,43 @@ std::string joinPath(const std::string& dir, const std::string& name) {
     return dir.back() == '/' ? dir + name : dir + "/" + name;
 }
 
+void checkOutputPath(const std::string& path) {
+    if (path == "-") return;
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0) return;  // absent: created
+    const char* kind = S_ISLNK(st.st_mode)                          ? "a symbolic link"
+                       : S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode) ? "a device"
+                       : S_ISFIFO(st.st_mode)                       ? "a FIFO"
+                       : S_ISSOCK(st.st_mode)                       ? "a socket"
+                       : S_ISDIR(st.st_mode)                        ? "a folder"
+                                                                    : nullptr;
+    if (kind) {
+        throw Failure("will not replace " + path + ": it is " + kind +
+                      " (tav replaces regular files only; -o - writes to standard output)");
+    }
+    // The mode bits too: root may write anything.
+    if ((st.st_mode & 0222) == 0 || ::access(path.c_str(), W_OK) != 0) {
+        throw Failure("will not replace " + path + ": it is read-only");
+    }
+}
+
 OutputFile::OutputFile(const std::string& path) : path_(path) {
+    if (path == "-") {
+        stream_ = stdout;
+        stdout_ = true;
+        return;
+    }
+    checkOutputPath(path);
+    // A replaced file keeps its mode; a new one gets the usual 0666 less umask.
+    struct stat st;
+    mode_t mode;
+    if (::stat(path.c_str(), &st) == 0) {
+        mode = st.st_mode & 07777;
+    } else {
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        mode = 0666 & ~mask;
+    }
     const size_t slash = path.find_last_of('/');
     const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     std::string temp = dir + "." + baseName(path) + ".XXXXXX";
@@ -167,7 +215,7 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
     const int fd = ::mkstemp(name.data());
     if (fd < 0) throw Failure("cannot write " + path + ": " + std::strerror(errno));
     temp_ = name.data();
-    ::fchmod(fd, 0644);
+    ::fchmod(fd, mode);
     stream_ = ::fdopen(fd, "wb");
     if (!stream_) {
         ::close(fd);
@@ -177,7 +225,7 @@ OutputFile::OutputFile(const std::string& path) : path_(path) {
 }
 
 OutputFile::~OutputFile() {
-    if (stream_) std::fclose(stream_);
+    if (stream_ && !stdout_) std::fclose(stream_);
     if (!temp_.empty()) ::unlink(temp_.c_str());
 }
 
@@ -188,9 +236,15 @@ void OutputFile::write(const void* data, size_t bytes) {
 }
 
 void OutputFile::commit() {
+    if (stdout_) {
+        if (std::fflush(stdout) != 0) throw Failure("cannot write to standard output");
+        return;
+    }
     const int closed = std::fclose(stream_);
     stream_ = nullptr;
     if (closed != 0) throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
+    // The check again, just before the rename: the name may have changed hands.
+    checkOutputPath(path_);
     if (std::rename(temp_.c_str(), path_.c_str()) != 0) {
         throw Failure("cannot write " + path_ + ": " + std::strerror(errno));
     }
@@ -203,41 +257,26 @@ void writeWholeFile(const std::string& path, const void* data, size_t bytes) {
     out.commit();
 }
 
-LibraryDiagnostics::LibraryDiagnostics() {
-    std::fflush(stdout);
-    temp_ = std::tmpfile();
-    if (!temp_) return;  // nothing caught then; the text goes to standard output
-    saved_ = ::dup(STDOUT_FILENO);
-    if (saved_ < 0 || ::dup2(::fileno(temp_), STDOUT_FILENO) < 0) {
-        if (saved_ >= 0) ::close(saved_);
-        saved_ = -1;
-        std::fclose(temp_);
-        temp_ = nullptr;
+uint32_t parseMethod(const std::string& text) {
+    if (text == "nearest" || text == "0") return TAV_METHOD_NEAREST;
+    if (text == "bilinear" || text == "1") return TAV_METHOD_BILINEAR;
+    if (text == "edge" || text == "2") return TAV_METHOD_EDGE;
+    if (text == "hq" || text == "3") return TAV_METHOD_HQ;
+    throw usageError("unknown method '" + text + "' (nearest, bilinear, edge or hq)");
+}
+
+const char* methodName(uint32_t method) {
+    switch (method) {
+        case TAV_METHOD_NEAREST:
+            return "nearest";
+        case TAV_METHOD_BILINEAR:
+            return "bilinear";
+        case TAV_METHOD_EDGE:
+            return "edge";
+        case TAV_METHOD_HQ:
+            return "hq";
     }
-}
-
-std::string LibraryDiagnostics::finish() {
-    if (!temp_) return text_;
-    std::fflush(stdout);
-    ::dup2(saved_, STDOUT_FILENO);
-    ::close(saved_);
-    std::rewind(temp_);
-    char buf[256];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, temp_)) > 0) text_.append(buf, n);
-    std::fclose(temp_);
-    temp_ = nullptr;
-    return text_;
-}
-
-LibraryDiagnostics::~LibraryDiagnostics() {
-    finish();
-}
-
-std::string describeFailure(int32_t code, const std::string& printed) {
-    std::string s = resultName(code);
-    if (!printed.empty()) s += ", library said: " + printed;
-    return s;
+    return "?";
 }
 
 }  // namespace tavcli

@@ -22,11 +22,13 @@ inline Failure usageError(const std::string& message) {
     return Failure(message, true);
 }
 
-// "TAV_E_PARAMETER (-107)" for a library result code.
-std::string resultName(int32_t code);
+// Thrown by Args for --help or -? where an option may stand.
+struct HelpRequested {};
 
 // Parsed command line of one subcommand: `--name value`, `--name=value`,
-// `-o value`, flags, and positional arguments.
+// `-o value`, flags, and positional arguments. `-w` and `-h` stand for
+// --width and --height where the command has them; --help or -? throws
+// HelpRequested.
 class Args {
   public:
     // `valued` and `flags` are the option names (without dashes) the command knows.
@@ -35,7 +37,8 @@ class Args {
     bool has(const std::string& name) const { return values_.count(name) != 0; }
     bool flag(const std::string& name) const { return flags_.count(name) != 0; }
     std::string get(const std::string& name, const std::string& fallback = "") const;
-    std::string required(const std::string& name) const;
+    // The value, or a usage error "needs <what>".
+    std::string required(const std::string& name, const std::string& what) const;
     // A whole number in [min, max]; fails naming the option.
     int32_t integer(const std::string& name, int32_t min, int32_t max, int32_t fallback) const;
     const std::vector<std::string>& positional() const { return positional_; }
@@ -49,7 +52,11 @@ class Args {
 // Parses "1920x1080".
 void parseSize(const std::string& text, int32_t& width, int32_t& height);
 
-std::vector<uint8_t> readFile(const std::string& path);
+// The whole file, or `bytes` of it from `offset` (fewer where it ends).
+std::vector<uint8_t> readFile(const std::string& path, uint64_t offset = 0,
+                              uint64_t bytes = UINT64_MAX);
+// Size of a regular file; fails naming the problem.
+uint64_t fileSize(const std::string& path);
 bool isDirectory(const std::string& path);
 void makeDirectories(const std::string& path);
 std::string baseName(const std::string& path);   // "dir/a.raw" -> "a.raw"
@@ -57,9 +64,14 @@ std::string stem(const std::string& path);       // "dir/a.raw" -> "a"
 std::string extension(const std::string& path);  // "dir/a.RAW" -> "raw"
 std::string joinPath(const std::string& dir, const std::string& name);
 
+// Refuses (Failure) an output path that is not absent or a regular file this
+// user may write: devices, FIFOs, symbolic links, folders, read-only files.
+void checkOutputPath(const std::string& path);
+
 // An output file that appears under its name only when complete: it is written
 // to a hidden temporary beside the target and renamed by commit(); destroyed
-// without commit (an error, an exception) it is removed.
+// without commit (an error, an exception) it is removed. "-" writes to
+// standard output.
 class OutputFile {
   public:
     explicit OutputFile(const std::string& path);
@@ -73,30 +85,13 @@ class OutputFile {
   private:
     std::string path_, temp_;
     FILE* stream_ = nullptr;
+    bool stdout_ = false;
 };
 
 void writeWholeFile(const std::string& path, const void* data, size_t bytes);
 
-// The library prints "error line = [N]" to standard output, without a newline,
-// before an error return. Held around library calls, this catches that text so
-// that it ends up in the program's own one-line message instead of running
-// into the next line of output.
-class LibraryDiagnostics {
-  public:
-    LibraryDiagnostics();
-    ~LibraryDiagnostics();
-    LibraryDiagnostics(const LibraryDiagnostics&) = delete;
-    LibraryDiagnostics& operator=(const LibraryDiagnostics&) = delete;
-    // Stops capturing; returns what the library printed since construction.
-    std::string finish();
-
-  private:
-    int saved_ = -1;
-    FILE* temp_ = nullptr;
-    std::string text_;
-};
-
-// "TAV_E_IMAGE_SIZE (-104), library said: error line = [96]".
-std::string describeFailure(int32_t code, const std::string& printed);
+// "nearest", "bilinear", "edge", "hq" (or 0, 1, 2, 3) to the method number.
+uint32_t parseMethod(const std::string& text);
+const char* methodName(uint32_t method);
 
 }  // namespace tavcli

@@ -13,5 +13,6 @@ int runDemo(const std::vector<std::string>& argv);
 int runDemosaic(const std::vector<std::string>& argv);
 int runConvert(const std::vector<std::string>& argv);
 int runFormats(const std::vector<std::string>& argv);
+int runLsc(const std::vector<std::string>& argv);
 
 }  // namespace tavcli

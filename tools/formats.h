@@ -11,7 +11,8 @@ enum class Layout {
     Bits1,      // 8 pixels a byte
     Bits4,      // 2 pixels a byte
     Byte,       // 1 byte a pixel
-    Packed12,   // 2 pixels in 3 bytes
+    Packed,     // 2 pixels in 3 bytes, high bytes first and last (GigE Vision)
+    BitStream,  // n-bit samples one after the other, lowest bit first (PFNC "p")
     Word,       // 1 16-bit word a pixel
     Byte3,      // 3 bytes a pixel (interleaved, or YUV 4:4:4)
     Byte4,      // 4 bytes a pixel
@@ -20,16 +21,14 @@ enum class Layout {
     Yuv411,     // 6 bytes per 4 pixels
     Yuv420,     // 1.5 bytes a pixel (planar or semi-planar)
     Yuv422,     // 2 bytes a pixel
-    PointList,  // 4-byte point records
 };
 
 enum Role : unsigned {
-    kDemosaicSource = 1,    // tavDemosaicing source
-    kDemosaicOutput = 2,    // tavDemosaicing output
-    kDemosaic16Source = 4,  // tavDemosaicingU16 source
-    kDemosaic16Output = 8,  // tavDemosaicingU16 output
-    kConvertSource = 16,    // tavImageTypeConvert source
-    kConvertTarget = 32,    // tavImageTypeConvert target
+    kDemosaicSource = 1,   // tavDemosaic source (Bayer or Mono)
+    kDemosaicOutput = 2,   // tavDemosaic 8-bit destination
+    kFullDepthOutput = 4,  // tavDemosaic 16-bit-word destination
+    kConvertSource = 8,    // tavConvert source
+    kConvertTarget = 16,   // tavConvert destination
 };
 
 enum class Phase { None, RG, GR, GB, BG };
@@ -39,26 +38,30 @@ struct FormatInfo {
     uint32_t code;
     Layout layout;
     unsigned roles;
-    int bits;     // significant bits a sample
-    Phase phase;  // Bayer phase, None for the others
+    int bits;        // significant bits a sample
+    Phase phase;     // Bayer phase, None for the others
+    uint32_t words;  // the 16-bit-word format of the same samples (sources deeper than 8 bits)
 };
 
 const std::vector<FormatInfo>& allFormats();
 const FormatInfo* findFormat(uint32_t code);
-// By name (case-insensitive) or by code ("0x01080009", decimal too); fails
-// with a message that names the problem.
+// By name or alias (case-insensitive) or by code ("0x01080009", decimal too);
+// fails with a message that names the problem.
 const FormatInfo& parseFormat(const std::string& text);
 std::string hexCode(uint32_t code);
 
-// Bytes of a frame in this layout with compact rows.
-uint64_t compactFrameBytes(Layout layout, int32_t width, int32_t height);
-// The compact row pitch where rows have one (the layouts a demosaicing source can have).
-int32_t compactPitch(Layout layout, int32_t width);
-// Bytes the library reads from a demosaicing source with this pitch.
-uint64_t sourceBytes(Layout layout, int32_t width, int32_t height, int32_t pitch);
+// Bytes of a compact frame in this layout, and of one row (0 where rows are
+// not whole bytes apart or the layout has several planes).
+uint64_t compactFrameBytes(const FormatInfo& f, int32_t width, int32_t height);
+uint64_t rowBytes(const FormatInfo& f, int32_t width);
 
-// Bytes per pixel of an interleaved 8-bit demosaic output (planar: 3 too).
-int outputBytesPerPixel(Layout layout);
+// The samples of a Packed or BitStream source as 16-bit words: `rows` rows of
+// `count` samples, `stride` bytes apart.
+void unpackToWords(const FormatInfo& f, const uint8_t* src, int64_t stride, int64_t count,
+                   int32_t rows, uint16_t* dst);
+
+// Bytes per pixel of an interleaved demosaic output (planar: 3 too).
+int outputBytesPerPixel(const FormatInfo& f);
 
 // `tav formats`.
 int runFormats(const std::vector<std::string>& argv);

@@ -162,4 +162,31 @@ void writePnm(const std::string& path, const uint8_t* pixels, int32_t width, int
     out.commit();
 }
 
+void writeBmp(const std::string& path, const uint8_t* bgr, int32_t width, int32_t height) {
+    const uint32_t row = 3u * uint32_t(width), padded = (row + 3u) & ~3u;
+    const uint32_t bytes = padded * uint32_t(height);
+    uint8_t header[54] = {'B', 'M'};
+    auto put = [&](int at, uint32_t v, int n) {
+        for (int k = 0; k < n; ++k) header[at + k] = uint8_t(v >> (8 * k));
+    };
+    put(2, 54 + bytes, 4);
+    put(10, 54, 4);
+    put(14, 40, 4);
+    put(18, uint32_t(width), 4);
+    put(22, uint32_t(-height), 4);  // negative: rows top to bottom
+    put(26, 1, 2);
+    put(28, 24, 2);
+    put(34, bytes, 4);
+    put(38, 2835, 4);  // 72 dpi
+    put(42, 2835, 4);
+    OutputFile out(path);
+    out.write(header, sizeof header);
+    const uint8_t zeros[3] = {};
+    for (int32_t y = 0; y < height; ++y) {
+        out.write(bgr + size_t(y) * row, row);
+        out.write(zeros, padded - row);
+    }
+    out.commit();
+}
+
 }  // namespace tavcli

@@ -31,6 +31,9 @@ void writePng(const std::string& path, const Raster& image, bool fast = true);
 // alpha is dropped; 16-bit samples arrive in host order.
 Raster readPng(const std::string& path);
 
+// A 24-bit BMP from compact BGR8 rows, stored top-down.
+void writeBmp(const std::string& path, const uint8_t* bgr, int32_t width, int32_t height);
+
 // Binary PGM (1 channel) or PPM (3 channels, RGB order).
 void writePnm(const std::string& path, const uint8_t* pixels, int32_t width, int32_t height,
               int channels);

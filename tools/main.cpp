@@ -8,8 +8,7 @@
 #include "cli.h"
 #include "commands.h"
 #include "formats.h"
-#include "tav.h"
-#include "tool_features.h"
+#include "tav_api.h"
 
 namespace {
 
@@ -35,35 +34,43 @@ const Command kCommands[] = {
      "  frames per second, decode time and drops: failed buffers and missing frames.\n"},
 #endif
     {"demo", tavcli::runDemo, "demosaic a built-in test chart with every method",
-     "tav demo [--input PICTURE.png] [--output DIR] [--size WxH] [--frames N]\n"
-     "  Synthesises a chart (or takes PICTURE.png), mosaics it into a BayerRG12Packed\n"
-     "  frame, demosaics it with every method, and writes the results, a side-by-side\n"
-     "  sheet and summary.csv into DIR (default tav-demo). Prints time per frame,\n"
-     "  megapixels/s and PSNR against the chart. Default size 1920x1080.\n"},
+     "tav demo [--input PICTURE.png] [-o DIR] [--size WxH] [--frames N]\n"
+     "  Synthesises a chart (or takes PICTURE.png), mosaics it as a 12-bit camera\n"
+     "  would, demosaics it with every method and writes the results, a side-by-side\n"
+     "  sheet and summary.csv into DIR (default tav-demo). Prints time per frame and\n"
+     "  PSNR per region against the chart, then every Bayer phase at every depth.\n"
+     "  Default size 1920x1080, at least 32x32.\n"},
     {"demosaic", tavcli::runDemosaic, "raw Bayer or mono frames to PNG, BMP, PPM/PGM or raw",
-     "tav demosaic --format FMT --width W --height H [--pitch BYTES]\n"
+     "tav demosaic --format FMT --width W --height H [--stride BYTES] [--offset BYTES]\n"
+     "             [--frame N | --all] [--msb] [--big-endian]\n"
      "             [--method nearest|bilinear|edge|hq] [--output png|png16|bmp|ppm|pgm|raw]\n"
-     "             [--target FMT] [-o FILE|DIR] FRAME...\n"
-     "  FMT is a pixel-format name or code (tav formats). --method defaults to bilinear,\n"
-     "  --output to png. png takes --target RGB8 or Mono8; png16 keeps the full depth\n"
-     "  of a 10- to 16-bit source; raw takes any demosaicing output format (default\n"
-     "  BGR8). With several frames -o names a folder; outputs go next to the inputs\n"
-     "  otherwise.\n"},
-    {"convert", tavcli::runConvert, "pixel-format conversion between raw files and PNG",
-     "tav convert [--format FMT --width W --height H] [--to FMT] [-o OUT] INPUT\n"
-     "  INPUT is a raw frame (give its format and size) or a PNG. OUT ending in .png\n"
-     "  writes a PNG, anything else raw bytes (default INPUT.FMT.raw). Without --to\n"
+     "             [--target FMT] [-o FILE|DIR|-] FRAME...\n"
+     "  FMT is a pixel-format name, alias or code (tav formats). -w and -h stand for\n"
+     "  --width and --height. The file must hold whole frames: --offset skips a header,\n"
+     "  --stride gives padded rows, --frame N (from 0) or --all picks from a dump of\n"
+     "  several. --msb reads 16-bit words with the samples in the top bits,\n"
+     "  --big-endian words with the high byte first.\n"
+     "  -o FILE: its extension (.png .bmp .ppm .pgm .raw) picks the file type; -o DIR\n"
+     "  (an existing folder) for several frames; -o - for standard output. Without -o\n"
+     "  each output goes next to its input. --output picks the type otherwise (default\n"
+     "  png); png16 keeps the full depth of a 10- to 16-bit source. --target picks the\n"
+     "  pixel format (png: RGB8 or Mono8; raw: any that tav formats lists as output).\n"
+     "  Only regular files are replaced, never links, devices, FIFOs or read-only files.\n"},
+    {"convert", tavcli::runConvert, "pixel-format conversion between raw files and pictures",
+     "tav convert [--format FMT --width W --height H [--offset B] [--frame N]] [--to FMT]\n"
+     "            [-o OUT] INPUT\n"
+     "  INPUT is a raw frame (give its format and size) or a PNG. OUT's extension picks\n"
+     "  the container: .png .bmp .ppm .pgm or .raw (default INPUT.FMT.raw). Without --to\n"
      "  the format stays and only the container changes.\n"},
-#if TAV_TOOL_LSC
-    {"lsc", tavcli::runLsc, "lens-shading coefficients: estimate and apply",
+    {"lsc", tavcli::runLsc, "lens-shading tables: estimate and apply",
      "tav lsc estimate --format FMT --width W --height H --grey FLAT [--dark DARK]\n"
-     "                 [--mode bayer|mono] -o COEFFS\n"
-     "tav lsc apply --coefficients COEFFS --format FMT --width W --height H [-o OUT] FRAME\n"
-     "  FMT: Mono8/10/12 or Bayer 8/10/12 (10 and 12 bits in 16-bit words).\n"},
-#endif
-    {"formats", tavcli::runFormats, "pixel formats, their codes, and what each can become",
+     "                 [--mode bayer|mono] -o TABLE\n"
+     "tav lsc apply --coefficients TABLE --format FMT --width W --height H [-o OUT] FRAME\n"
+     "  FMT: Mono or Bayer, 8, 10 or 12 bits (10 and 12 in 16-bit words).\n"},
+    {"formats", tavcli::runFormats, "pixel formats, their codes, aliases, what each becomes",
      "tav formats\n"
-     "  Lists every pixel format with its code, and what this library build turns it into.\n"},
+     "  Lists every pixel format with its code, what this library build turns it into,\n"
+     "  and the other names tav accepts (RGGB8, UYVY, NV12, I420 ...).\n"},
 };
 
 void printUsage(FILE* out) {
@@ -103,7 +110,7 @@ std::vector<std::string> withThreads(const std::vector<std::string>& args) {
 
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
-    if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h") {
+    if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-?") {
         if (args.size() >= 2) {
             for (const Command& c : kCommands) {
                 if (args[1] == c.name) {
@@ -116,20 +123,17 @@ int main(int argc, char** argv) {
         return args.empty() ? 2 : 0;
     }
     if (args[0] == "--version") {
-        std::printf("tav %s\n", TAV_TOOL_VERSION);
+        std::printf("tav %s (library %s)\n", TAV_TOOL_VERSION, tavVersion());
         return 0;
     }
     for (const Command& c : kCommands) {
         if (args[0] != c.name) continue;
         const std::vector<std::string> rest(args.begin() + 1, args.end());
-        for (const std::string& a : rest) {
-            if (a == "--help" || a == "-h") {
-                std::fputs(c.usage, stdout);
-                return 0;
-            }
-        }
         try {
             return c.run(withThreads(rest));
+        } catch (const tavcli::HelpRequested&) {
+            std::fputs(c.usage, stdout);
+            return 0;
         } catch (const Failure& e) {
             std::fprintf(stderr, "tav %s: %s\n", c.name, e.what());
             return e.usage ? 2 : 1;

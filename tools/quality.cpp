@@ -1,6 +1,6 @@
 // tav-quality: how close each demosaicing method comes to the picture it
 // started from. Every picture is mosaicked in each Bayer phase, demosaicked
-// to RGB8 through tavDemosaicing, and scored by CPSNR (R, G and B together,
+// to RGB8 through tavDemosaic, and scored by CPSNR (R, G and B together,
 // peak 255) over the whole frame and with a border cropped.
 #include <cmath>
 #include <cstdio>
@@ -11,7 +11,7 @@
 #include "chart.h"
 #include "cli.h"
 #include "image_io.h"
-#include "tav.h"
+#include "tav_api.h"
 #include "tiff.h"
 
 namespace tavcli {
@@ -90,15 +90,23 @@ struct Score {
 };
 
 int run(const std::vector<std::string>& argv) {
-    const Args args(argv, {"phases", "methods", "border"}, {"per-phase", "help"});
-    if (args.flag("help") || args.positional().empty()) {
+    bool help = false;
+    const Args args = [&] {
+        try {
+            return Args(argv, {"phases", "methods", "border"}, {"per-phase"});
+        } catch (const HelpRequested&) {
+            help = true;
+            return Args({}, {});
+        }
+    }();
+    if (help || args.positional().empty()) {
         std::printf(
             "usage: tav-quality [--phases RG,GR,GB,BG] [--methods 0,1,2] [--border N]\n"
             "                   [--per-phase] PICTURE...\n"
             "  PICTURE: PNG or 8-bit TIFF. Prints CPSNR in dB (whole frame / border of N\n"
             "  pixels cropped, default 10) per picture and method, averaged over the\n"
             "  phases, and the mean over the pictures.\n");
-        return args.flag("help") ? 0 : 2;
+        return help ? 0 : 2;
     }
     const int border = args.integer("border", 0, 1000, 10);
     std::vector<Phase> phases;
@@ -124,11 +132,6 @@ int run(const std::vector<std::string>& argv) {
         methods.push_back({v, name});
     }
 
-    TavContext* context = nullptr;
-    if (tavCreate(&context) != TAV_OK) throw Failure("tavCreate failed");
-    const uint64_t rgb8 = TAV_PF_RGB8;
-    tavDemosaicSetConfig(context, &rgb8);
-
     std::printf("%-24s", "picture");
     for (const Method& m : methods) std::printf(" %9s whole/crop", m.name);
     std::printf("\n");
@@ -140,12 +143,15 @@ int run(const std::vector<std::string>& argv) {
             std::vector<uint8_t> raw = mosaic(ref, p);
             if (args.flag("per-phase")) std::printf("%-21s %s", baseName(path).c_str(), p.name);
             for (size_t k = 0; k < methods.size(); ++k) {
-                std::vector<uint8_t> src = raw;  // the entry may compact the source in place
-                std::vector<uint8_t> out(src.size() * 3);
-                TavImage in{ref.height, ref.width, p.format, src.data(), ref.width};
-                TavImage dst{0, 0, 0, out.data(), 0};
-                const int32_t rc = tavDemosaicing(context, &in, methods[k].value, &dst);
-                if (rc != TAV_OK) throw Failure(path + ": " + resultName(rc));
+                std::vector<uint8_t> out(raw.size() * 3);
+                TavFrame in, dst;
+                tavFrameInit(&in, p.format, ref.width, ref.height, raw.data());
+                tavFrameInit(&dst, TAV_PF_RGB8, ref.width, ref.height, out.data());
+                TavOptions options;
+                tavOptionsInit(&options);
+                options.method = methods[k].value;
+                const int32_t rc = tavDemosaic(&in, &dst, &options);
+                if (rc != TAV_OK) throw Failure(path + ": " + tavResultText(rc));
                 const Score s{cpsnr(ref, out, 0), cpsnr(ref, out, border)};
                 if (args.flag("per-phase")) std::printf(" %9.2f / %6.2f", s.whole, s.cropped);
                 scores[k].whole += s.whole / phases.size();
@@ -164,7 +170,6 @@ int run(const std::vector<std::string>& argv) {
     std::printf("%-24s", "mean");
     for (const Score& s : mean) std::printf(" %9.2f / %6.2f", s.whole, s.cropped);
     std::printf("\n");
-    tavRelease(&context);
     return 0;
 }
 

@@ -18,9 +18,6 @@
 #include "formats.h"
 #include "image_io.h"
 #include "tav_api.h"
-#if __has_include("demosaic8.h")
-#include "demosaic8.h"  // parseMethod, where cli.h does not declare it
-#endif
 
 namespace {
 
