@@ -133,6 +133,7 @@ struct Job {
     bool keepRaw;
     std::string dir;
     std::vector<uint8_t> pixels;  // grown to the largest frame, reused
+    std::vector<uint16_t> words;  // unpacked samples, likewise
 };
 
 // Decodes and writes one received frame.
@@ -154,11 +155,20 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
     src.stride[0] = ptrdiff_t(pfncRowBytes(code, w)) + padX;
     const std::string what = "frame " + std::to_string(index) + " (" + formatName(code) + ", " +
                              std::to_string(w) + "x" + std::to_string(h) + ")";
-    if (tavFrameSize(&src) > size) {
+    if (h > 0 && size_t(src.stride[0]) * (h - 1) + pfncRowBytes(code, w) > size) {
         throw Failure(what + ": " + std::to_string(size) + " bytes, too few for its size");
     }
 
+    // The library reads GigE Vision packing to 8 bits; PFNC bit streams, and
+    // packed frames for 16-bit pictures, become 16-bit words first.
     const bool deep = job.picture == Picture::Png16;
+    const FormatInfo* f = findFormat(code);
+    if (f && f->words &&
+        (f->layout == Layout::BitStream || (deep && f->layout == Layout::Packed))) {
+        job.words.resize(size_t(w) * h);
+        unpackToWords(*f, static_cast<const uint8_t*>(data), src.stride[0], w, h, job.words.data());
+        tavFrameInit(&src, f->words, w, h, job.words.data());
+    }
     const int channels = isMono(code) ? 1 : 3;
     const void* pixels = data;
     if (!isColour8(code) || deep) {

@@ -48,19 +48,39 @@ const Case kCases[] = {
     {"BayerGR10", TAV_PF_BAYER_GR10, "hq", true, false, nullptr},
     {"Mono12", TAV_PF_MONO12, "bilinear", true, true, nullptr},
     {"BayerBG16", TAV_PF_BAYER_BG16, "bilinear", true, true, nullptr},
-    {"BayerRG12p", 0x010C0059u, "bilinear", true, false, nullptr},  // refused, kept raw
+    {"BayerRG12p", 0x010C0059u, "edge", true, false, nullptr},
+    {"Mono10p", 0x010A0046u, "bilinear", true, true, nullptr},
+    {"BayerRG12Packed", TAV_PF_BAYER_RG12_PACKED, "edge", true, true, nullptr},
+    {"RGB8", TAV_PF_RGB8, "bilinear", false, true, nullptr},  // refused, kept raw
     {"BayerRG8", TAV_PF_BAYER_RG8, "bilinear", true, false, "rggb"},
     {"BayerGR8", TAV_PF_BAYER_GR8, "edge", true, false, "grbg"},
     {"BayerGB8", TAV_PF_BAYER_GB8, "nearest", true, false, "gbrg"},
     {"BayerBG8", TAV_PF_BAYER_BG8, "bilinear", true, false, "bggr"},
 };
 
-// A fixed mosaic per format, its words within the format's depth.
+// A fixed mosaic per format, its words within the format's depth; packed
+// and bit-stream frames hold the samples of their word format's mosaic.
 Bytes mosaic(uint32_t code) {
+    const tavcli::FormatInfo* f = tavcli::findFormat(code);
     const size_t bytes = kHeight * ((size_t(kWidth) * ((code >> 16) & 0xFF) + 7) / 8);
     Bytes m(bytes);
+    if (f && f->words && f->layout != tavcli::Layout::Word) {
+        const Bytes words = mosaic(f->words);
+        const int n = f->bits, low = n - 8;
+        for (size_t i = 0; i < words.size() / 2; ++i) {
+            const unsigned v = words[2 * i] | words[2 * i + 1] << 8;
+            if (f->layout == tavcli::Layout::Packed) {  // high bits in bytes 0 and 2
+                uint8_t* g = &m[i / 2 * 3];
+                g[i % 2 ? 2 : 0] = uint8_t(v >> low);
+                g[1] |= uint8_t((v & ((1u << low) - 1)) << (i % 2 ? 4 : 0));
+            } else {  // PFNC "p": one bit stream, lowest bit first
+                for (int b = 0; b < n; ++b)
+                    m[(i * n + b) / 8] |= uint8_t((v >> b & 1) << (i * n + b) % 8);
+            }
+        }
+        return m;
+    }
     for (size_t i = 0; i < bytes; ++i) m[i] = uint8_t((i * 2654435761u) >> 11);
-    const tavcli::FormatInfo* f = tavcli::findFormat(code);
     if (f && f->layout == tavcli::Layout::Word)
         for (size_t i = 1; i < bytes; i += 2) m[i] &= uint8_t((1u << (f->bits - 8)) - 1);
     return m;
@@ -104,15 +124,20 @@ int serve(const std::string& xml, const Case& c, const std::string& command) {
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
 }
 
-// The library's decode of one frame: RGB, or grey for a mono source.
+// The library's decode of one frame: RGB, or grey for a mono source; bit
+// streams, and packed frames at full depth, by their samples as words.
 Bytes expected(const Case& c, const Bytes& raw) {
     const tavcli::FormatInfo* f = tavcli::findFormat(c.code);
     const bool mono = f && f->phase == tavcli::Phase::None;
+    const bool words =
+        f && f->words &&
+        (f->layout == tavcli::Layout::BitStream || (c.deep && f->layout == tavcli::Layout::Packed));
+    const Bytes in = words ? mosaic(f->words) : raw;
     const uint32_t target =
         mono ? (c.deep ? TAV_PF_MONO16 : TAV_PF_MONO8) : (c.deep ? TAV_PF_RGB16 : TAV_PF_RGB8);
     Bytes out(size_t(kWidth) * kHeight * (mono ? 1 : 3) * (c.deep ? 2 : 1));
     TavFrame src, dst;
-    tavFrameInit(&src, c.code, kWidth, kHeight, const_cast<uint8_t*>(raw.data()));
+    tavFrameInit(&src, words ? f->words : c.code, kWidth, kHeight, const_cast<uint8_t*>(in.data()));
     tavFrameInit(&dst, target, kWidth, kHeight, out.data());
     TavOptions options;
     tavOptionsInit(&options);
