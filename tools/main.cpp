@@ -30,7 +30,7 @@ const Command kCommands[] = {
      "  Receives N frames (default 10) from the camera (default: the first found; a\n"
      "  GigE Vision camera also by its address), decodes each by the pixel format it\n"
      "  carries and writes DIR/frame-NNNN.png (png16: full depth of 10- to 16-bit\n"
-     "  word formats; raw: the frames as received; --keep-raw: those too). Prints\n"
+     "  formats; raw: the frames as received; --keep-raw: those too). Prints\n"
      "  frames per second, decode time and drops: failed buffers and missing frames.\n"},
 #endif
     {"demo", tavcli::runDemo, "demosaic a built-in test chart with every method",
