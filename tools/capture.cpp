@@ -163,6 +163,7 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
     // packed frames for 16-bit pictures, become 16-bit words first.
     const bool deep = job.picture == Picture::Png16;
     const FormatInfo* f = findFormat(code);
+    const auto start = std::chrono::steady_clock::now();
     if (f && f->words &&
         (f->layout == Layout::BitStream || (deep && f->layout == Layout::Packed))) {
         job.words.resize(size_t(w) * h);
@@ -177,7 +178,6 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
         job.pixels.resize(size_t(w) * h * channels * (deep ? 2 : 1));
         TavFrame dst;
         tavFrameInit(&dst, target, w, h, job.pixels.data());
-        const auto start = std::chrono::steady_clock::now();
         const int32_t rc = tavDemosaic(&src, &dst, &job.options);
         tally.decodeSeconds +=
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
