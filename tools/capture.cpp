@@ -142,6 +142,10 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
     const void* data = arv_buffer_get_image_data(buffer, &size);
     const uint32_t code = arv_buffer_get_image_pixel_format(buffer);
     const int32_t w = arv_buffer_get_image_width(buffer), h = arv_buffer_get_image_height(buffer);
+    if (!data) {  // chunk data alone, or a payload type Aravis does not read as an image
+        throw Failure("frame " + std::to_string(index) + " holds no image (payload type " +
+                      std::to_string(arv_buffer_get_payload_type(buffer)) + ")");
+    }
     char name[32];
     std::snprintf(name, sizeof name, "frame-%04d", index);
     const std::string base = joinPath(job.dir, name);
