@@ -30,9 +30,12 @@ static const char* form_names[N_FORMS];
 
 struct _GstTavConvert {
     GstVideoFilter parent;
+    gint threads;   /* property, under the object lock */
     const Form* in; /* negotiated */
     const Form* out;
 };
+
+enum { PROP_0, PROP_N_THREADS };
 
 G_DEFINE_TYPE(GstTavConvert, gst_tav_convert, GST_TYPE_VIDEO_FILTER);
 GST_ELEMENT_REGISTER_DEFINE(tavconvert, "tavconvert", GST_RANK_NONE, GST_TYPE_TAV_CONVERT);
@@ -118,7 +121,12 @@ static GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in,
     TavFrame src, dst;
     frame_of(&src, self->in->format, in);
     frame_of(&dst, self->out->format, out);
-    const int32_t code = tavConvert(&src, &dst, NULL);
+    TavOptions options;
+    tavOptionsInit(&options);
+    GST_OBJECT_LOCK(self);
+    options.threads = self->threads;
+    GST_OBJECT_UNLOCK(self);
+    const int32_t code = tavConvert(&src, &dst, &options);
     if (code != TAV_OK) {
         GST_ELEMENT_ERROR(self, STREAM, FAILED, ("Conversion failed: %s", tavResultText(code)),
                           (NULL));
@@ -127,11 +135,37 @@ static GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in,
     return GST_FLOW_OK;
 }
 
+static void set_property(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
+    GstTavConvert* self = GST_TAV_CONVERT(object);
+    if (id != PROP_N_THREADS) {
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+        return;
+    }
+    GST_OBJECT_LOCK(self);
+    self->threads = g_value_get_int(value);
+    GST_OBJECT_UNLOCK(self);
+}
+
+static void get_property(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
+    GstTavConvert* self = GST_TAV_CONVERT(object);
+    if (id != PROP_N_THREADS) {
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+        return;
+    }
+    GST_OBJECT_LOCK(self);
+    g_value_set_int(value, self->threads);
+    GST_OBJECT_UNLOCK(self);
+}
+
 static void gst_tav_convert_class_init(GstTavConvertClass* klass) {
+    GObjectClass* object_class = G_OBJECT_CLASS(klass);
     GstElementClass* element_class = GST_ELEMENT_CLASS(klass);
     GstBaseTransformClass* bt_class = GST_BASE_TRANSFORM_CLASS(klass);
     GstVideoFilterClass* filter_class = GST_VIDEO_FILTER_CLASS(klass);
     GST_DEBUG_CATEGORY_INIT(gst_tav_convert_debug, "tavconvert", 0, "tav conversion");
+    object_class->set_property = set_property;
+    object_class->get_property = get_property;
+    g_object_class_install_property(object_class, PROP_N_THREADS, gst_tav_threads_param());
     GString* list = g_string_new("video/x-raw, format=(string){ ");
     for (guint i = 0; i < N_FORMS; i++) {
         form_names[i] = kForms[i].name;
@@ -159,5 +193,5 @@ static void gst_tav_convert_class_init(GstTavConvertClass* klass) {
 }
 
 static void gst_tav_convert_init(GstTavConvert* self) {
-    (void)self;
+    self->threads = 0;
 }

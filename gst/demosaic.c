@@ -66,6 +66,8 @@ struct _GstTavDemosaic {
     const BayerForm* in; /* negotiated */
     const RawForm* out;
     GstVideoInfo out_info;
+    guint16* words; /* three words a pixel, for the four-word outputs */
+    gsize words_size;
 };
 
 G_DEFINE_TYPE(GstTavDemosaic, gst_tav_demosaic, GST_TYPE_BASE_TRANSFORM);
@@ -199,24 +201,33 @@ static gboolean set_caps(GstBaseTransform* bt, GstCaps* incaps, GstCaps* outcaps
                           (NULL));
         return FALSE;
     }
+    const gsize words = out->widen ? 3 * (gsize)w * (gsize)h : 0;
+    if (words > self->words_size) {
+        g_free(self->words);
+        self->words = g_try_new(guint16, words);
+        self->words_size = self->words ? words : 0;
+        if (!self->words) {
+            GST_ELEMENT_ERROR(self, RESOURCE, NO_SPACE_LEFT, ("No memory for a %dx%d frame", w, h),
+                              (NULL));
+            return FALSE;
+        }
+    }
     self->in = in;
     self->out = out;
     self->out_info = info;
     return TRUE;
 }
 
-/* Spreads rows of three words, written from word w of each row on, to four
- * words a pixel with an opaque alpha. Going left to right, a pixel's four words
- * end before the next pixel's three start, so rows are spread in place. */
-static void widen_rows(guint8* data, gint stride, gint width, gint height) {
-    for (gint y = 0; y < height; y++) {
-        guint16* row = (guint16*)(data + (gsize)y * stride);
-        const guint16* words = row + width;
+/* Three words a pixel (compact rows, from the library) to four with an opaque
+ * alpha. */
+static void widen_rows(const guint16* restrict words, guint8* data, gint stride, gint width,
+                       gint height) {
+    for (gint y = 0; y < height; y++, words += 3 * (gsize)width) {
+        guint16* restrict row = (guint16*)(data + (gsize)y * stride);
         for (gint x = 0; x < width; x++) {
-            const guint16 a = words[3 * x], b = words[3 * x + 1], c = words[3 * x + 2];
-            row[4 * x] = a;
-            row[4 * x + 1] = b;
-            row[4 * x + 2] = c;
+            row[4 * x] = words[3 * x];
+            row[4 * x + 1] = words[3 * x + 1];
+            row[4 * x + 2] = words[3 * x + 2];
             row[4 * x + 3] = 0xFFFF;
         }
     }
@@ -231,8 +242,8 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
 
     const GstVideoMeta* meta = gst_buffer_get_video_meta(inbuf);
     const gsize row = bayer_row(in, w);
-    gsize offset = meta ? meta->offset[0] : 0;
-    gssize stride = meta ? meta->stride[0] : (gssize)bayer_stride(in, w);
+    const gsize offset = meta ? meta->offset[0] : 0;
+    const gssize stride = meta ? meta->stride[0] : (gssize)bayer_stride(in, w);
     GstMapInfo map;
     if (!gst_buffer_map(inbuf, &map, GST_MAP_READ)) {
         GST_ELEMENT_ERROR(self, RESOURCE, READ, ("Cannot read the input buffer"), (NULL));
@@ -259,8 +270,8 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
     tavFrameInit(&src, in->format, w, h, map.data + offset);
     src.bitDepth = in->depth;
     src.stride[0] = stride;
-    tavFrameInit(&dst, self->out->format, w, h, self->out->widen ? out + 2 * w : out);
-    dst.stride[0] = out_stride;
+    tavFrameInit(&dst, self->out->format, w, h, self->out->widen ? (void*)self->words : out);
+    if (!self->out->widen) dst.stride[0] = out_stride;
     TavOptions options;
     tavOptionsInit(&options);
     GST_OBJECT_LOCK(self);
@@ -269,7 +280,7 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
     GST_OBJECT_UNLOCK(self);
 
     const int32_t code = tavDemosaic(&src, &dst, &options);
-    if (code == TAV_OK && self->out->widen) widen_rows(out, out_stride, w, h);
+    if (code == TAV_OK && self->out->widen) widen_rows(self->words, out, out_stride, w, h);
     gst_video_frame_unmap(&frame);
     gst_buffer_unmap(inbuf, &map);
     if (code != TAV_OK) {
@@ -282,10 +293,7 @@ static GstFlowReturn transform(GstBaseTransform* bt, GstBuffer* inbuf, GstBuffer
 
 /* Upstream may send rows of any stride. */
 static gboolean propose_allocation(GstBaseTransform* bt, GstQuery* decide_query, GstQuery* query) {
-    if (!GST_BASE_TRANSFORM_CLASS(gst_tav_demosaic_parent_class)
-             ->propose_allocation(bt, decide_query, query)) {
-        return FALSE;
-    }
+    (void)bt, (void)decide_query;
     gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, NULL);
     return TRUE;
 }
@@ -364,6 +372,11 @@ static GstCaps* template_caps(const char* media, const char* const* names, guint
     return caps;
 }
 
+static void finalize(GObject* object) {
+    g_free(GST_TAV_DEMOSAIC(object)->words);
+    G_OBJECT_CLASS(gst_tav_demosaic_parent_class)->finalize(object);
+}
+
 static void gst_tav_demosaic_class_init(GstTavDemosaicClass* klass) {
     GObjectClass* object_class = G_OBJECT_CLASS(klass);
     GstElementClass* element_class = GST_ELEMENT_CLASS(klass);
@@ -372,6 +385,7 @@ static void gst_tav_demosaic_class_init(GstTavDemosaicClass* klass) {
     for (guint b = 0; b < N_BAYER; b++) bayer_names[b] = kBayer[b].name;
     for (guint r = 0; r < N_RAW; r++) raw_names[r] = kRaw[r].name;
 
+    object_class->finalize = finalize;
     object_class->set_property = set_property;
     object_class->get_property = get_property;
     g_object_class_install_property(
@@ -379,12 +393,7 @@ static void gst_tav_demosaic_class_init(GstTavDemosaicClass* klass) {
         g_param_spec_enum("method", "Method", "Interpolation method", GST_TYPE_TAV_METHOD,
                           TAV_METHOD_BILINEAR,
                           G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
-    g_object_class_install_property(
-        object_class, PROP_N_THREADS,
-        g_param_spec_int("n-threads", "Threads",
-                         "Threads for one frame (0: the process setting, TAV_NUM_THREADS)", 0,
-                         G_MAXINT, 0,
-                         G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING));
+    g_object_class_install_property(object_class, PROP_N_THREADS, gst_tav_threads_param());
 
     GstCaps* sink = template_caps("video/x-bayer", bayer_names, N_BAYER);
     GstCaps* src = template_caps("video/x-raw", raw_names, N_RAW);

@@ -25,6 +25,9 @@ GST_ELEMENT_REGISTER_DECLARE(tavconvert);
 int32_t gst_tav_probe(gboolean demosaic, uint32_t from, uint32_t depth, uint32_t to, gint width,
                       gint height, uint32_t method);
 
+/* The n-threads property both elements have. */
+GParamSpec* gst_tav_threads_param(void);
+
 /* Whether format `from` of this element's side can become `to` of the other. */
 typedef gboolean (*GstTavPairFunc)(gpointer self, guint from, guint to);
 

@@ -20,6 +20,12 @@ int32_t gst_tav_probe(gboolean demosaic, uint32_t from, uint32_t depth, uint32_t
     return demosaic ? tavDemosaic(&src, &dst, &options) : tavConvert(&src, &dst, &options);
 }
 
+GParamSpec* gst_tav_threads_param(void) {
+    return g_param_spec_int(
+        "n-threads", "Threads", "Threads for one frame (0: the process setting, TAV_NUM_THREADS)",
+        0, G_MAXINT, 0, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING);
+}
+
 static gboolean structure_has_format(const GstStructure* s, const char* name) {
     const GValue* field = gst_structure_get_value(s, "format");
     if (!field) return TRUE;

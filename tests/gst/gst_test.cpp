@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -100,11 +101,10 @@ struct Input {
                 munmap(s->first, s->second);
                 delete s;
             });
-        std::vector<gsize> o = offset;
-        std::vector<gint> s = stride;
         if (meta)
             gst_buffer_add_video_meta_full(b, GST_VIDEO_FRAME_FLAG_NONE, format, width, height,
-                                           o.size(), o.data(), s.data());
+                                           offset.size(), const_cast<gsize*>(offset.data()),
+                                           const_cast<gint*>(stride.data()));
         return b;
     }
 };
@@ -217,7 +217,14 @@ void check(GstHarness* h, GstBuffer* out, const std::string& in_caps, const Form
 
 class GstTest : public testing::Test {
   protected:
-    static void SetUpTestSuite() { gst_init(nullptr, nullptr); }
+    // The plugin from the build tree, scanned in this process (an instrumented
+    // plugin loads only beside its sanitizer) into a registry of the tests' own.
+    static void SetUpTestSuite() {
+        setenv("GST_PLUGIN_PATH", TAV_GST_PLUGIN_DIR, 0);
+        setenv("GST_REGISTRY", TAV_GST_PLUGIN_DIR "/registry.bin", 0);
+        setenv("GST_REGISTRY_FORK", "no", 0);
+        gst_init(nullptr, nullptr);
+    }
     void SetUp() override {
         if (!gst_element_factory_find("tavdemosaic"))
             GTEST_SKIP() << "tavdemosaic not on GST_PLUGIN_PATH";
@@ -236,7 +243,8 @@ TEST_P(Formats, EveryOutputAsTheLibrary) {
     std::mt19937 rng(7);
     for (uint32_t method = 0; method < (mosaic ? 4u : 1u); method++) {
         const std::string element =
-            mosaic ? std::string("tavdemosaic method=") + kMethods[method] : "tavconvert";
+            (mosaic ? std::string("tavdemosaic method=") + kMethods[method] : "tavconvert") +
+            " n-threads=" + std::to_string(method % 2 + 1);
         GstHarness* h = harness(element);
         for (bool odd : {false, true}) {
             const int w = (mosaic ? 18 : 20) + 4 * odd, hgt = (mosaic ? 10 : 6) + 2 * odd;
