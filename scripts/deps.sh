@@ -9,6 +9,10 @@ want=(cmake g++ make pkg-config libgtest-dev libbenchmark-dev libpng-dev
       libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools
       gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
       "$@")
+# Cameras: Aravis (`tav capture`, the fake GigE Vision camera of the tests, and
+# the aravissrc element, which libaravis-0.8-0 carries); its pkg-config file
+# needs libusb's.
+want+=(libaravis-dev aravis-tools aravis-tools-cli libusb-1.0-0-dev)
 missing=()
 for p in "${want[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -7,6 +7,8 @@
 
 namespace tavcli {
 
+// capture.cpp, built where Aravis is installed (TAV_TOOL_CAPTURE).
+int runCapture(const std::vector<std::string>& argv);
 int runDemo(const std::vector<std::string>& argv);
 int runDemosaic(const std::vector<std::string>& argv);
 int runConvert(const std::vector<std::string>& argv);

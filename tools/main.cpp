@@ -22,6 +22,17 @@ struct Command {
 };
 
 const Command kCommands[] = {
+#ifdef TAV_TOOL_CAPTURE
+    {"capture", tavcli::runCapture, "frames from a GigE Vision or USB3 Vision camera (Aravis)",
+     "tav capture [--camera NAME] [--frames N] [--method nearest|bilinear|edge|hq]\n"
+     "            [--format png|png16|ppm|raw] [--keep-raw] [--pixel-format NAME]\n"
+     "            [--size WxH] [--frame-rate FPS] [--timeout SECONDS] -o DIR\n"
+     "  Receives N frames (default 10) from the camera (default: the first found; a\n"
+     "  GigE Vision camera also by its address), decodes each by the pixel format it\n"
+     "  carries and writes DIR/frame-NNNN.png (png16: full depth of 10- to 16-bit\n"
+     "  formats; raw: the frames as received; --keep-raw: those too). Prints\n"
+     "  frames per second, decode time and drops: failed buffers and missing frames.\n"},
+#endif
     {"demo", tavcli::runDemo, "demosaic a built-in test chart with every method",
      "tav demo [--input PICTURE.png] [-o DIR] [--size WxH] [--frames N]\n"
      "  Synthesises a chart (or takes PICTURE.png), mosaics it as a 12-bit camera\n"

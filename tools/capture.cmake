@@ -1,0 +1,16 @@
+# `tav capture`: built where Aravis's development files are installed
+# (pkg-config aravis-0.8), with its tests against a fake camera.
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  pkg_check_modules(ARAVIS QUIET IMPORTED_TARGET aravis-0.8)
+endif()
+set(TAV_TOOL_CAPTURE ${ARAVIS_FOUND})
+message(STATUS "tav program: capture (aravis-0.8) ${ARAVIS_FOUND}")
+if(ARAVIS_FOUND)
+  target_sources(tav_cli_core PRIVATE ${CMAKE_CURRENT_LIST_DIR}/capture.cpp)
+  target_link_libraries(tav_cli_core PRIVATE PkgConfig::ARAVIS)
+  target_compile_definitions(tav_cli PRIVATE TAV_TOOL_CAPTURE)
+endif()
+if(TAV_BUILD_TESTS)
+  add_subdirectory(${PROJECT_SOURCE_DIR}/tests/aravis ${CMAKE_CURRENT_BINARY_DIR}/aravis)
+endif()
