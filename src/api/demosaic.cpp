@@ -126,6 +126,22 @@ int32_t runDeep(const Job& job) {
     const size_t pixels = static_cast<size_t>(w) * h;
     const bool colour = d.format->channels == 3;
     const bool bayer = s.format->role == Role::kBayer;
+    const bool redFirst = !colour || d.format->code == TAV_PF_RGB10 ||
+                          d.format->code == TAV_PF_RGB12 || d.format->code == TAV_PF_RGB16;
+    if (bayer && job.method == TAV_METHOD_BILINEAR) {
+        // One pass: the kernel's writers take the luma and the depth.
+        const size_t srcBytes = s.compact ? 0 : roundUp64(2 * pixels);
+        const size_t outBytes = d.compact ? 0 : roundUp64(compactBytes(d));
+        uint8_t* work = threadWork(srcBytes + outBytes);
+        if (work == nullptr) return TAV_ERROR_NO_MEMORY;
+        const uint16_t* in = reinterpret_cast<const uint16_t*>(s.compact ? s.plane[0] : work);
+        if (!s.compact) gather(s, work);
+        uint8_t* out = d.compact ? d.plane[0] : work + srcBytes;
+        bilinear16Deep(s.format->phase, in, h, w, reinterpret_cast<uint16_t*>(out), redFirst,
+                       !colour, s.depth, d.depth);
+        if (!d.compact) scatter(out, d);
+        return TAV_OK;
+    }
     // Colour words: in the destination when it is compact, else apart; a
     // Bayer source to a Mono destination goes through colour words too.
     const bool colourApart = colour ? !d.compact : bayer;
@@ -145,8 +161,6 @@ int32_t runDeep(const Job& job) {
     }
 
     uint16_t* rgb = reinterpret_cast<uint16_t*>(colourApart ? work + srcBytes : d.plane[0]);
-    const bool redFirst = !colour || d.format->code == TAV_PF_RGB10 ||
-                          d.format->code == TAV_PF_RGB12 || d.format->code == TAV_PF_RGB16;
     if (bayer) {
         const int32_t result =
             demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst, s.depth);

@@ -2,6 +2,7 @@
 
 #include <immintrin.h>
 
+#include "depth.h"
 #include "threads.h"
 
 namespace tav::api {
@@ -33,22 +34,14 @@ void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, u
 
 void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
     if (from == to) return;
-    const int up = static_cast<int>(to) - static_cast<int>(from);
-    // Up: v << up | v >> (from - up); down: v >> -up.
-    const int left = up > 0 ? up : 0;
-    const int right = up > 0 ? static_cast<int>(from) - up : -up;
-    const __m128i l = _mm_cvtsi32_si128(left), r = _mm_cvtsi32_si128(right);
+    const DepthShift shift = depthShift(from, to);
+    const DepthLanes lanes = depthLanes(shift);
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {
         __m128i* p = reinterpret_cast<__m128i*>(words + i);
-        const __m128i v = _mm_loadu_si128(p);
-        const __m128i shifted = _mm_srl_epi16(v, r);
-        _mm_storeu_si128(p, up > 0 ? _mm_or_si128(_mm_sll_epi16(v, l), shifted) : shifted);
+        _mm_storeu_si128(p, rescale(lanes, _mm_loadu_si128(p)));
     }
-    for (; i < count; ++i) {
-        const uint32_t v = words[i];
-        words[i] = static_cast<uint16_t>(up > 0 ? (v << left) | (v >> right) : v >> right);
-    }
+    for (; i < count; ++i) words[i] = static_cast<uint16_t>(rescale(shift, words[i]));
 }
 
 }  // namespace tav::api

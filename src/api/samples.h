@@ -11,9 +11,7 @@ namespace tav::api {
 // 255 (in row bands, as the kernels run).
 void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows);
 
-// Samples of `from` bits (10..16) to `to` bits (10..16): down by dropping low
-// bits, up by repeating the top bits below them, so that full scale stays
-// full scale (4095 becomes 65535, not 65520).
+// Samples of `from` bits (10..16) to `to` bits (10..16) by depth.h's rule.
 void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to);
 
 // The same over `count` rows of `words` words, `stride` bytes apart, in bands.

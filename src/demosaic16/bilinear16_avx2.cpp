@@ -63,8 +63,25 @@ inline __m256i luma(const uint32_t* w, __m256i r, __m256i g, __m256i b) {
     return _mm256_packus_epi32(lo, hi);
 }
 
-template <Form16 kForm>
-inline void put(const WideRow& out, int32_t x, __m256i r, __m256i g, __m256i b) {
+// depth.h's rescale twin: ((v << left | v >> right) & 0xFFFF) >> down.
+struct Depth {
+    __m128i left, right, down;
+};
+inline Depth depthOf(const WideRow& out) {
+    return {_mm_cvtsi32_si128(out.left), _mm_cvtsi32_si128(out.right), _mm_cvtsi32_si128(out.down)};
+}
+inline __m256i rescale(const Depth& d, __m256i v) {
+    return _mm256_srl_epi16(
+        _mm256_or_si256(_mm256_sll_epi16(v, d.left), _mm256_srl_epi16(v, d.right)), d.down);
+}
+
+template <Form16 kForm, bool kScaled>
+inline void put(const WideRow& out, const Depth& d, int32_t x, __m256i r, __m256i g, __m256i b) {
+    if constexpr (kScaled && kForm == Form16::Bgr16) {
+        r = rescale(d, r);
+        g = rescale(d, g);
+        b = rescale(d, b);
+    }
     if constexpr (kForm == Form16::Bgr16) {
         uint8_t* p = reinterpret_cast<uint8_t*>(out.row[0] + 3 * x);
         if (out.exchange) {
@@ -76,14 +93,16 @@ inline void put(const WideRow& out, int32_t x, __m256i r, __m256i g, __m256i b) 
         storeWords(out.row[0] + x, b);
         storeWords(out.row[1] + x, g);
         storeWords(out.row[2] + x, r);
+    } else if constexpr (kScaled) {
+        storeWords(out.row[0] + x, rescale(d, luma(out.weights, r, g, b)));
     } else {
         storeWords(out.row[0] + x, luma(out.weights, r, g, b));
     }
 }
 
 // Sites x .. x+15; needs columns x-1 .. x+16 inside the row.
-template <Form16 kForm, bool kXOdd>
-inline void sites16(const WideRow& out, const WideSamples& s, int32_t x) {
+template <Form16 kForm, bool kScaled, bool kXOdd>
+inline void sites16(const WideRow& out, const Depth& d, const WideSamples& s, int32_t x) {
     const __m256i a0 = loadWords(s.up + x - 1), a1 = loadWords(s.up + x),
                   a2 = loadWords(s.up + x + 1);
     const __m256i c0 = loadWords(s.mid + x - 1), c1 = loadWords(s.mid + x),
@@ -94,18 +113,28 @@ inline void sites16(const WideRow& out, const WideSamples& s, int32_t x) {
     const __m256i g = pickX<kXOdd>(c1, meanOf4<kXOdd>(a1, b1, c0, c2));
     const __m256i yc = pickX<kXOdd>(averageDown(a1, b1), meanOf4<kXOdd>(a0, a2, b0, b2));
     if (s.xIsRed) {
-        put<kForm>(out, x, xc, g, yc);
+        put<kForm, kScaled>(out, d, x, xc, g, yc);
     } else {
-        put<kForm>(out, x, yc, g, xc);
+        put<kForm, kScaled>(out, d, x, yc, g, xc);
+    }
+}
+
+template <Form16 kForm, bool kScaled>
+void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
+    const Depth d = depthOf(out);
+    if (s.xOdd) {
+        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, kScaled, true>(out, d, s, x);
+    } else {
+        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, kScaled, false>(out, d, s, x);
     }
 }
 
 template <Form16 kForm>
-void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
-    if (s.xOdd) {
-        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, true>(out, s, x);
+void scaledOrNot(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
+    if (out.scaled) {
+        row<kForm, true>(out, s, x, steps);
     } else {
-        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, false>(out, s, x);
+        row<kForm, false>(out, s, x, steps);
     }
 }
 
@@ -114,11 +143,11 @@ void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
 void bilinearRowAvx2(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
     switch (out.form) {
         case Form16::Bgr16:
-            return row<Form16::Bgr16>(out, s, x, steps);
+            return scaledOrNot<Form16::Bgr16>(out, s, x, steps);
         case Form16::Planar16:
-            return row<Form16::Planar16>(out, s, x, steps);
+            return row<Form16::Planar16, false>(out, s, x, steps);
         case Form16::Mono16:
-            return row<Form16::Mono16>(out, s, x, steps);
+            return scaledOrNot<Form16::Mono16>(out, s, x, steps);
     }
 }
 

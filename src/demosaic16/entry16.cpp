@@ -5,6 +5,7 @@
 #include "dispatch8.h"
 #include "frame16.h"
 #include "hq16.h"
+#include "luma.h"
 #include "report.h"
 #include "tav.h"
 #include "words.h"
@@ -130,6 +131,17 @@ constexpr Source16 kSources[] = {
 }  // namespace
 
 namespace tav {
+
+int32_t bilinear16Deep(int phase, const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                       bool rgb, bool mono, uint32_t bitDepth, uint32_t toDepth) {
+    const BayerConverter& c = *kPhases[phase];
+    const int32_t phaseCol = c.bilinear == gr16ToBgr16_bilinear ? 1 : 0;
+    // The exchange that puts red first also says which colour the kernel's r is.
+    const uint32_t exchange = c.bilinearExchange[rgb || mono ? 1 : 0];
+    const uint32_t* weights = mono ? kLumaWeights[exchange != 0 ? 0 : 1] : nullptr;
+    return bilinear16Frame(src, height, width, dst, phaseCol, exchange, weights,
+                           depthShift(bitDepth, toDepth));
+}
 
 int32_t demosaic16Frame(int phase, uint32_t method, const uint16_t* src, int32_t height,
                         int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth) {

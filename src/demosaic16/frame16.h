@@ -4,12 +4,27 @@
 
 #include <cstdint>
 
+#include "depth.h"
+
 namespace tav {
 
 // Bilinear, GR phase; `everyRow` false leaves the row after the body's last
 // pair unwritten, as tavDemosaicingU16 always has.
 int32_t gr16BilinearFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                           uint32_t exchange, bool everyRow);
+
+// Bilinear into the frame API's forms in one pass: red sites at columns of
+// parity `phaseCol` on even rows, every row written; three words a pixel
+// (exchange: r, g, b) or, when `weights`, their luma (luma.h); every word
+// moved by `depth` (depth.h).
+int32_t bilinear16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                        int32_t phaseCol, uint32_t exchange, const uint32_t* weights,
+                        const DepthShift& depth);
+
+// The same by Bayer phase (dispatch8.h's Phase): red first when `rgb`, the
+// luma of the true colours when `mono`, samples from `bitDepth` to `toDepth`.
+int32_t bilinear16Deep(int phase, const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                       bool rgb, bool mono, uint32_t bitDepth, uint32_t toDepth);
 
 // Edge-directed, red-first rows of parity `redRow`, every value clamped to
 // 0..2^bitDepth - 1 (the compatible kernels' vector clamp is signed).
