@@ -7,7 +7,6 @@
 #include "dispatch8.h"
 #include "frame.h"
 #include "hq.h"
-#include "luma.h"
 #include "normalize.h"
 #include "samples.h"
 #include "threads.h"
@@ -119,6 +118,28 @@ int32_t run8(const Job& job) {
 
 // ---- full-depth destinations
 
+// Colour words of a kernel into the destination's depth (in place) or its
+// luma, rows as the kernel finishes them.
+struct Finish {
+    uint16_t* rgb;
+    uint8_t* mono;
+    ptrdiff_t stride;
+    int32_t width;
+    uint32_t from, to;
+};
+
+void finishRows(void* context, int32_t r0, int32_t r1) {
+    const Finish& f = *static_cast<const Finish*>(context);
+    for (int32_t r = r0; r < r1; ++r) {
+        uint16_t* row = f.rgb + 3 * intptr_t{r} * f.width;
+        if (f.mono == nullptr) {
+            rescaleWords(row, 3 * size_t(f.width), f.from, f.to);
+        } else {
+            lumaRow(row, f.width, reinterpret_cast<uint16_t*>(f.mono + r * f.stride), f.from, f.to);
+        }
+    }
+}
+
 int32_t runDeep(const Job& job) {
     const View& s = job.src;
     const View& d = job.dst;
@@ -162,8 +183,11 @@ int32_t runDeep(const Job& job) {
 
     uint16_t* rgb = reinterpret_cast<uint16_t*>(colourApart ? work + srcBytes : d.plane[0]);
     if (bayer) {
-        const int32_t result =
-            demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst, s.depth);
+        Finish finish{rgb, colour ? nullptr : d.plane[0], d.stride[0], w, s.depth, d.depth};
+        const RowsDone done{finishRows, &finish};
+        const bool same = colour && s.depth == d.depth;
+        const int32_t result = demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst,
+                                               s.depth, same ? nullptr : &done);
         // Method 3's line rows are the only memory a kernel asks for.
         if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
     } else {
@@ -171,20 +195,11 @@ int32_t runDeep(const Job& job) {
         mono16Convert(in, rgb, h, w, TAV_PF_RGB10, s.depth);
     }
 
-    if (colour) {
+    if (!bayer) {
         rescaleRows(reinterpret_cast<uint8_t*>(rgb), 6 * ptrdiff_t{w}, 3 * size_t(w), h, s.depth,
                     d.depth);
-        if (colourApart) scatter(reinterpret_cast<uint8_t*>(rgb), d);
-        return TAV_OK;
     }
-    for (int32_t r = 0; r < h; ++r) {
-        uint16_t* row = reinterpret_cast<uint16_t*>(d.plane[0] + r * d.stride[0]);
-        const uint16_t* p = rgb + 3 * size_t(r) * w;
-        for (int32_t x = 0; x < w; ++x, p += 3) {
-            row[x] = static_cast<uint16_t>(luma(kLumaWeights[0], p[0], p[1], p[2]));
-        }
-        rescaleWords(row, size_t(w), s.depth, d.depth);
-    }
+    if (colourApart && colour) scatter(reinterpret_cast<uint8_t*>(rgb), d);
     return TAV_OK;
 }
 

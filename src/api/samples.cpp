@@ -2,7 +2,10 @@
 
 #include <immintrin.h>
 
+#include "demosaic16/words.h"
 #include "depth.h"
+#include "rows.h"
+#include "shuffle.h"
 #include "threads.h"
 
 namespace tav::api {
@@ -42,6 +45,18 @@ void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
         _mm_storeu_si128(p, rescale(lanes, _mm_loadu_si128(p)));
     }
     for (; i < count; ++i) words[i] = static_cast<uint16_t>(rescale(shift, words[i]));
+}
+
+void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, uint32_t to) {
+    const d16::Mono16Writer::Row row{out, kLumaWeights[0], depthShift(from, to)};
+    eachStep<8>(
+        0, width, width,
+        [&](int32_t x) {
+            __m128i c[3];
+            simd::deinterleave3Words(rgb + 3 * x, c);
+            row.put8(x, c[0], c[1], c[2]);
+        },
+        [&](int32_t x, bool) { row.put(x, rgb[3 * x], rgb[3 * x + 1], rgb[3 * x + 2]); });
 }
 
 }  // namespace tav::api

@@ -18,4 +18,8 @@ void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to);
 void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, uint32_t from,
                  uint32_t to);
 
+// Luma of the true colours (luma.h) of `width` pixels of three words, red
+// first, moved from `from` to `to` bits (depth.h).
+void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, uint32_t to);
+
 }  // namespace tav::api

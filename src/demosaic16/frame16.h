@@ -26,15 +26,27 @@ int32_t bilinear16Frame(const uint16_t* src, int32_t height, int32_t width, uint
 int32_t bilinear16Deep(int phase, const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
                        bool rgb, bool mono, uint32_t bitDepth, uint32_t toDepth);
 
+// Rows [r0, r1) of a destination that its kernel no longer reads or writes,
+// given from the thread of the band that wrote them, so that a pass over them
+// finds them in cache.
+struct RowsDone {
+    void (*run)(void* context, int32_t r0, int32_t r1);
+    void* context;
+};
+
 // Edge-directed, red-first rows of parity `redRow`, every value clamped to
-// 0..2^bitDepth - 1 (the compatible kernels' vector clamp is signed).
+// 0..2^bitDepth - 1 (the compatible kernels' vector clamp is signed); every
+// row goes to `done` once, if given.
 int32_t edge16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
-                    bool exchange, uint32_t bitDepth, int32_t redRow);
+                    bool exchange, uint32_t bitDepth, int32_t redRow,
+                    const RowsDone* done = nullptr);
 
 // Methods 1..3 on a Bayer phase (dispatch8.h's Phase) into three words a
-// pixel, red first when `rgb`; samples keep their depth. Sizes are the
-// caller's to check.
+// pixel, red first when `rgb`; samples keep their depth. Every row goes to
+// `done` once, if given (the edge kernel's as they are finished, the others'
+// in bands at the end). Sizes are the caller's to check.
 int32_t demosaic16Frame(int phase, uint32_t method, const uint16_t* src, int32_t height,
-                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth);
+                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth,
+                        const RowsDone* done = nullptr);
 
 }  // namespace tav
