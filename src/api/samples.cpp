@@ -5,6 +5,7 @@
 #include "demosaic16/words.h"
 #include "depth.h"
 #include "rows.h"
+#include "samples_avx2.h"
 #include "shuffle.h"
 #include "threads.h"
 
@@ -48,9 +49,15 @@ void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
 }
 
 void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, uint32_t to) {
-    const d16::Mono16Writer::Row row{out, kLumaWeights[0], depthShift(from, to)};
+    const DepthShift depth = depthShift(from, to);
+    const d16::Mono16Writer::Row row{out, kLumaWeights[0], depth};
+    // AVX2: 16-pixel steps, then at most one 8-pixel step.
+    const int32_t wide = wideSteps<16>(0, width);
+    if (wide > 0) {
+        lumaRowAvx2(rgb, out, wide, kLumaWeights[0], depth.left, depth.right, depth.down);
+    }
     eachStep<8>(
-        0, width, width,
+        16 * wide, width, width,
         [&](int32_t x) {
             __m128i c[3];
             simd::deinterleave3Words(rgb + 3 * x, c);

@@ -43,36 +43,12 @@ inline __m256i pickX(__m256i atGreen, __m256i atX) {
     return _mm256_blend_epi16(atGreen, atX, kXOdd ? 0xAA : 0x55);
 }
 
-// words.h's Mono16Writer: (w0 r + w1 g + w2 b + 128) >> 8 in 32-bit lanes,
-// low 16 bits kept.
-inline __m256i luma(const uint32_t* w, __m256i r, __m256i g, __m256i b) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i wr = _mm256_set1_epi32(static_cast<int32_t>(w[0]));
-    const __m256i wg = _mm256_set1_epi32(static_cast<int32_t>(w[1]));
-    const __m256i wb = _mm256_set1_epi32(static_cast<int32_t>(w[2]));
-    auto luma8 = [&](__m256i r32, __m256i g32, __m256i b32) {
-        __m256i s = _mm256_add_epi32(_mm256_mullo_epi32(r32, wr), _mm256_mullo_epi32(g32, wg));
-        s = _mm256_add_epi32(_mm256_add_epi32(s, _mm256_mullo_epi32(b32, wb)),
-                             _mm256_set1_epi32(128));
-        return _mm256_and_si256(_mm256_srli_epi32(s, 8), _mm256_set1_epi32(0xFFFF));
-    };
-    const __m256i lo = luma8(_mm256_unpacklo_epi16(r, zero), _mm256_unpacklo_epi16(g, zero),
-                             _mm256_unpacklo_epi16(b, zero));
-    const __m256i hi = luma8(_mm256_unpackhi_epi16(r, zero), _mm256_unpackhi_epi16(g, zero),
-                             _mm256_unpackhi_epi16(b, zero));
-    return _mm256_packus_epi32(lo, hi);
-}
+using avx2::Depth;
+using avx2::luma;
+using avx2::rescale;
 
-// depth.h's rescale twin: ((v << left | v >> right) & 0xFFFF) >> down.
-struct Depth {
-    __m128i left, right, down;
-};
 inline Depth depthOf(const WideRow& out) {
-    return {_mm_cvtsi32_si128(out.left), _mm_cvtsi32_si128(out.right), _mm_cvtsi32_si128(out.down)};
-}
-inline __m256i rescale(const Depth& d, __m256i v) {
-    return _mm256_srl_epi16(
-        _mm256_or_si256(_mm256_sll_epi16(v, d.left), _mm256_srl_epi16(v, d.right)), d.down);
+    return avx2::depth(out.left, out.right, out.down);
 }
 
 template <Form16 kForm, bool kScaled>
