@@ -40,12 +40,15 @@ void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
     if (from == to) return;
     const DepthShift shift = depthShift(from, to);
     const DepthLanes lanes = depthLanes(shift);
-    size_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        __m128i* p = reinterpret_cast<__m128i*>(words + i);
-        _mm_storeu_si128(p, rescale(lanes, _mm_loadu_si128(p)));
-    }
-    for (; i < count; ++i) words[i] = static_cast<uint16_t>(rescale(shift, words[i]));
+    const size_t wide = wideSteps<16>(size_t{0}, count);
+    if (wide > 0) rescaleWordsAvx2(words, wide, shift.left, shift.right, shift.down);
+    eachStep<8>(
+        16 * wide, count, count,
+        [&](size_t i) {
+            __m128i* p = reinterpret_cast<__m128i*>(words + i);
+            _mm_storeu_si128(p, rescale(lanes, _mm_loadu_si128(p)));
+        },
+        [&](size_t i, bool) { words[i] = static_cast<uint16_t>(rescale(shift, words[i])); });
 }
 
 void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, uint32_t to) {
