@@ -163,9 +163,15 @@ int32_t runDeep(const Job& job) {
         if (!d.compact) scatter(out, d);
         return TAV_OK;
     }
-    // Colour words: in the destination when it is compact, else apart; a
-    // Bayer source to a Mono destination goes through colour words too.
-    const bool colourApart = colour ? !d.compact : bayer;
+    if (!bayer) {
+        // Copied or replicated and moved to the destination's depth, row by row.
+        monoRows(s.plane[0], s.stride[0], d.plane[0], d.stride[0], w, h, colour ? 3 : 1, s.depth,
+                 d.depth);
+        return TAV_OK;
+    }
+    // Colour words: in the destination when it is compact, else apart (and
+    // always for a Mono destination), finished as the kernel hands rows over.
+    const bool colourApart = !colour || !d.compact;
     const size_t srcBytes = s.compact ? 0 : roundUp64(2 * pixels);
     const size_t colourBytes = colourApart ? roundUp64(6 * pixels) : 0;
     uint8_t* work = threadWork(srcBytes + colourBytes);
@@ -173,32 +179,14 @@ int32_t runDeep(const Job& job) {
     const uint16_t* in = reinterpret_cast<const uint16_t*>(s.compact ? s.plane[0] : work);
     if (!s.compact) gather(s, work);
 
-    if (!colour && !bayer) {
-        // Mono to Mono: copied, then rescaled in place.
-        copyRows(reinterpret_cast<const uint8_t*>(in), 2 * ptrdiff_t{w}, d.plane[0], d.stride[0],
-                 2 * ptrdiff_t{w}, h);
-        rescaleRows(d.plane[0], d.stride[0], size_t(w), h, s.depth, d.depth);
-        return TAV_OK;
-    }
-
     uint16_t* rgb = reinterpret_cast<uint16_t*>(colourApart ? work + srcBytes : d.plane[0]);
-    if (bayer) {
-        Finish finish{rgb, colour ? nullptr : d.plane[0], d.stride[0], w, s.depth, d.depth};
-        const RowsDone done{finishRows, &finish};
-        const bool same = colour && s.depth == d.depth;
-        const int32_t result = demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst,
-                                               s.depth, same ? nullptr : &done);
-        // Method 3's line rows are the only memory a kernel asks for.
-        if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
-    } else {
-        // Copies of the sample in the three words (the format picks replication).
-        mono16Convert(in, rgb, h, w, TAV_PF_RGB10, s.depth);
-    }
-
-    if (!bayer) {
-        rescaleRows(reinterpret_cast<uint8_t*>(rgb), 6 * ptrdiff_t{w}, 3 * size_t(w), h, s.depth,
-                    d.depth);
-    }
+    Finish finish{rgb, colour ? nullptr : d.plane[0], d.stride[0], w, s.depth, d.depth};
+    const RowsDone done{finishRows, &finish};
+    const bool same = colour && s.depth == d.depth;
+    const int32_t result = demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst,
+                                           s.depth, same ? nullptr : &done);
+    // Method 3's line rows are the only memory a kernel asks for.
+    if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
     if (colourApart && colour) scatter(reinterpret_cast<uint8_t*>(rgb), d);
     return TAV_OK;
 }

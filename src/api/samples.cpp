@@ -2,6 +2,8 @@
 
 #include <immintrin.h>
 
+#include <cstring>
+
 #include "demosaic16/words.h"
 #include "depth.h"
 #include "rows.h"
@@ -22,16 +24,6 @@ void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows) {
                 _mm_storeu_si128(v, _mm_or_si128(_mm_loadu_si128(v), alpha));
             }
             for (; x < width; ++x) p[4 * x + 3] = 255;
-        }
-    });
-}
-
-void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, uint32_t from,
-                 uint32_t to) {
-    if (from == to) return;
-    parallelRows(count, minBandUnits(int64_t(words)), [&](int32_t r0, int32_t r1) {
-        for (int32_t r = r0; r < r1; ++r) {
-            rescaleWords(reinterpret_cast<uint16_t*>(rows + r * stride), words, from, to);
         }
     });
 }
@@ -67,6 +59,30 @@ void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, u
             row.put8(x, c[0], c[1], c[2]);
         },
         [&](int32_t x, bool) { row.put(x, rgb[3 * x], rgb[3 * x + 1], rgb[3 * x + 2]); });
+}
+
+void monoRows(const uint8_t* src, ptrdiff_t srcStride, uint8_t* dst, ptrdiff_t dstStride,
+              int32_t width, int32_t rows, int32_t channels, uint32_t from, uint32_t to) {
+    const DepthShift depth = depthShift(from, to);
+    parallelRows(rows, minBandUnits(int64_t{channels} * width), [&](int32_t r0, int32_t r1) {
+        for (int32_t r = r0; r < r1; ++r) {
+            const uint16_t* in = reinterpret_cast<const uint16_t*>(src + r * srcStride);
+            uint16_t* out = reinterpret_cast<uint16_t*>(dst + r * dstStride);
+            if (channels == 1) {
+                std::memcpy(out, in, 2 * size_t(width));
+                rescaleWords(out, size_t(width), from, to);
+                continue;
+            }
+            const d16::Bgr16Writer::Row row{out, false, depth};
+            eachStep<8>(
+                0, width, width,
+                [&](int32_t x) {
+                    const __m128i v = d16::loadWords(in + x);
+                    row.put8(x, v, v, v);
+                },
+                [&](int32_t x, bool) { row.put(x, in[x], in[x], in[x]); });
+        }
+    });
 }
 
 }  // namespace tav::api
