@@ -106,12 +106,10 @@ int32_t run8(const Job& job) {
     if (!inPlace) image = mosaic;
 
     const bool mono = s.format->role == Role::kMono;
-    const int32_t result = mono ? mono8Convert(image, out, h, w, d.format->code)
+    const int32_t result = mono ? mono8(image, out, h, w, d.format->code, true)
                                 : demosaic8(Phase(s.format->phase), image, out, h, w,
                                             d.format->code, job.method, line, true);
     if (result != TAV_OK) return result;
-    // The Bayer kernels write alpha 255 themselves; Mono replicas write 0.
-    if (mono && d.format->channels == 4) opaque(out, 4 * ptrdiff_t{w}, w, h);
     if (!d.compact) scatter(out, d);
     return TAV_OK;
 }

@@ -13,21 +13,6 @@
 
 namespace tav::api {
 
-void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows) {
-    const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
-    parallelRows(rows, minBandUnits(width), [&](int32_t r0, int32_t r1) {
-        for (int32_t r = r0; r < r1; ++r) {
-            uint8_t* p = pixels + r * stride;
-            int32_t x = 0;
-            for (; x + 4 <= width; x += 4) {
-                __m128i* v = reinterpret_cast<__m128i*>(p + 4 * x);
-                _mm_storeu_si128(v, _mm_or_si128(_mm_loadu_si128(v), alpha));
-            }
-            for (; x < width; ++x) p[4 * x + 3] = 255;
-        }
-    });
-}
-
 void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to) {
     if (from == to) return;
     const DepthShift shift = depthShift(from, to);

@@ -1,15 +1,11 @@
-// Per-sample passes the frame API adds after a kernel: opaque alpha, and
-// samples moved from one bit depth to another.
+// Per-sample work the frame API adds to the 16-bit kernels: samples moved
+// from one bit depth to another, the luma of colour words, Mono replicas.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 namespace tav::api {
-
-// Byte 3 of every four-byte pixel of `rows` rows of `width` pixels becomes
-// 255 (in row bands, as the kernels run).
-void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows);
 
 // Samples of `from` bits (10..16) to `to` bits (10..16) by depth.h's rule.
 void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to);
