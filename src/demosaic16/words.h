@@ -53,9 +53,11 @@ struct Bgr16Writer {
         bool exchange;
         DepthShift depth;
         void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
-            r = rescale(depth, r);
-            g = rescale(depth, g);
-            b = rescale(depth, b);
+            if (!unchanged(depth)) {
+                r = rescale(depth, r);
+                g = rescale(depth, g);
+                b = rescale(depth, b);
+            }
             uint16_t* q = p + 3 * x;
             q[0] = static_cast<uint16_t>(exchange ? r : b);
             q[1] = static_cast<uint16_t>(g);
@@ -122,7 +124,8 @@ struct Mono16Writer {
         const uint32_t* w;
         DepthShift depth;
         void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
-            p[x] = static_cast<uint16_t>(rescale(depth, luma(w, r, g, b) & 0xFFFF));
+            const uint32_t v = luma(w, r, g, b) & 0xFFFF;
+            p[x] = static_cast<uint16_t>(unchanged(depth) ? v : rescale(depth, v));
         }
         void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
             const __m128i zero = _mm_setzero_si128();
