@@ -116,11 +116,13 @@ int32_t run8(const Job& job) {
 
 // ---- full-depth destinations
 
-// Colour words of a kernel into the destination's depth (in place) or its
-// luma, rows as the kernel finishes them.
+// Colour words of a kernel into the destination's depth (in place) and,
+// when they are kept apart, into its padded rows; or into their luma. Rows
+// as the kernel finishes them, while they are in cache.
 struct Finish {
     uint16_t* rgb;
-    uint8_t* mono;
+    uint8_t* mono;    // the Mono destination, or null
+    uint8_t* padded;  // the colour destination when `rgb` is apart, or null
     ptrdiff_t stride;
     int32_t width;
     uint32_t from, to;
@@ -130,11 +132,12 @@ void finishRows(void* context, int32_t r0, int32_t r1) {
     const Finish& f = *static_cast<const Finish*>(context);
     for (int32_t r = r0; r < r1; ++r) {
         uint16_t* row = f.rgb + 3 * intptr_t{r} * f.width;
-        if (f.mono == nullptr) {
-            rescaleWords(row, 3 * size_t(f.width), f.from, f.to);
-        } else {
+        if (f.mono != nullptr) {
             lumaRow(row, f.width, reinterpret_cast<uint16_t*>(f.mono + r * f.stride), f.from, f.to);
+            continue;
         }
+        rescaleWords(row, 3 * size_t(f.width), f.from, f.to);
+        if (f.padded != nullptr) std::memcpy(f.padded + r * f.stride, row, 6 * size_t(f.width));
     }
 }
 
@@ -178,14 +181,15 @@ int32_t runDeep(const Job& job) {
     if (!s.compact) gather(s, work);
 
     uint16_t* rgb = reinterpret_cast<uint16_t*>(colourApart ? work + srcBytes : d.plane[0]);
-    Finish finish{rgb, colour ? nullptr : d.plane[0], d.stride[0], w, s.depth, d.depth};
+    uint8_t* mono = colour ? nullptr : d.plane[0];
+    uint8_t* padded = colour && colourApart ? d.plane[0] : nullptr;
+    Finish finish{rgb, mono, padded, d.stride[0], w, s.depth, d.depth};
     const RowsDone done{finishRows, &finish};
-    const bool same = colour && s.depth == d.depth;
+    const bool untouched = colour && d.compact && s.depth == d.depth;
     const int32_t result = demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst,
-                                           s.depth, same ? nullptr : &done);
+                                           s.depth, untouched ? nullptr : &done);
     // Method 3's line rows are the only memory a kernel asks for.
     if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
-    if (colourApart && colour) scatter(reinterpret_cast<uint8_t*>(rgb), d);
     return TAV_OK;
 }
 
