@@ -1,6 +1,7 @@
 // The frame API against the compatible entries on the same 12-bit mosaic (and
-// one conversion), in the same run: the speed should agree; RGB16 from 12 bits
-// adds the scaling pass.
+// one conversion), in the same run: the speed should agree, RGB16 and MONO16
+// from 12 bits included (the bilinear writers scale and take the luma; the
+// compatible entries have no Bayer to Mono16, BGR12 is its peer).
 #include <cstring>
 
 #include "bench_util.h"
@@ -30,12 +31,21 @@ struct Mosaic {
 };
 
 size_t bytesOf(uint32_t format, size_t n) {
-    return format == TAV_PF_BGRA8 ? 4 * n : format == TAV_PF_BGR8 ? 3 * n : 6 * n;
+    switch (format) {
+        case TAV_PF_BGRA8:
+            return 4 * n;
+        case TAV_PF_BGR8:
+            return 3 * n;
+        case TAV_PF_MONO16:
+            return 2 * n;
+        default:
+            return 6 * n;
+    }
 }
 
 void Compatible(benchmark::State& state, uint32_t output, uint32_t method) {
     Mosaic m(state);
-    const bool deep = bytesOf(output, 1) == 6;
+    const bool deep = bytesOf(output, 1) == 6 || output == TAV_PF_MONO16;
     TavContext* ctx = nullptr;
     tavCreate(&ctx);
     const uint64_t format = output;
@@ -80,7 +90,17 @@ TAV_API_PAIR(RG12_BGR8_Edge, TAV_PF_BGR8, TAV_METHOD_EDGE);
 TAV_API_PAIR(RG12_BGRa8_Edge, TAV_PF_BGRA8, TAV_METHOD_EDGE);
 TAV_API_PAIR(RG12_BGR12_Bilinear, TAV_PF_BGR12, TAV_METHOD_BILINEAR);
 TAV_API_PAIR(RG12_BGR12_Edge, TAV_PF_BGR12, TAV_METHOD_EDGE);
+TAV_API_PAIR(RG12_RGB16_Bilinear, TAV_PF_RGB16, TAV_METHOD_BILINEAR);
 TAV_API_PAIR(RG12_RGB16_Edge, TAV_PF_RGB16, TAV_METHOD_EDGE);
+
+void Api_RG12_MONO16_Bilinear(benchmark::State& s) {
+    Api(s, TAV_PF_MONO16, TAV_METHOD_BILINEAR);
+}
+TAV_BENCH_SIZES(Api_RG12_MONO16_Bilinear);
+void Api_RG12_MONO16_Edge(benchmark::State& s) {
+    Api(s, TAV_PF_MONO16, TAV_METHOD_EDGE);
+}
+TAV_BENCH_SIZES(Api_RG12_MONO16_Edge);
 
 // NV12 to BGRa8: alpha 0 against alpha 255, both in the decoder's pass.
 void Nv12(benchmark::State& state, bool api) {

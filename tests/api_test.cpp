@@ -546,6 +546,8 @@ constexpr Layout kLayouts[] = {
     {"RG12_Rgb16_Edge", Call::kDemosaic, TAV_PF_BAYER_RG12, TAV_PF_RGB16, 2, 12},
     {"BG16_Bgr16_Edge", Call::kDemosaic, TAV_PF_BAYER_BG16, TAV_PF_BGR16, 2, 16},
     {"GR16_Mono12_Hq", Call::kDemosaic, TAV_PF_BAYER_GR16, TAV_PF_MONO12, 3, 16},
+    {"GR12_Mono16_Bilinear", Call::kDemosaic, TAV_PF_BAYER_GR12, TAV_PF_MONO16, 1, 12},
+    {"BG10_Rgb16_Bilinear", Call::kDemosaic, TAV_PF_BAYER_BG10, TAV_PF_RGB16, 1, 10},
     {"Mono12_Bgr10", Call::kDemosaic, TAV_PF_MONO12, TAV_PF_BGR10, 1, 12},
     {"Nv12_Bgra8", Call::kConvert, TAV_PF_YUV420SP_NV12, TAV_PF_BGRA8, 0, 8},
     {"I420_Rgb8", Call::kConvert, TAV_PF_YUV420P, TAV_PF_RGB8, 0, 8},

@@ -7,7 +7,6 @@
 #include "dispatch8.h"
 #include "frame.h"
 #include "hq.h"
-#include "luma.h"
 #include "normalize.h"
 #include "samples.h"
 #include "threads.h"
@@ -107,17 +106,40 @@ int32_t run8(const Job& job) {
     if (!inPlace) image = mosaic;
 
     const bool mono = s.format->role == Role::kMono;
-    const int32_t result = mono ? mono8Convert(image, out, h, w, d.format->code)
+    const int32_t result = mono ? mono8(image, out, h, w, d.format->code, true)
                                 : demosaic8(Phase(s.format->phase), image, out, h, w,
                                             d.format->code, job.method, line, true);
     if (result != TAV_OK) return result;
-    // The Bayer kernels write alpha 255 themselves; Mono replicas write 0.
-    if (mono && d.format->channels == 4) opaque(out, 4 * ptrdiff_t{w}, w, h);
     if (!d.compact) scatter(out, d);
     return TAV_OK;
 }
 
 // ---- full-depth destinations
+
+// Colour words of a kernel into the destination's depth (in place) and,
+// when they are kept apart, into its padded rows; or into their luma. Rows
+// as the kernel finishes them, while they are in cache.
+struct Finish {
+    uint16_t* rgb;
+    uint8_t* mono;    // the Mono destination, or null
+    uint8_t* padded;  // the colour destination when `rgb` is apart, or null
+    ptrdiff_t stride;
+    int32_t width;
+    uint32_t from, to;
+};
+
+void finishRows(void* context, int32_t r0, int32_t r1) {
+    const Finish& f = *static_cast<const Finish*>(context);
+    for (int32_t r = r0; r < r1; ++r) {
+        uint16_t* row = f.rgb + 3 * intptr_t{r} * f.width;
+        if (f.mono != nullptr) {
+            lumaRow(row, f.width, reinterpret_cast<uint16_t*>(f.mono + r * f.stride), f.from, f.to);
+            continue;
+        }
+        rescaleWords(row, 3 * size_t(f.width), f.from, f.to);
+        if (f.padded != nullptr) std::memcpy(f.padded + r * f.stride, row, 6 * size_t(f.width));
+    }
+}
 
 int32_t runDeep(const Job& job) {
     const View& s = job.src;
@@ -126,9 +148,31 @@ int32_t runDeep(const Job& job) {
     const size_t pixels = static_cast<size_t>(w) * h;
     const bool colour = d.format->channels == 3;
     const bool bayer = s.format->role == Role::kBayer;
-    // Colour words: in the destination when it is compact, else apart; a
-    // Bayer source to a Mono destination goes through colour words too.
-    const bool colourApart = colour ? !d.compact : bayer;
+    const bool redFirst = !colour || d.format->code == TAV_PF_RGB10 ||
+                          d.format->code == TAV_PF_RGB12 || d.format->code == TAV_PF_RGB16;
+    if (bayer && job.method == TAV_METHOD_BILINEAR) {
+        // One pass: the kernel's writers take the luma and the depth.
+        const size_t srcBytes = s.compact ? 0 : roundUp64(2 * pixels);
+        const size_t outBytes = d.compact ? 0 : roundUp64(compactBytes(d));
+        uint8_t* work = threadWork(srcBytes + outBytes);
+        if (work == nullptr) return TAV_ERROR_NO_MEMORY;
+        const uint16_t* in = reinterpret_cast<const uint16_t*>(s.compact ? s.plane[0] : work);
+        if (!s.compact) gather(s, work);
+        uint8_t* out = d.compact ? d.plane[0] : work + srcBytes;
+        bilinear16Deep(s.format->phase, in, h, w, reinterpret_cast<uint16_t*>(out), redFirst,
+                       !colour, s.depth, d.depth);
+        if (!d.compact) scatter(out, d);
+        return TAV_OK;
+    }
+    if (!bayer) {
+        // Copied or replicated and moved to the destination's depth, row by row.
+        monoRows(s.plane[0], s.stride[0], d.plane[0], d.stride[0], w, h, colour ? 3 : 1, s.depth,
+                 d.depth);
+        return TAV_OK;
+    }
+    // Colour words: in the destination when it is compact, else apart (and
+    // always for a Mono destination), finished as the kernel hands rows over.
+    const bool colourApart = !colour || !d.compact;
     const size_t srcBytes = s.compact ? 0 : roundUp64(2 * pixels);
     const size_t colourBytes = colourApart ? roundUp64(6 * pixels) : 0;
     uint8_t* work = threadWork(srcBytes + colourBytes);
@@ -136,41 +180,16 @@ int32_t runDeep(const Job& job) {
     const uint16_t* in = reinterpret_cast<const uint16_t*>(s.compact ? s.plane[0] : work);
     if (!s.compact) gather(s, work);
 
-    if (!colour && !bayer) {
-        // Mono to Mono: copied, then rescaled in place.
-        copyRows(reinterpret_cast<const uint8_t*>(in), 2 * ptrdiff_t{w}, d.plane[0], d.stride[0],
-                 2 * ptrdiff_t{w}, h);
-        rescaleRows(d.plane[0], d.stride[0], size_t(w), h, s.depth, d.depth);
-        return TAV_OK;
-    }
-
     uint16_t* rgb = reinterpret_cast<uint16_t*>(colourApart ? work + srcBytes : d.plane[0]);
-    const bool redFirst = !colour || d.format->code == TAV_PF_RGB10 ||
-                          d.format->code == TAV_PF_RGB12 || d.format->code == TAV_PF_RGB16;
-    if (bayer) {
-        const int32_t result =
-            demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst, s.depth);
-        // Method 3's line rows are the only memory a kernel asks for.
-        if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
-    } else {
-        // Copies of the sample in the three words (the format picks replication).
-        mono16Convert(in, rgb, h, w, TAV_PF_RGB10, s.depth);
-    }
-
-    if (colour) {
-        rescaleRows(reinterpret_cast<uint8_t*>(rgb), 6 * ptrdiff_t{w}, 3 * size_t(w), h, s.depth,
-                    d.depth);
-        if (colourApart) scatter(reinterpret_cast<uint8_t*>(rgb), d);
-        return TAV_OK;
-    }
-    for (int32_t r = 0; r < h; ++r) {
-        uint16_t* row = reinterpret_cast<uint16_t*>(d.plane[0] + r * d.stride[0]);
-        const uint16_t* p = rgb + 3 * size_t(r) * w;
-        for (int32_t x = 0; x < w; ++x, p += 3) {
-            row[x] = static_cast<uint16_t>(luma(kLumaWeights[0], p[0], p[1], p[2]));
-        }
-        rescaleWords(row, size_t(w), s.depth, d.depth);
-    }
+    uint8_t* mono = colour ? nullptr : d.plane[0];
+    uint8_t* padded = colour && colourApart ? d.plane[0] : nullptr;
+    Finish finish{rgb, mono, padded, d.stride[0], w, s.depth, d.depth};
+    const RowsDone done{finishRows, &finish};
+    const bool untouched = colour && d.compact && s.depth == d.depth;
+    const int32_t result = demosaic16Frame(s.format->phase, job.method, in, h, w, rgb, redFirst,
+                                           s.depth, untouched ? nullptr : &done);
+    // Method 3's line rows are the only memory a kernel asks for.
+    if (result != TAV_OK) return result == TAV_E_NO_MEMORY ? TAV_ERROR_NO_MEMORY : result;
     return TAV_OK;
 }
 

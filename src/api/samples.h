@@ -1,5 +1,5 @@
-// Per-sample passes the frame API adds after a kernel: opaque alpha, and
-// samples moved from one bit depth to another.
+// Per-sample work the frame API adds to the 16-bit kernels: samples moved
+// from one bit depth to another, the luma of colour words, Mono replicas.
 #pragma once
 
 #include <cstddef>
@@ -7,17 +7,16 @@
 
 namespace tav::api {
 
-// Byte 3 of every four-byte pixel of `rows` rows of `width` pixels becomes
-// 255 (in row bands, as the kernels run).
-void opaque(uint8_t* pixels, ptrdiff_t stride, int32_t width, int32_t rows);
-
-// Samples of `from` bits (10..16) to `to` bits (10..16): down by dropping low
-// bits, up by repeating the top bits below them, so that full scale stays
-// full scale (4095 becomes 65535, not 65520).
+// Samples of `from` bits (10..16) to `to` bits (10..16) by depth.h's rule.
 void rescaleWords(uint16_t* words, size_t count, uint32_t from, uint32_t to);
 
-// The same over `count` rows of `words` words, `stride` bytes apart, in bands.
-void rescaleRows(uint8_t* rows, ptrdiff_t stride, size_t words, int32_t count, uint32_t from,
-                 uint32_t to);
+// Luma of the true colours (luma.h) of `width` pixels of three words, red
+// first, moved from `from` to `to` bits (depth.h).
+void lumaRow(const uint16_t* rgb, int32_t width, uint16_t* out, uint32_t from, uint32_t to);
+
+// Rows of `width` words (`rows` of them) into one word a pixel, or three
+// copies when `channels` is 3, moved from `from` to `to` bits; in bands.
+void monoRows(const uint8_t* src, ptrdiff_t srcStride, uint8_t* dst, ptrdiff_t dstStride,
+              int32_t width, int32_t rows, int32_t channels, uint32_t from, uint32_t to);
 
 }  // namespace tav::api

@@ -104,7 +104,8 @@ constexpr simd::Mask16 replicateMask() {
     });
 }
 
-template <int kBytes>
+// kAlpha: the alpha byte of four-byte pixels.
+template <int kBytes, uint8_t kAlpha = 0>
 struct Replicate {
     static constexpr int kUnits = 16, kIn = 1, kOut = kBytes;
     static constexpr simd::Mask16 kMasks[4] = {
@@ -113,14 +114,16 @@ struct Replicate {
     template <bool kStream>
     static void block(const uint8_t* s, uint8_t* d) {
         const __m128i g = simd::load(s);
-        simd::store<kStream>(d, simd::shuffle(g, kMasks[0]));
-        simd::store<kStream>(d + 16, simd::shuffle(g, kMasks[1]));
-        simd::store<kStream>(d + 32, simd::shuffle(g, kMasks[2]));
-        if constexpr (kBytes == 4) simd::store<kStream>(d + 48, simd::shuffle(g, kMasks[3]));
+        const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(uint32_t{kAlpha} << 24));
+        for (int k = 0; k < kBytes; ++k) {
+            const __m128i v = simd::shuffle(g, kMasks[k]);
+            simd::store<kStream>(d + 16 * k,
+                                 kBytes == 4 && kAlpha != 0 ? _mm_or_si128(v, alpha) : v);
+        }
     }
     static void unit(const uint8_t* s, uint8_t* d) {
         d[0] = d[1] = d[2] = s[0];
-        if constexpr (kBytes == 4) d[3] = 0;
+        if constexpr (kBytes == 4) d[3] = kAlpha;
     }
 };
 
@@ -155,6 +158,15 @@ int32_t bg8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t wid
 
 int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                      uint64_t outputFormat) {
+    return tav::mono8(src, dst, height, width, outputFormat, false);
+}
+
+}  // extern "C"
+
+namespace tav {
+
+int32_t mono8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+              uint64_t outputFormat, bool opaque) {
     const ptrdiff_t n = static_cast<ptrdiff_t>(width) * height;
     switch (tav::output8Index(outputFormat)) {
         case tav::kOutMono8:
@@ -172,11 +184,15 @@ int32_t mono8Convert(const uint8_t* src, uint8_t* dst, int32_t height, int32_t w
             return TAV_OK;
         case tav::kOutRgba8:
         case tav::kOutBgra8:
-            tav::runUnits<tav::Replicate<4>>(src, dst, n);
+            if (opaque) {
+                tav::runUnits<tav::Replicate<4, 255>>(src, dst, n);
+            } else {
+                tav::runUnits<tav::Replicate<4>>(src, dst, n);
+            }
             return TAV_OK;
         default:
             return TAV_E_PARAMETER;
     }
 }
 
-}  // extern "C"
+}  // namespace tav

@@ -109,6 +109,10 @@ int32_t gb8ToBgra8OpaqueEdge(const uint8_t* src, int32_t height, int32_t width, 
 int32_t demosaic8(Phase phase, const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
                   uint64_t outputFormat, uint32_t method, uint8_t* work, bool opaque);
 
+// mono8Convert's replicas; with `opaque` the four-byte outputs' alpha is 255.
+int32_t mono8(const uint8_t* src, uint8_t* dst, int32_t height, int32_t width,
+              uint64_t outputFormat, bool opaque);
+
 // Rows: phase (RG, GR, GB, BG); columns: Output8 order.
 using RouteTable8 = Route8[kPhaseCount][kOutputCount];
 extern const RouteTable8 kNearestRoutes;   // method 0

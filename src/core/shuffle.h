@@ -71,6 +71,21 @@ inline void interleave3(__m128i c0, __m128i c1, __m128i c2, uint8_t* out) {
 inline constexpr Masks48 kInterleave3Words =
     masks48([](int j) { return 16 * (j / 2 % 3) + 2 * (j / 6) + j % 2; });
 
+// The reverse: 24 words c0 c1 c2 c0 c1 c2 ... into three planes of 8 words.
+inline constexpr Masks48 kDeinterleave3Words =
+    masks48([](int j) { return 2 * (3 * (j % 16 / 2) + j / 16) + j % 2; });
+
+inline void deinterleave3Words(const uint16_t* p, __m128i planes[3]) {
+    const __m128i s0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i s1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
+    const __m128i s2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16));
+    const Masks48& k = kDeinterleave3Words;
+    for (int o = 0; o < 3; ++o) {
+        planes[o] = _mm_or_si128(_mm_or_si128(shuffle(s0, k.m[o][0]), shuffle(s1, k.m[o][1])),
+                                 shuffle(s2, k.m[o][2]));
+    }
+}
+
 // Four byte planes into c0 c1 c2 c3 ...
 template <bool kStream>
 inline void interleave4(__m128i c0, __m128i c1, __m128i c2, __m128i c3, uint8_t* out) {

@@ -104,5 +104,67 @@ inline void interleave4(__m256i c0, __m256i c1, __m256i c2, __m256i c3, uint8_t*
     store<kStream>(out + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
 }
 
+// 16 pixels of three words, c0 c1 c2 c0 c1 c2 ..., into three planes: each
+// 128-bit lane gathers 8 pixels as shuffle.h's deinterleave3Words does.
+constexpr char deinterleave3WordsIndex(int plane, int source, int k) {
+    return (2 * (3 * (k / 2) + plane) + k % 2) / 16 == source
+               ? static_cast<char>((2 * (3 * (k / 2) + plane) + k % 2) % 16)
+               : static_cast<char>(0x80);
+}
+template <int kPlane, int kSource>
+inline __m256i deinterleave3Mask() {
+#define TAV_D(k) deinterleave3WordsIndex(kPlane, kSource, k)
+    const __m128i m = _mm_setr_epi8(TAV_D(0), TAV_D(1), TAV_D(2), TAV_D(3), TAV_D(4), TAV_D(5),
+                                    TAV_D(6), TAV_D(7), TAV_D(8), TAV_D(9), TAV_D(10), TAV_D(11),
+                                    TAV_D(12), TAV_D(13), TAV_D(14), TAV_D(15));
+#undef TAV_D
+    return _mm256_broadcastsi128_si256(m);
+}
+template <int kPlane>
+inline __m256i deinterleave3Plane(__m256i s0, __m256i s1, __m256i s2) {
+    return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(s0, deinterleave3Mask<kPlane, 0>()),
+                                           _mm256_shuffle_epi8(s1, deinterleave3Mask<kPlane, 1>())),
+                           _mm256_shuffle_epi8(s2, deinterleave3Mask<kPlane, 2>()));
+}
+inline void deinterleave3Words(const uint16_t* p, __m256i planes[3]) {
+    const uint8_t* b = reinterpret_cast<const uint8_t*>(p);
+    const __m256i s0 = loadHalves(b, 48), s1 = loadHalves(b + 16, 48), s2 = loadHalves(b + 32, 48);
+    planes[0] = deinterleave3Plane<0>(s0, s1, s2);
+    planes[1] = deinterleave3Plane<1>(s0, s1, s2);
+    planes[2] = deinterleave3Plane<2>(s0, s1, s2);
+}
+
+// words.h's Mono16Writer: (w0 r + w1 g + w2 b + 128) >> 8 in 32-bit lanes,
+// low 16 bits kept.
+inline __m256i luma(const uint32_t* w, __m256i r, __m256i g, __m256i b) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i wr = _mm256_set1_epi32(static_cast<int32_t>(w[0]));
+    const __m256i wg = _mm256_set1_epi32(static_cast<int32_t>(w[1]));
+    const __m256i wb = _mm256_set1_epi32(static_cast<int32_t>(w[2]));
+    auto luma8 = [&](__m256i r32, __m256i g32, __m256i b32) {
+        __m256i s = _mm256_add_epi32(_mm256_mullo_epi32(r32, wr), _mm256_mullo_epi32(g32, wg));
+        s = _mm256_add_epi32(_mm256_add_epi32(s, _mm256_mullo_epi32(b32, wb)),
+                             _mm256_set1_epi32(128));
+        return _mm256_and_si256(_mm256_srli_epi32(s, 8), _mm256_set1_epi32(0xFFFF));
+    };
+    const __m256i lo = luma8(_mm256_unpacklo_epi16(r, zero), _mm256_unpacklo_epi16(g, zero),
+                             _mm256_unpacklo_epi16(b, zero));
+    const __m256i hi = luma8(_mm256_unpackhi_epi16(r, zero), _mm256_unpackhi_epi16(g, zero),
+                             _mm256_unpackhi_epi16(b, zero));
+    return _mm256_packus_epi32(lo, hi);
+}
+
+// depth.h's rescale twin: ((v << left | v >> right) & 0xFFFF) >> down.
+struct Depth {
+    __m128i left, right, down;
+};
+inline Depth depth(int32_t left, int32_t right, int32_t down) {
+    return {_mm_cvtsi32_si128(left), _mm_cvtsi32_si128(right), _mm_cvtsi32_si128(down)};
+}
+inline __m256i rescale(const Depth& d, __m256i v) {
+    return _mm256_srl_epi16(
+        _mm256_or_si256(_mm256_sll_epi16(v, d.left), _mm256_srl_epi16(v, d.right)), d.down);
+}
+
 }  // namespace
 }  // namespace tav::avx2

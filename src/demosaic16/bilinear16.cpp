@@ -29,6 +29,18 @@ int32_t gr16BilinearFrame(const uint16_t* src, int32_t height, int32_t width, ui
     return TAV_OK;
 }
 
+int32_t bilinear16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                        int32_t phaseCol, uint32_t exchange, const uint32_t* weights,
+                        const DepthShift& depth) {
+    if (weights != nullptr) {
+        bilinearFrame(Mono16Writer{dst, width, weights, depth}, src, height, width, phaseCol, true);
+    } else {
+        bilinearFrame(Bgr16Writer{dst, width, exchange != 0, depth}, src, height, width, phaseCol,
+                      true);
+    }
+    return TAV_OK;
+}
+
 }  // namespace tav
 
 extern "C" {

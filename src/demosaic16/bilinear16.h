@@ -108,13 +108,17 @@ inline void putSites8(const RowWriter& out, const BayerRow& r, int32_t x) {
 
 // Where the AVX2 body writes a row.
 inline WideRow wideRow(const Bgr16Writer::Row& w) {
-    return {Form16::Bgr16, w.exchange, {w.p, nullptr, nullptr}, nullptr};
+    const DepthShift& d = w.depth;
+    return {Form16::Bgr16, w.exchange, {w.p, nullptr, nullptr}, nullptr, !unchanged(d), d.left,
+            d.right,       d.down};
 }
 inline WideRow wideRow(const Planar16Writer::Row& w) {
-    return {Form16::Planar16, false, {w.b, w.g, w.r}, nullptr};
+    return {Form16::Planar16, false, {w.b, w.g, w.r}, nullptr, false, 0, 16, 0};
 }
 inline WideRow wideRow(const Mono16Writer::Row& w) {
-    return {Form16::Mono16, false, {w.p, nullptr, nullptr}, w.w};
+    const DepthShift& d = w.depth;
+    return {Form16::Mono16, false, {w.p, nullptr, nullptr}, w.w, !unchanged(d), d.left,
+            d.right,        d.down};
 }
 
 // Columns [x0, x1) of one row.

@@ -43,28 +43,21 @@ inline __m256i pickX(__m256i atGreen, __m256i atX) {
     return _mm256_blend_epi16(atGreen, atX, kXOdd ? 0xAA : 0x55);
 }
 
-// words.h's Mono16Writer: (w0 r + w1 g + w2 b + 128) >> 8 in 32-bit lanes,
-// low 16 bits kept.
-inline __m256i luma(const uint32_t* w, __m256i r, __m256i g, __m256i b) {
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i wr = _mm256_set1_epi32(static_cast<int32_t>(w[0]));
-    const __m256i wg = _mm256_set1_epi32(static_cast<int32_t>(w[1]));
-    const __m256i wb = _mm256_set1_epi32(static_cast<int32_t>(w[2]));
-    auto luma8 = [&](__m256i r32, __m256i g32, __m256i b32) {
-        __m256i s = _mm256_add_epi32(_mm256_mullo_epi32(r32, wr), _mm256_mullo_epi32(g32, wg));
-        s = _mm256_add_epi32(_mm256_add_epi32(s, _mm256_mullo_epi32(b32, wb)),
-                             _mm256_set1_epi32(128));
-        return _mm256_and_si256(_mm256_srli_epi32(s, 8), _mm256_set1_epi32(0xFFFF));
-    };
-    const __m256i lo = luma8(_mm256_unpacklo_epi16(r, zero), _mm256_unpacklo_epi16(g, zero),
-                             _mm256_unpacklo_epi16(b, zero));
-    const __m256i hi = luma8(_mm256_unpackhi_epi16(r, zero), _mm256_unpackhi_epi16(g, zero),
-                             _mm256_unpackhi_epi16(b, zero));
-    return _mm256_packus_epi32(lo, hi);
+using avx2::Depth;
+using avx2::luma;
+using avx2::rescale;
+
+inline Depth depthOf(const WideRow& out) {
+    return avx2::depth(out.left, out.right, out.down);
 }
 
-template <Form16 kForm>
-inline void put(const WideRow& out, int32_t x, __m256i r, __m256i g, __m256i b) {
+template <Form16 kForm, bool kScaled>
+inline void put(const WideRow& out, const Depth& d, int32_t x, __m256i r, __m256i g, __m256i b) {
+    if constexpr (kScaled && kForm == Form16::Bgr16) {
+        r = rescale(d, r);
+        g = rescale(d, g);
+        b = rescale(d, b);
+    }
     if constexpr (kForm == Form16::Bgr16) {
         uint8_t* p = reinterpret_cast<uint8_t*>(out.row[0] + 3 * x);
         if (out.exchange) {
@@ -76,14 +69,16 @@ inline void put(const WideRow& out, int32_t x, __m256i r, __m256i g, __m256i b) 
         storeWords(out.row[0] + x, b);
         storeWords(out.row[1] + x, g);
         storeWords(out.row[2] + x, r);
+    } else if constexpr (kScaled) {
+        storeWords(out.row[0] + x, rescale(d, luma(out.weights, r, g, b)));
     } else {
         storeWords(out.row[0] + x, luma(out.weights, r, g, b));
     }
 }
 
 // Sites x .. x+15; needs columns x-1 .. x+16 inside the row.
-template <Form16 kForm, bool kXOdd>
-inline void sites16(const WideRow& out, const WideSamples& s, int32_t x) {
+template <Form16 kForm, bool kScaled, bool kXOdd>
+inline void sites16(const WideRow& out, const Depth& d, const WideSamples& s, int32_t x) {
     const __m256i a0 = loadWords(s.up + x - 1), a1 = loadWords(s.up + x),
                   a2 = loadWords(s.up + x + 1);
     const __m256i c0 = loadWords(s.mid + x - 1), c1 = loadWords(s.mid + x),
@@ -94,18 +89,28 @@ inline void sites16(const WideRow& out, const WideSamples& s, int32_t x) {
     const __m256i g = pickX<kXOdd>(c1, meanOf4<kXOdd>(a1, b1, c0, c2));
     const __m256i yc = pickX<kXOdd>(averageDown(a1, b1), meanOf4<kXOdd>(a0, a2, b0, b2));
     if (s.xIsRed) {
-        put<kForm>(out, x, xc, g, yc);
+        put<kForm, kScaled>(out, d, x, xc, g, yc);
     } else {
-        put<kForm>(out, x, yc, g, xc);
+        put<kForm, kScaled>(out, d, x, yc, g, xc);
+    }
+}
+
+template <Form16 kForm, bool kScaled>
+void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
+    const Depth d = depthOf(out);
+    if (s.xOdd) {
+        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, kScaled, true>(out, d, s, x);
+    } else {
+        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, kScaled, false>(out, d, s, x);
     }
 }
 
 template <Form16 kForm>
-void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
-    if (s.xOdd) {
-        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, true>(out, s, x);
+void scaledOrNot(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
+    if (out.scaled) {
+        row<kForm, true>(out, s, x, steps);
     } else {
-        for (int32_t i = 0; i < steps; ++i, x += 16) sites16<kForm, false>(out, s, x);
+        row<kForm, false>(out, s, x, steps);
     }
 }
 
@@ -114,11 +119,11 @@ void row(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
 void bilinearRowAvx2(const WideRow& out, const WideSamples& s, int32_t x, int32_t steps) {
     switch (out.form) {
         case Form16::Bgr16:
-            return row<Form16::Bgr16>(out, s, x, steps);
+            return scaledOrNot<Form16::Bgr16>(out, s, x, steps);
         case Form16::Planar16:
-            return row<Form16::Planar16>(out, s, x, steps);
+            return row<Form16::Planar16, false>(out, s, x, steps);
         case Form16::Mono16:
-            return row<Form16::Mono16>(out, s, x, steps);
+            return scaledOrNot<Form16::Mono16>(out, s, x, steps);
     }
 }
 

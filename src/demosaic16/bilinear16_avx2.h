@@ -11,11 +11,15 @@ enum class Form16 : int32_t { Bgr16, Planar16, Mono16 };
 
 // One output row: Bgr16 writes row[0] (exchange: r, g, b), Planar16 the
 // planes row[0..2] (blue-site colour first), Mono16 row[0] with `weights`.
+// Bgr16 and Mono16 move their words to another depth by the shifts of
+// depth.h's DepthShift when `scaled`.
 struct WideRow {
     Form16 form;
     bool exchange;
     uint16_t* row[3];
     const uint32_t* weights;
+    bool scaled;
+    int32_t left, right, down;
 };
 
 // The rows above, at and below the output row; X sites at odd columns from x

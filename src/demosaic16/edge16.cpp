@@ -11,6 +11,7 @@
 
 #include "edge16.h"
 #include "edge16_avx2.h"
+#include "frame16.h"
 #include "report.h"
 #include "rows.h"
 #include "tav.h"
@@ -222,9 +223,14 @@ void edgeClose(const uint16_t* const* band, int32_t count, int32_t width, uint16
 }
 
 // A frame whose red-first rows have the parity of `redRow`: seed rows, body
-// pairs, closing rows.
+// pairs, closing rows; `done`, if any, gets each run of rows the kernel no
+// longer reads.
 int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst, bool exchange,
-                  uint32_t bitDepth, int32_t redRow, bool exact) {
+                  uint32_t bitDepth, int32_t redRow, bool exact,
+                  const tav::RowsDone* done = nullptr) {
+    auto finished = [done](int32_t r0, int32_t r1) {
+        if (done != nullptr) done->run(done->context, r0, r1);
+    };
     const Clamp plain{ceilingOf(bitDepth), false};
     const FrameRows rows{src, height, width};
     const BayerLayout m{redRow, 0};
@@ -241,6 +247,7 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
         const int32_t r = first - 2 + (c & 1);
         line[c] = dst[rowWords * r + 3 * c + 1];
     }
+    finished(0, first - 1);
 
     // Row pairs in bands. The line carries each pair's greens to the pair
     // below: a band after the first starts from a line of the pool's, filled
@@ -268,6 +275,7 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
             uint16_t* pairOut = dst + rowWords * (y - 1);
             uint16_t* next = p + 1 == p1 && p1 != pairs ? spare : pairOut + 2 * rowWords;
             edgePair(band, width, pairOut, bandLine, next, exchange, bitDepth, exact);
+            finished(y - 1, y + 1);
         }
         if (p1 == pairs) endsInPool = own != nullptr;
     };
@@ -283,6 +291,7 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
     const uint16_t* band[5];
     for (int i = 0; i < count; ++i) band[i] = src + (y - 2 + i) * static_cast<intptr_t>(width);
     edgeClose(band, count, width, dst + rowWords * (y - 1), line, exchange, bitDepth);
+    finished(y - 1, height);
     return TAV_OK;
 }
 
@@ -291,8 +300,8 @@ int32_t edgeFrame(const uint16_t* src, int32_t height, int32_t width, uint16_t* 
 namespace tav {
 
 int32_t edge16Frame(const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
-                    bool exchange, uint32_t bitDepth, int32_t redRow) {
-    return edgeFrame(src, height, width, dst, exchange, bitDepth, redRow, true);
+                    bool exchange, uint32_t bitDepth, int32_t redRow, const RowsDone* done) {
+    return edgeFrame(src, height, width, dst, exchange, bitDepth, redRow, true, done);
 }
 
 }  // namespace tav

@@ -5,8 +5,10 @@
 #include "dispatch8.h"
 #include "frame16.h"
 #include "hq16.h"
+#include "luma.h"
 #include "report.h"
 #include "tav.h"
+#include "threads.h"
 #include "words.h"
 
 namespace {
@@ -131,26 +133,48 @@ constexpr Source16 kSources[] = {
 
 namespace tav {
 
+int32_t bilinear16Deep(int phase, const uint16_t* src, int32_t height, int32_t width, uint16_t* dst,
+                       bool rgb, bool mono, uint32_t bitDepth, uint32_t toDepth) {
+    const BayerConverter& c = *kPhases[phase];
+    const int32_t phaseCol = c.bilinear == gr16ToBgr16_bilinear ? 1 : 0;
+    // The exchange that puts red first also says which colour the kernel's r is.
+    const uint32_t exchange = c.bilinearExchange[rgb || mono ? 1 : 0];
+    const uint32_t* weights = mono ? kLumaWeights[exchange != 0 ? 0 : 1] : nullptr;
+    return bilinear16Frame(src, height, width, dst, phaseCol, exchange, weights,
+                           depthShift(bitDepth, toDepth));
+}
+
 int32_t demosaic16Frame(int phase, uint32_t method, const uint16_t* src, int32_t height,
-                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth) {
+                        int32_t width, uint16_t* dst, bool rgb, uint32_t bitDepth,
+                        const RowsDone* done) {
     const BayerConverter& c = *kPhases[phase];
     const int order = rgb ? 1 : 0;
     // The red-first rows of the edge kernels: even for the RG kernel, odd for GB's.
     const int32_t edgeRedRow = c.edge == rg16ToBgr16_edge ? 0 : 1;
+    int32_t result;
     switch (method) {
         case TAV_METHOD_BILINEAR:
             if (c.bilinear == gr16ToBgr16_bilinear) {
-                return gr16BilinearFrame(src, height, width, dst, c.bilinearExchange[order], true);
+                result =
+                    gr16BilinearFrame(src, height, width, dst, c.bilinearExchange[order], true);
+            } else {
+                result = c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
             }
-            return c.bilinear(src, height, width, dst, c.bilinearExchange[order]);
+            break;
         case TAV_METHOD_EDGE:
             return edge16Frame(src, height, width, dst, c.edgeExchange[order] != 0, bitDepth,
-                               edgeRedRow);
+                               edgeRedRow, done);
         case TAV_METHOD_HQ:
-            return hq16ToRgb16(src, height, width, dst, c.redY, c.redX, rgb, bitDepth);
+            result = hq16ToRgb16(src, height, width, dst, c.redY, c.redX, rgb, bitDepth);
+            break;
         default:
             return TAV_E_PARAMETER;
     }
+    if (result == TAV_OK && done != nullptr) {
+        parallelRows(height, minBandUnits(width),
+                     [&](int32_t r0, int32_t r1) { done->run(done->context, r0, r1); });
+    }
+    return result;
 }
 
 }  // namespace tav

@@ -8,12 +8,15 @@
 // and a row writer has
 //   put(x, r, g, b)           one pixel, values 0..65535
 //   put8(x, r, g, b)          8 pixels from x on, one word per pixel in each vector
+// The interleaved and Mono writers move what they write to another depth when
+// given one (depth.h), so that the frame API needs no pass of its own for it.
 #pragma once
 
 #include <immintrin.h>
 
 #include <cstdint>
 
+#include "depth.h"
 #include "luma.h"
 #include "shuffle.h"
 
@@ -43,17 +46,30 @@ struct Bgr16Writer {
     uint16_t* dst;
     int32_t width;
     bool exchange;
+    DepthShift depth = kSameDepth;
 
     struct Row {
         uint16_t* p;
         bool exchange;
+        DepthShift depth;
         void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
+            if (!unchanged(depth)) {
+                r = rescale(depth, r);
+                g = rescale(depth, g);
+                b = rescale(depth, b);
+            }
             uint16_t* q = p + 3 * x;
             q[0] = static_cast<uint16_t>(exchange ? r : b);
             q[1] = static_cast<uint16_t>(g);
             q[2] = static_cast<uint16_t>(exchange ? b : r);
         }
         void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
+            if (!unchanged(depth)) {
+                const DepthLanes d = depthLanes(depth);
+                r = rescale(d, r);
+                g = rescale(d, g);
+                b = rescale(d, b);
+            }
             if (exchange) {
                 interleave3(r, g, b, p + 3 * x);
             } else {
@@ -61,7 +77,9 @@ struct Bgr16Writer {
             }
         }
     };
-    Row row(int32_t y) const { return {dst + 3 * static_cast<intptr_t>(y) * width, exchange}; }
+    Row row(int32_t y) const {
+        return {dst + 3 * static_cast<intptr_t>(y) * width, exchange, depth};
+    }
 };
 
 // Three planes, blue-site colour first.
@@ -93,17 +111,21 @@ struct Planar16Writer {
 };
 
 // One word a pixel: (w0 r + w1 g + w2 b + 128) >> 8 in 32-bit arithmetic, low
-// 16 bits kept. Weights are in 1/256; nothing guards sums above 256.
+// 16 bits kept, then moved to `depth`. Weights are in 1/256; nothing guards
+// sums above 256.
 struct Mono16Writer {
     uint16_t* dst;
     int32_t width;
     const uint32_t* weights;
+    DepthShift depth = kSameDepth;
 
     struct Row {
         uint16_t* p;
         const uint32_t* w;
+        DepthShift depth;
         void put(int32_t x, uint32_t r, uint32_t g, uint32_t b) const {
-            p[x] = static_cast<uint16_t>(luma(w, r, g, b));
+            const uint32_t v = luma(w, r, g, b) & 0xFFFF;
+            p[x] = static_cast<uint16_t>(unchanged(depth) ? v : rescale(depth, v));
         }
         void put8(int32_t x, __m128i r, __m128i g, __m128i b) const {
             const __m128i zero = _mm_setzero_si128();
@@ -121,10 +143,11 @@ struct Mono16Writer {
                                      _mm_unpacklo_epi16(b, zero));
             const __m128i hi = luma4(_mm_unpackhi_epi16(r, zero), _mm_unpackhi_epi16(g, zero),
                                      _mm_unpackhi_epi16(b, zero));
-            storeWords(p + x, _mm_packus_epi32(lo, hi));
+            const __m128i v = _mm_packus_epi32(lo, hi);
+            storeWords(p + x, unchanged(depth) ? v : rescale(depthLanes(depth), v));
         }
     };
-    Row row(int32_t y) const { return {dst + static_cast<intptr_t>(y) * width, weights}; }
+    Row row(int32_t y) const { return {dst + static_cast<intptr_t>(y) * width, weights, depth}; }
 };
 
 }  // namespace tav::d16
