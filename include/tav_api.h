@@ -53,8 +53,20 @@ TAV_API const char* tavVersion(void);
 
 /* ---------------------------------------------------------------- frames */
 
-/* Codes this header adds to the TAV_PF_* list (GenICam PFNC values). */
+/* Codes this header adds to the TAV_PF_* list (GenICam PFNC values). The
+ * "p" formats are bit streams: each sample's bits follow the previous
+ * sample's, least significant first (10p: four samples in five bytes). */
 #define TAV_PF_BGR16 0x0230004Bu
+#define TAV_PF_MONO10P 0x010A0046u
+#define TAV_PF_MONO12P 0x010C0047u
+#define TAV_PF_BAYER_BG10P 0x010A0052u
+#define TAV_PF_BAYER_GB10P 0x010A0054u
+#define TAV_PF_BAYER_GR10P 0x010A0056u
+#define TAV_PF_BAYER_RG10P 0x010A0058u
+#define TAV_PF_BAYER_BG12P 0x010C0053u
+#define TAV_PF_BAYER_GB12P 0x010C0055u
+#define TAV_PF_BAYER_GR12P 0x010C0057u
+#define TAV_PF_BAYER_RG12P 0x010C0059u
 
 /*
  * A frame: a format, a size and up to three planes. Rows of plane k start
@@ -97,15 +109,16 @@ TAV_API void tavOptionsInit(TavOptions* options);
 
 /*
  * Demosaics any Bayer or Mono source of tavDemosaicing or tavDemosaicingU16
- * (8-bit, 10/12-bit packed, 10..16-bit words) into:
+ * (8-bit, 10/12-bit packed, 10..16-bit words) or a 10p/12p bit stream into:
  *   8-bit: BGR8, RGB8, BGRA8, RGBA8 (alpha 255), MONO8, RGB8_PLANAR,
  *          BGR8_PLANAR; deeper sources are reduced to their top 8 bits
  *          (a word with bits set above bitDepth gives 255);
- *   full depth (16-bit words, from 10..16-bit word sources): RGB10, BGR10,
+ *   full depth (16-bit words, from every source deeper than 8 bits): RGB10, BGR10,
  *          RGB12, BGR12, RGB16, BGR16, MONO10, MONO12, MONO14, MONO16;
  *          samples are scaled from the source depth to the destination's.
  * The destination's format picks the path. Nearest has no full-depth form.
- * Sizes: even width and height for Bayer sources, even width for packed ones;
+ * Sizes: even width and height for Bayer sources, even width for packed ones
+ * (a multiple of 4 for 10p);
  * Bayer frames of at least 4x4 (bilinear, nearest), 6x6 (edge-directed) or
  * 8x8 (TAV_METHOD_HQ). A destination's bitDepth (0: its format's) sets the depth
  * it is scaled to: down by dropping low bits, up by repeating the top bits.

@@ -180,7 +180,8 @@ inline constexpr Phase kPhases[] = {{"RG", TAV_PF_BAYER_RG8, 0, 0},
                                     {"GB", TAV_PF_BAYER_GB8, 1, 0},
                                     {"BG", TAV_PF_BAYER_BG8, 1, 1}};
 
-enum class Packing { Bytes, Packed, Words };
+// Stream: the frame API's "p" bit streams, least significant bit first.
+enum class Packing { Bytes, Packed, Words, Stream };
 
 // A source format by its meaning: pattern, significant bits, how samples are stored.
 struct Source {
@@ -227,9 +228,10 @@ inline constexpr Source kSources[] = {
 
 // Bytes of one row without padding.
 inline int32_t compactPitch(const Source& s, int32_t width) {
-    return s.packing == Packing::Bytes   ? width
-           : s.packing == Packing::Words ? 2 * width
-                                         : width + (width >> 1);
+    return s.packing == Packing::Bytes    ? width
+           : s.packing == Packing::Words  ? 2 * width
+           : s.packing == Packing::Stream ? width * s.bits / 8
+                                          : width + (width >> 1);
 }
 
 // A frame holding the 8-bit mosaic `top` (the top 8 bits of every sample) in

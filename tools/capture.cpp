@@ -132,7 +132,6 @@ struct Job {
     bool keepRaw;
     std::string dir;
     std::vector<uint8_t> pixels;  // grown to the largest frame, reused
-    std::vector<uint16_t> words;  // unpacked samples, likewise
 };
 
 // Decodes and writes one received frame.
@@ -162,17 +161,8 @@ void writeFrame(Job& job, ArvBuffer* buffer, int index, Tally& tally) {
         throw Failure(what + ": " + std::to_string(size) + " bytes, too few for its size");
     }
 
-    // The library reads GigE Vision packing to 8 bits; PFNC bit streams, and
-    // packed frames for 16-bit pictures, become 16-bit words first.
     const bool deep = job.picture == Picture::Png16;
-    const FormatInfo* f = findFormat(code);
     const auto start = std::chrono::steady_clock::now();
-    if (f && f->words &&
-        (f->layout == Layout::BitStream || (deep && f->layout == Layout::Packed))) {
-        job.words.resize(size_t(w) * h);
-        unpackToWords(*f, static_cast<const uint8_t*>(data), src.stride[0], w, h, job.words.data());
-        tavFrameInit(&src, f->words, w, h, job.words.data());
-    }
     const int channels = isMono(code) ? 1 : 3;
     const void* pixels = data;
     if (!isColour8(code) || deep) {

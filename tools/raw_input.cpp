@@ -154,8 +154,10 @@ TavFrame frameOf(const RawLayout& l, const std::vector<uint8_t>& bytes, bool asW
     const uint8_t* data = bytes.data();
     TavFrame frame;
     const bool packed = f.layout == Layout::Packed || f.layout == Layout::BitStream;
-    // a compact odd-width packed frame is one run of samples, not rows
-    asWords = f.layout == Layout::BitStream || (packed && (asWords || l.width % 2)) ||
+    // The library reads packed rows, and bit-stream rows that end on a byte;
+    // a compact frame of other widths is one run of samples, not rows.
+    const int32_t step = f.layout == Layout::BitStream && f.bits == 10 ? 4 : 2;
+    asWords = (packed && (asWords || l.width % step)) ||
               (f.layout == Layout::Word && (l.msb || l.bigEndian));
     if (!asWords) {
         tavFrameInit(&frame, f.code, l.width, l.height, const_cast<uint8_t*>(data));

@@ -10,6 +10,7 @@
 #include "normalize.h"
 #include "samples.h"
 #include "threads.h"
+#include "unpack.h"
 
 namespace tav::api {
 namespace {
@@ -46,7 +47,7 @@ int32_t check(const TavFrame* src, const TavFrame* dst, const TavOptions& option
     }
     job->deep = !isOutput8(out->code);
     job->method = options.method;
-    if (job->deep && in->samples != Samples::kWords) return TAV_ERROR_PAIR;
+    if (job->deep && in->depth <= 8) return TAV_ERROR_PAIR;
     if (job->deep && options.method == TAV_METHOD_NEAREST) return TAV_ERROR_NEAREST_DEPTH;
     const int32_t size = checkSize(*in, src->width, src->height);
     if (size != TAV_OK) return size;
@@ -101,6 +102,7 @@ int32_t run8(const Job& job) {
             break;
         }
         case Samples::kBits:
+        case Samples::kStream:  // unpacked to words before the job
             return TAV_ERROR_SOURCE_FORMAT;
     }
     if (!inPlace) image = mosaic;
@@ -206,5 +208,19 @@ extern "C" int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst,
     const int32_t checked = check(src, dst, o, &job);
     if (checked != TAV_OK) return checked;
     const tav::ThreadCountScope threads(o.threads);
+    // Bit streams, and packed samples for a full-depth destination, become
+    // words first; the 8-bit path reads packed samples itself.
+    const Samples samples = job.src.format->samples;
+    if (samples == Samples::kStream || (samples == Samples::kPacked && job.deep)) {
+        View& s = job.src;
+        uint8_t* words = threadWork(2 * size_t(s.width) * s.height, 1);
+        if (words == nullptr) return TAV_ERROR_NO_MEMORY;
+        unpackWords(s, reinterpret_cast<uint16_t*>(words));
+        s.format = wordsFormat(*s.format);
+        s.plane[0] = s.begin = words;
+        s.stride[0] = s.rowBytes[0] = 2 * ptrdiff_t{s.width};
+        s.end = words + s.rowBytes[0] * s.height;
+        s.compact = true;
+    }
     return job.deep ? runDeep(job) : run8(job);
 }

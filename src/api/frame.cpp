@@ -32,6 +32,16 @@ constexpr Format kFormats[] = {
     {TAV_PF_BAYER_RG12_PACKED, S::kPacked, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseRG},
     {TAV_PF_BAYER_GB12_PACKED, S::kPacked, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseGB},
     {TAV_PF_BAYER_BG12_PACKED, S::kPacked, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseBG},
+    {TAV_PF_MONO10P, S::kStream, R::kMono, 10, 1, 5, 4, 1, 4, 1, -1},
+    {TAV_PF_BAYER_GR10P, S::kStream, R::kBayer, 10, 1, 5, 4, 1, 4, 2, kPhaseGR},
+    {TAV_PF_BAYER_RG10P, S::kStream, R::kBayer, 10, 1, 5, 4, 1, 4, 2, kPhaseRG},
+    {TAV_PF_BAYER_GB10P, S::kStream, R::kBayer, 10, 1, 5, 4, 1, 4, 2, kPhaseGB},
+    {TAV_PF_BAYER_BG10P, S::kStream, R::kBayer, 10, 1, 5, 4, 1, 4, 2, kPhaseBG},
+    {TAV_PF_MONO12P, S::kStream, R::kMono, 12, 1, 3, 2, 1, 2, 1, -1},
+    {TAV_PF_BAYER_GR12P, S::kStream, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseGR},
+    {TAV_PF_BAYER_RG12P, S::kStream, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseRG},
+    {TAV_PF_BAYER_GB12P, S::kStream, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseGB},
+    {TAV_PF_BAYER_BG12P, S::kStream, R::kBayer, 12, 1, 3, 2, 1, 2, 2, kPhaseBG},
     {TAV_PF_MONO10, S::kWords, R::kMono, 10, 1, 2, 1, 1, 1, 1, -1},
     {TAV_PF_MONO12, S::kWords, R::kMono, 12, 1, 2, 1, 1, 1, 1, -1},
     {TAV_PF_MONO14, S::kWords, R::kMono, 14, 1, 2, 1, 1, 1, 1, -1},
@@ -93,6 +103,16 @@ Geometry planeGeometry(const Format& f, int32_t width, int32_t height, int k) {
 const Format* findFormat(uint32_t code) {
     for (const Format& f : kFormats) {
         if (f.code == code) return &f;
+    }
+    return nullptr;
+}
+
+const Format* wordsFormat(const Format& f) {
+    for (const Format& w : kFormats) {
+        if (w.samples == Samples::kWords && w.role == f.role && w.phase == f.phase &&
+            w.depth == f.depth) {
+            return &w;
+        }
     }
     return nullptr;
 }
@@ -206,13 +226,14 @@ void scatter(const uint8_t* compact, const View& v) {
     }
 }
 
-uint8_t* threadWork(size_t bytes) {
+uint8_t* threadWork(size_t bytes, int slot) {
     struct Work {
         uint8_t* data = nullptr;
         size_t size = 0;
         ~Work() { std::free(data); }
     };
-    thread_local Work work;
+    thread_local Work slots[2];
+    Work& work = slots[slot];
     if (work.data != nullptr && bytes <= work.size) return work.data;
     // Nothing in it outlives a call. 64 bytes of slack: kernels may read a
     // vector past a row's end.
@@ -292,7 +313,9 @@ const char* tavResultText(int32_t code) {
             return "width and height must be positive and at most 16777216, and the frame at "
                    "most 2^28 pixels";
         case TAV_ERROR_ODD_WIDTH:
-            return "width must be even (a multiple of 4 for YUV 4:1:1, of 8 for Mono1p)";
+            return "width must be even (a multiple of 4 for YUV 4:1:1 and 10p bit streams, of 8 "
+                   "for "
+                   "Mono1p)";
         case TAV_ERROR_ODD_HEIGHT:
             return "height must be even";
         case TAV_ERROR_SIZE_MISMATCH:

@@ -15,6 +15,7 @@ enum class Samples : uint8_t {
     kBytes,   // one byte a sample
     kPacked,  // two samples in three bytes
     kWords,   // one 16-bit word a sample
+    kStream,  // a bit stream, least significant bit first (the PFNC "p" formats)
 };
 
 enum class Role : uint8_t { kMono, kBayer, kYuv, kColour };
@@ -32,6 +33,8 @@ struct Format {
 };
 
 const Format* findFormat(uint32_t code);
+// The format of one 16-bit word a sample with f's role, phase and depth.
+const Format* wordsFormat(const Format& f);
 
 // A frame whose planes, row sizes and strides are known.
 struct View {
@@ -78,7 +81,8 @@ size_t compactBytes(const View& v);
 // The calling thread's work memory, grown to the largest size asked for and
 // kept: no allocation per frame once the frames stop growing. Null when it
 // cannot grow. Parts are carved at 64-byte boundaries.
-uint8_t* threadWork(size_t bytes);
+// Slot 1 is a second such buffer, for a source unpacked before the job.
+uint8_t* threadWork(size_t bytes, int slot = 0);
 constexpr size_t roundUp64(size_t n) {
     return (n + 63) & ~size_t{63};
 }
