@@ -134,6 +134,15 @@ inline __m256i total(const __m256i w[4]) {
     return clamp(floorDivSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
 }
 
+[[gnu::always_inline]] inline __m256i blend(__m256i g, const __m256i w[4], const __m256i d[4],
+                                            int32_t max) {
+    const __m256i den = total(w);
+    // g below 2^8, the weights' total below 2^15.
+    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
+                                       _mm256_srli_epi32(den, 1));
+    return clamp(floorDivSmall(a, den), max);
+}
+
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
                                                const __m256i steps[4], uint32_t eps, int32_t max) {
     __m256i s[4];
@@ -142,11 +151,24 @@ inline __m256i total(const __m256i w[4]) {
         s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
     __m256i w[4];
     weights4(s, eps, w);
-    const __m256i den = total(w);
-    // g below 2^8, the weights' total below 2^15.
-    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
-                                       _mm256_srli_epi32(den, 1));
-    return clamp(floorDivSmall(a, den), max);
+    return blend(g, w, d, max);
+}
+
+[[gnu::always_inline]] inline void coloursAt(__m256i g, const __m256i da[4], const __m256i db[4],
+                                             const __m256i steps[4], uint32_t eps, int32_t max,
+                                             __m256i& a, __m256i& b) {
+    __m256i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+        const __m256i agree =
+            _mm256_add_epi32(_mm256_abs_epi32(_mm256_sub_epi32(da[k], da[k ^ 1])),
+                             _mm256_abs_epi32(_mm256_sub_epi32(db[k], db[k ^ 1])));
+        s[k] = _mm256_add_epi32(steps[k], agree);
+    }
+    __m256i w[4];
+    weights4(s, eps, w);
+    a = blend(g, w, da, max);
+    b = blend(g, w, db, max);
 }
 
 inline __m256i greenStep(__m256i g0, __m256i g1, __m256i g2) {
@@ -356,8 +378,8 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
         // Row neighbours have the row's colour as a sample, column ones the other.
         const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-        const __m256i fromRow = colourAt(g0, dRow, s, n.eps, n.max);
-        const __m256i fromCol = colourAt(g0, dCol, s, n.eps, n.max);
+        __m256i fromRow, fromCol;
+        coloursAt(g0, dRow, dCol, s, n.eps, n.max, fromRow, fromCol);
         const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
         const __m256i gSite = evens(g + site);
         auto both = [&](__m256i atGreen, __m256i atSite) {

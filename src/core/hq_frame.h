@@ -508,12 +508,15 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             r = red ? s[x] : o[x];
             b = red ? o[x] : s[x];
         } else {
-            int32_t steps[4];
+            int32_t steps[4], dr[4], db[4];
             greenSteps(n, kAxisY, kAxisX, steps);
-            n.red = true;
-            r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
-            n.red = false;
-            b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
+            for (int k = 0; k < 4; ++k) {
+                n.red = true;
+                dr[k] = n.d(kAxisY[k], kAxisX[k]);
+                n.red = false;
+                db[k] = n.d(kAxisY[k], kAxisX[k]);
+            }
+            coloursAt<Acc>(g[x], dr, db, steps, f.epsColour, f.max, r, b);
         }
         f.outR[x] = static_cast<T>(r);
         f.outG[x] = static_cast<T>(g[x]);
@@ -540,8 +543,8 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         // the column's as an estimate; column neighbours the other way.
         const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-        const __m128i fromRow = sse41::colourAt<kWide<T>>(g0, dRow, steps, f.epsColour, f.max);
-        const __m128i fromCol = sse41::colourAt<kWide<T>>(g0, dCol, steps, f.epsColour, f.max);
+        __m128i fromRow, fromCol;
+        sse41::coloursAt<kWide<T>>(g0, dRow, dCol, steps, f.epsColour, f.max, fromRow, fromCol);
         // At red and blue sites the row's colour is the sample.
         const __m128i c = everyOther(s + site), other = everyOther(o + site);
         const __m128i gSite = everyOther(g + site);

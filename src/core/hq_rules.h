@@ -12,8 +12,9 @@
 // 3. Green at red and blue sites: the site value plus the weighted mean of
 //    the one-sided (tapered) colour differences of the four directions.
 // 4. The other colour at red and blue sites from the four diagonal colour
-//    differences, then red and blue at green sites from the four axial ones,
-//    each weighted by how smooth green and the differences run that way.
+//    differences, then red and blue at green sites from the four axial ones
+//    (one set of weights for both), each weighted by how smooth green and
+//    the differences run that way.
 // Integer arithmetic throughout; every rule is symmetric under reflection,
 // so planes of mirrored rows equal the mirrored planes, and the frame walk
 // reads every plane through the mirror rule.
@@ -110,6 +111,14 @@ void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t step
     }
 }
 
+// g minus the weighted mean of d[k], rounded, clamped to [0, max].
+template <typename Acc>
+int32_t blend(int32_t g, const int32_t w[4], const int32_t d[4], int32_t max) {
+    const Acc den = w[0] + w[1] + w[2] + w[3];
+    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
+    return clampTo(static_cast<int32_t>(floorDiv<Acc>(Acc{g} * den - num + den / 2, den)), 0, max);
+}
+
 // A missing colour at a site of green g, from the four neighbours k at
 // (dy[k], dx[k]), opposite in pairs (0, 1) and (2, 3): `n.d` is green minus
 // the colour wanted. Each neighbour weighs by its green steps and by how its
@@ -117,16 +126,31 @@ void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t step
 template <typename Acc, class N>
 int32_t colourAt(const N& n, const int (&dy)[4], const int (&dx)[4], const int32_t steps[4],
                  uint32_t eps, int32_t max) {
-    const Acc g = n.g(0, 0);
     int32_t d[4];
     for (int k = 0; k < 4; ++k) d[k] = n.d(dy[k], dx[k]);
     uint32_t s[4];
     for (int k = 0; k < 4; ++k) s[k] = static_cast<uint32_t>(steps[k] + std::abs(d[k] - d[k ^ 1]));
     int32_t w[4];
     weights4(s, eps, w);
-    const Acc den = w[0] + w[1] + w[2] + w[3];
-    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
-    return clampTo(static_cast<int32_t>(floorDiv<Acc>(g * den - num + den / 2, den)), 0, max);
+    return blend<Acc>(n.g(0, 0), w, d, max);
+}
+
+// Both missing colours at a green site, from the four axial neighbours:
+// da and db are green minus either colour there. One set of weights serves
+// both, from the green steps and how both differences agree with the
+// opposite ones: an edge shows in either colour, and half the weights cost.
+template <typename Acc>
+void coloursAt(int32_t g, const int32_t da[4], const int32_t db[4], const int32_t steps[4],
+               uint32_t eps, int32_t max, int32_t& a, int32_t& b) {
+    uint32_t s[4];
+    for (int k = 0; k < 4; ++k) {
+        s[k] = static_cast<uint32_t>(steps[k] + std::abs(da[k] - da[k ^ 1]) +
+                                     std::abs(db[k] - db[k ^ 1]));
+    }
+    int32_t w[4];
+    weights4(s, eps, w);
+    a = blend<Acc>(g, w, da, max);
+    b = blend<Acc>(g, w, db, max);
 }
 
 }  // namespace tav::hq

@@ -215,18 +215,11 @@ template <bool kWide>
     }
 }
 
-// colourAt for four sites of green g, from the neighbours' differences d and
-// green steps. For 8-bit samples the dividend stays below 2^23: g and |d|
-// below 2^8, the weights' total below 2^15.
+// blend for four sites of green g. For 8-bit samples the dividend stays
+// below 2^23: g and |d| below 2^8, the weights' total below 2^15.
 template <bool kWide>
-[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
-                                               const __m128i steps[4], uint32_t eps, int32_t max) {
-    __m128i s[4];
-#pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k)
-        s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
-    __m128i w[4];
-    weights4(s, eps, w);
+[[gnu::always_inline]] inline __m128i blend(__m128i g, const __m128i w[4], const __m128i d[4],
+                                            int32_t max) {
     const __m128i den = total(w);
     if constexpr (kWide) {
         const Doubles half = toDoubles(_mm_srli_epi32(den, 1));
@@ -237,6 +230,38 @@ template <bool kWide>
             _mm_add_epi32(_mm_sub_epi32(mul16(g, den), weighted(w, d)), _mm_srli_epi32(den, 1));
         return clamp(floorDivSmall(a, den), max);
     }
+}
+
+// colourAt for four sites of green g, from the neighbours' differences d and
+// green steps.
+template <bool kWide>
+[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
+                                               const __m128i steps[4], uint32_t eps, int32_t max) {
+    __m128i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k)
+        s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
+    __m128i w[4];
+    weights4(s, eps, w);
+    return blend<kWide>(g, w, d, max);
+}
+
+// coloursAt for four green sites.
+template <bool kWide>
+[[gnu::always_inline]] inline void coloursAt(__m128i g, const __m128i da[4], const __m128i db[4],
+                                             const __m128i steps[4], uint32_t eps, int32_t max,
+                                             __m128i& a, __m128i& b) {
+    __m128i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) {
+        s[k] =
+            _mm_add_epi32(_mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(da[k], da[k ^ 1]))),
+                          _mm_abs_epi32(_mm_sub_epi32(db[k], db[k ^ 1])));
+    }
+    __m128i w[4];
+    weights4(s, eps, w);
+    a = blend<kWide>(g, w, da, max);
+    b = blend<kWide>(g, w, db, max);
 }
 
 // greenSteps for four sites: g0 at the sites, g1 and g2 one and two steps on.
