@@ -64,45 +64,24 @@ inline __m256i floorDivSmall(__m256i a, __m256i b) {
         _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
 }
 
-// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
-struct ByteTable {
-    uint8_t lo[16], hi[16];
-};
-constexpr ByteTable invSquareTable() {
-    ByteTable t{};
-    for (int i = 0; i < 16; ++i) {
-        t.lo[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
-        t.hi[i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
-    }
-    return t;
-}
-alignas(16) constexpr ByteTable kTable = invSquareTable();
-
-// weights4 of hq_rules.h for each lane. Inlined, so that the four-lane
-// arrays stay in registers.
+// weights4 of hq_rules.h for each lane, by the float devices of hq_sse41.h.
+// Inlined, so that the four-lane arrays stay in registers.
 [[gnu::always_inline]] inline void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
-    const __m256i lo =
-        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
-    const __m256i hi =
-        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.hi)));
-    // Biased exponents: their differences are those of the bit lengths.
-    __m256i e[4], m[4];
-    __m256i least = set1(255);
+    __m256i c[4];
+    __m256i least = set1(INT32_MAX);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
-        const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
-        e[k] = _mm256_srli_epi32(bits, 23);
-        m[k] = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(bits, 19), set1(15)),
-                               set1(static_cast<int32_t>(0x80808000u)));
-        least = _mm256_min_epu32(least, e[k]);
+        c[k] = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
+        least = _mm256_min_epi32(least, c[k]);
     }
+    const __m256i top =
+        _mm256_add_epi32(set1((127 + kTopWeight) << kLogFrac),
+                         _mm256_slli_epi32(_mm256_and_si256(least, set1(-(1 << kLogFrac))), 1));
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
-                                          _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
-        // Shifts past 31 give 0, as do those past 15 of the scalar rule (t < 2^13).
-        w[k] = _mm256_srlv_epi32(t, _mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1));
+        const __m256i code = _mm256_sub_epi32(top, _mm256_slli_epi32(c[k], 1));
+        w[k] = _mm256_cvttps_epi32(_mm256_castsi256_ps(code));
     }
 }
 

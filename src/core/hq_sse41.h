@@ -136,44 +136,27 @@ inline Doubles negate(Doubles v) {
     return {_mm_sub_pd(zero, v.lo), _mm_sub_pd(zero, v.hi)};
 }
 
-// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
-struct ByteTable {
-    uint8_t b[32];
-};
-inline constexpr ByteTable kInvSquareTable = [] {
-    ByteTable t{};
-    for (int i = 0; i < 16; ++i) {
-        t.b[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
-        t.b[16 + i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
-    }
-    return t;
-}();
-// weights4 for each lane: s[k] the sums of direction k.
+// weights4 for each lane: s[k] the sums of direction k. A float's bits are
+// logCode plus the exponent bias, and the bits of a weight's log read as a
+// float truncate to fromLogCode (the bias cancels in the differences; no
+// weight's log falls below -2^kLogFrac * 36, so none turns negative).
 [[gnu::always_inline]] inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
-    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
-    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
-    __m128i e[4], m[4];
-    // Biased exponents: their differences are those of the bit lengths.
-    __m128i least = _mm_set1_epi32(255);
+    __m128i c[4];
+    __m128i least = _mm_set1_epi32(INT32_MAX);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
-        const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
-        e[k] = _mm_srli_epi32(bits, 23);
-        m[k] = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(bits, 19), _mm_set1_epi32(15)),
-                            _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
-        least = _mm_min_epi32(least, e[k]);
+        c[k] = _mm_castps_si128(_mm_cvtepi32_ps(v));
+        least = _mm_min_epi32(least, c[k]);
     }
+    // The top weight's code, biased, plus twice the base.
+    const __m128i top =
+        _mm_add_epi32(_mm_set1_epi32((127 + kTopWeight) << kLogFrac),
+                      _mm_slli_epi32(_mm_and_si128(least, _mm_set1_epi32(-(1 << kLogFrac))), 1));
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        const __m128i t =
-            _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
-        // t >> shift as the truncated t * 2^-shift, exact in single precision
-        // (t < 2^13, shift <= 62); shifts past 15 give 0 there too.
-        const __m128i shift = _mm_slli_epi32(_mm_sub_epi32(e[k], least), 1);
-        const __m128 scale =
-            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), shift), 23));
-        w[k] = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(t), scale));
+        const __m128i code = _mm_sub_epi32(top, _mm_slli_epi32(c[k], 1));
+        w[k] = _mm_cvttps_epi32(_mm_castsi128_ps(code));
     }
 }
 
