@@ -58,10 +58,17 @@ inline __m256i clamp(__m256i v, int32_t hi) {
     return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
 }
 
-// Floor quotients, b > 0, |a| + b < 2^24: single precision is exact there.
-inline __m256i floorDivSmall(__m256i a, __m256i b) {
-    return _mm256_cvttps_epi32(
-        _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
+// Floor quotients, a >= 0, b > 0, a + b < 2^24: single precision is exact
+// there, and truncation is the floor. The blends bias their quotients by
+// kBias to keep the dividends non-negative (a colour estimate before the
+// clamp lies above -kBias): a truncation instead of a floor and truncation.
+constexpr int32_t kBias = 256;
+inline __m256i divSmall(__m256i a, __m256i b) {
+    return _mm256_cvttps_epi32(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b)));
+}
+inline __m256i unbias(__m256i q, int32_t max) {
+    return _mm256_sub_epi32(_mm256_min_epi32(_mm256_max_epi32(q, set1(kBias)), set1(kBias + max)),
+                            set1(kBias));
 }
 
 // weights4 of hq_rules.h for each lane, by the float devices of hq_sse41.h.
@@ -104,22 +111,24 @@ inline __m256i total(const __m256i w[4]) {
     __m256i w[4];
     weights4(s, eps, w);
     // The weights' total (below 2^15) and base (below 2^12) fit madd; the
-    // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and the
-    // total divide exactly in single precision.
+    // dividend stays within [0, 2^30), so shifted by kTapShift + kFrac it and
+    // the total divide exactly in single precision.
     const __m256i sum = total(w);
-    const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
+    const __m256i base = _mm256_add_epi32(
+        _mm256_slli_epi32(_mm256_add_epi32(c, set1(kBias)), kFrac), set1(1 << (kFrac - 1)));
     const __m256i a =
         _mm256_add_epi32(_mm256_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
-    return clamp(floorDivSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
+    return unbias(divSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
 }
 
 [[gnu::always_inline]] inline __m256i blend(__m256i g, const __m256i w[4], const __m256i d[4],
                                             int32_t max) {
     const __m256i den = total(w);
-    // g below 2^8, the weights' total below 2^15.
-    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
-                                       _mm256_srli_epi32(den, 1));
-    return clamp(floorDivSmall(a, den), max);
+    // g + kBias below 2^9, the weights' total below 2^15.
+    const __m256i a = _mm256_add_epi32(
+        _mm256_sub_epi32(mul16(_mm256_add_epi32(g, set1(kBias)), den), weighted(w, d)),
+        _mm256_srli_epi32(den, 1));
+    return unbias(divSmall(a, den), max);
 }
 
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],

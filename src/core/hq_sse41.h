@@ -95,11 +95,19 @@ inline __m128i clamp(__m128i v, int32_t hi) {
     return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(hi));
 }
 
-// floorDiv for each lane, b > 0, |a| + b < 2^24: single precision is exact
-// there (the rounding error stays below 1 / b, the nearest a quotient other
-// than an integer comes to one).
-inline __m128i floorDivSmall(__m128i a, __m128i b) {
-    return _mm_cvttps_epi32(_mm_floor_ps(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b))));
+// floorDiv for each lane, a >= 0, b > 0, a + b < 2^24: single precision is
+// exact there (the rounding error stays below 1 / b, the nearest a quotient
+// other than an integer comes to one) and truncation is the floor. The blends
+// of 8-bit samples bias their quotients by kBias to keep the dividends
+// non-negative (a colour estimate before the clamp lies above -kBias).
+inline constexpr int32_t kBias = 256;
+inline __m128i divSmall(__m128i a, __m128i b) {
+    return _mm_cvttps_epi32(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b)));
+}
+inline __m128i unbias(__m128i q, int32_t max) {
+    return _mm_sub_epi32(
+        _mm_min_epi32(_mm_max_epi32(q, _mm_set1_epi32(kBias)), _mm_set1_epi32(kBias + max)),
+        _mm_set1_epi32(kBias));
 }
 
 // Four lanes in double precision, two at a time.
@@ -188,18 +196,20 @@ template <bool kWide>
         const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
         return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
     } else {
-        // base (below 2^12) and the weights' total (below 2^15) fit madd; the
-        // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and
-        // the total divide exactly in single precision.
+        // The biased base (below 2^12) and the weights' total (below 2^15)
+        // fit madd; the dividend stays within [0, 2^30), so shifted by
+        // kTapShift + kFrac it and the total divide exactly in single precision.
         const __m128i sum = total(w);
+        const __m128i biased = _mm_add_epi32(base, _mm_set1_epi32(kBias << kFrac));
         const __m128i a =
-            _mm_add_epi32(_mm_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
-        return clamp(floorDivSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
+            _mm_add_epi32(_mm_slli_epi32(mul16(biased, sum), kTapShift), weighted(w, d));
+        return unbias(divSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
     }
 }
 
 // blend for four sites of green g. For 8-bit samples the dividend stays
-// below 2^23: g and |d| below 2^8, the weights' total below 2^15.
+// within [0, 2^24 - 2^15): g + kBias below 2^9, |d| below 2^8, the weights'
+// total at most 2^14.
 template <bool kWide>
 [[gnu::always_inline]] inline __m128i blend(__m128i g, const __m128i w[4], const __m128i d[4],
                                             int32_t max) {
@@ -209,9 +219,10 @@ template <bool kWide>
         const Doubles a = mulAdd(negate(weighted(negate(half), w, d)), g, den);
         return clamp(floorDiv(a, den), max);
     } else {
-        const __m128i a =
-            _mm_add_epi32(_mm_sub_epi32(mul16(g, den), weighted(w, d)), _mm_srli_epi32(den, 1));
-        return clamp(floorDivSmall(a, den), max);
+        const __m128i biased = _mm_add_epi32(g, _mm_set1_epi32(kBias));
+        const __m128i a = _mm_add_epi32(_mm_sub_epi32(mul16(biased, den), weighted(w, d)),
+                                        _mm_srli_epi32(den, 1));
+        return unbias(divSmall(a, den), max);
     }
 }
 
