@@ -31,13 +31,10 @@ inline __m256i evens(const uint8_t* p) {
         _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))), set1(0xFF));
 }
 
-// Sixteen columns from the values at their even (e) and odd (o) columns.
-struct Columns16 {
-    __m256i lo, hi;
-};
-inline Columns16 mergeEvens(__m256i e, __m256i o) {
-    const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
-    return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
+// Sixteen columns in 16-bit lanes from the values at their even (e) and odd
+// (o) columns, samples in range.
+inline __m256i interleave(__m256i e, __m256i o) {
+    return _mm256_or_si256(e, _mm256_slli_epi32(o, 16));
 }
 // Sixteen columns of a plane from its even (e) and odd (o) columns, values
 // that fit 16 bits.
@@ -45,12 +42,12 @@ inline void storeEvens(int16_t* p, __m256i e, __m256i o) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
                         _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA));
 }
-inline void storeBytes16(uint8_t* p, Columns16 v) {
-    const __m256i words =
-        _mm256_permute4x64_epi64(_mm256_packus_epi32(v.lo, v.hi), _MM_SHUFFLE(3, 1, 2, 0));
-    _mm_storeu_si128(
-        reinterpret_cast<__m128i*>(p),
-        _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
+// Sixteen bytes each of two rows of sixteen columns in 16-bit lanes.
+inline void storeBytes(uint8_t* p, __m256i a, uint8_t* q, __m256i b) {
+    const __m256i bytes =
+        _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), _MM_SHUFFLE(3, 1, 2, 0));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(q), _mm256_extracti128_si256(bytes, 1));
 }
 
 inline __m256i clamp(__m256i v, int32_t hi) {
@@ -370,11 +367,15 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
         const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
         const __m256i gSite = evens(g + site);
         auto both = [&](__m256i atGreen, __m256i atSite) {
-            return greenFirst ? mergeEvens(atGreen, atSite) : mergeEvens(atSite, atGreen);
+            return greenFirst ? interleave(atGreen, atSite) : interleave(atSite, atGreen);
         };
-        storeBytes16(outR + x, redRow ? both(fromRow, c) : both(fromCol, o));
-        storeBytes16(outG + x, both(g0, gSite));
-        storeBytes16(outB + x, redRow ? both(fromCol, o) : both(fromRow, c));
+        const __m256i r = redRow ? both(fromRow, c) : both(fromCol, o);
+        const __m256i b = redRow ? both(fromCol, o) : both(fromRow, c);
+        const __m256i green = both(g0, gSite);
+        storeBytes(outR + x, r, outB + x, b);
+        const __m256i greenBytes =
+            _mm256_permute4x64_epi64(_mm256_packus_epi16(green, green), _MM_SHUFFLE(3, 1, 2, 0));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(outG + x), _mm256_castsi256_si128(greenBytes));
     }
 }
 
