@@ -94,6 +94,7 @@ inline __m256i mul16(__m256i a, __m256i b) {
 }
 
 // Weights stay below 2^13 and the differences (tapped ones too) below 2^15.
+// With the weights' high halves 0, madd reads only the differences' low ones.
 inline __m256i weighted(const __m256i w[4], const __m256i d[4]) {
     return _mm256_add_epi32(_mm256_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
                             _mm256_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
@@ -283,29 +284,36 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
+        // Window sums in 16-bit lanes over all sixteen columns (below 2^16:
+        // five three-row sums or three five-row sums of gradients below
+        // 2^12), then those of the sites.
+        auto at16 = [](const uint16_t* p) {
+            return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+        };
+        auto sites = [](__m256i v) { return _mm256_and_si256(v, set1(0xFFFF)); };
         auto sum5 = [&](int32_t from) {
-            __m256i v = evens(r.across + from);
+            __m256i v = at16(r.across + from);
 #pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
-                v = _mm256_add_epi32(v, evens(r.across + from + k));
-            return v;
+                v = _mm256_add_epi16(v, at16(r.across + from + k));
+            return sites(v);
         };
         auto sum3 = [&](const uint16_t* p) {
-            return _mm256_add_epi32(_mm256_add_epi32(evens(p + at - 1), evens(p + at)),
-                                    evens(p + at + 1));
+            return sites(_mm256_add_epi16(_mm256_add_epi16(at16(p + at - 1), at16(p + at)),
+                                          at16(p + at + 1)));
         };
         const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
                                  sum5(at)};
         // Tapped differences of all sixteen columns in 16-bit lanes (below
-        // 2^14 in magnitude), then those of the sites.
+        // 2^14 in magnitude). The blend's madd reads only the low halves of
+        // the 32-bit lanes, those of the sites: no sign extension.
         auto taps = [](const int16_t* a, const int16_t* b, const int16_t* c) {
             auto term = [](const int16_t* p, int32_t tap) {
                 return _mm256_mullo_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
                                           _mm256_set1_epi16(static_cast<int16_t>(tap)));
             };
-            const __m256i v = _mm256_add_epi16(
-                _mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])), term(c, kTaps[2]));
-            return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+            return _mm256_add_epi16(_mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                    term(c, kTaps[2]));
         };
         const __m256i d[4] = {taps(r.dv[2] + at, r.dv[1] + at, r.dv[0] + at),
                               taps(r.dv[2] + at, r.dv[3] + at, r.dv[4] + at),
