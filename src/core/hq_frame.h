@@ -339,16 +339,30 @@ void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
         using namespace sse41;
         const bool greenFirst = f.isGreen(r, x);
         const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
+        // For 8-bit samples the sums fit 16 bits (five three-row sums or three
+        // five-row sums of gradients below 2^12): all eight columns add in
+        // 16-bit lanes, then the sites' are masked out.
+        auto add = [](__m128i a, __m128i b) {
+            return sizeof(T) == 1 ? _mm_add_epi16(a, b) : _mm_add_epi32(a, b);
+        };
+        auto load = [](const Sum<T>* p) {
+            if constexpr (sizeof(T) == 1) {
+                return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            } else {
+                return everyOther(p);
+            }
+        };
+        auto sites = [](__m128i v) {
+            return sizeof(T) == 1 ? _mm_and_si128(v, _mm_set1_epi32(0xFFFF)) : v;
+        };
         auto sum5 = [&](int32_t from) {
-            __m128i v = everyOther(f.across + from);
+            __m128i v = load(f.across + from);
 #pragma GCC unroll 4
-            for (int k = 1; k < kWindowLength; ++k)
-                v = _mm_add_epi32(v, everyOther(f.across + from + k));
-            return v;
+            for (int k = 1; k < kWindowLength; ++k) v = add(v, load(f.across + from + k));
+            return sites(v);
         };
         auto sum3 = [&](const Sum<T>* p) {
-            return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
-                                 everyOther(p + i + 1));
+            return sites(add(add(load(p + i - 1), load(p + i)), load(p + i + 1)));
         };
         const __m128i sums[4] = {sum3(north), sum3(south), sum5(i - kWindowLength + 1), sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
@@ -365,15 +379,15 @@ void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
             }
         } else {
             // Tapped differences of all eight columns in 16-bit lanes (below
-            // 2^14 in magnitude), then those of the sites.
+            // 2^14 in magnitude). The blend's madd reads only the low halves
+            // of the 32-bit lanes, those of the sites: no sign extension.
             auto taps = [](const E* a, const E* b, const E* c) {
                 auto term = [](const E* p, int32_t tap) {
                     return _mm_mullo_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
                                            _mm_set1_epi16(static_cast<int16_t>(tap)));
                 };
-                const __m128i v = _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
-                                                term(c, kTaps[2]));
-                return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+                return _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                     term(c, kTaps[2]));
             };
             const E* const* dv = n.dvRows;
             d[0] = taps(dv[2] + at, dv[1] + at, dv[0] + at);

@@ -173,7 +173,8 @@ inline __m128i mul16(__m128i a, __m128i b) {
     return _mm_madd_epi16(a, b);
 }
 // Σ w[k] * d[k] for 8-bit samples: weights below 2^13, the differences
-// (tapped ones too) below 2^15.
+// (tapped ones too) below 2^15. With the weights' high halves 0, madd reads
+// only the differences' low ones.
 inline __m128i weighted(const __m128i w[4], const __m128i d[4]) {
     return _mm_add_epi32(_mm_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
                          _mm_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
