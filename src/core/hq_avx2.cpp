@@ -156,9 +156,8 @@ inline __m256i total(const __m256i w[4]) {
     b = blend(g, w, db, max);
 }
 
-inline __m256i greenStep(__m256i g0, __m256i g1, __m256i g2) {
-    return _mm256_add_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)),
-                            _mm256_abs_epi32(_mm256_sub_epi32(g1, g2)));
+inline __m256i greenStep(__m256i g0, __m256i g1) {
+    return _mm256_slli_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)), 1);
 }
 
 constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
@@ -340,7 +339,7 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m256i g1 = evens(n.green[2 + dy] + at + dx);
             d[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
-            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            s[k] = greenStep(g0, g1);
         }
         const __m256i v = colourAt(g0, d, s, n.eps, n.max);
         const __m256i none = _mm256_setzero_si256();
@@ -363,7 +362,7 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m256i g1 = evens(n.green[2 + dy] + at + dx);
-            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            s[k] = greenStep(g0, g1);
             sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
             estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
         }

@@ -490,7 +490,7 @@ void otherRow(const Frame<T>& f, int32_t r) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
             d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            steps[k] = greenStep(g0, g1);
         }
         const __m128i v = sse41::colourAt<kWide<T>>(g0, d, steps, f.epsColour, f.max);
         const __m128i none = _mm_setzero_si128();
@@ -549,7 +549,7 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            steps[k] = greenStep(g0, g1);
             sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
             estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
         }
