@@ -1,5 +1,5 @@
 // The scalar frame walk of method 3 over line buffers: rows of the
-// difference planes run eight rows ahead of the output, green three, the
+// difference planes run seven rows ahead of the output, green two, the
 // other colour at red and blue sites one. Every plane is a ring of rows read
 // through the mirror rule, so borders need no passes of their own.
 #pragma once
@@ -19,7 +19,7 @@ namespace tav::hq {
 constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plane
 constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
-constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
+constexpr int32_t kAheadDiff = 7, kAheadGreen = 2, kAheadOther = 1;
 
 // Rows of kReach-padded sums the green pass keeps: the column index, a ring
 // of five-row sums of vertical gradients (row r's sums below are row
@@ -51,10 +51,10 @@ constexpr int64_t workBytes(int32_t width) {
 }
 
 // Rows a band computes above its first output row: that row reads the other
-// colour one row up and green two; the other colour reads green two rows
-// further; green reads the window sums kWindowLength - 1 rows above it, and
-// the vertical gradients there the differences one row beyond.
-constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 2,
+// colour and green one row up; the other colour reads green one row further;
+// green reads the window sums kWindowLength - 1 rows above it, and the
+// vertical gradients there the differences one row beyond.
+constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 1,
                   kBackDiff = kBackGreen + kWindowLength - 1 + 1;
 
 // Vector steps start at column 2 and end 2 columns (four-site steps) or 3
