@@ -130,10 +130,12 @@ inline __m256i total(const __m256i w[4]) {
 
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
                                                const __m256i steps[4], uint32_t eps, int32_t max) {
+    // Opposite neighbours share their disagreement.
+    const __m256i agree[2] = {_mm256_abs_epi32(_mm256_sub_epi32(d[0], d[1])),
+                              _mm256_abs_epi32(_mm256_sub_epi32(d[2], d[3]))};
     __m256i s[4];
 #pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k)
-        s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
+    for (int k = 0; k < 4; ++k) s[k] = _mm256_add_epi32(steps[k], agree[k >> 1]);
     __m256i w[4];
     weights4(s, eps, w);
     return blend(g, w, d, max);
@@ -142,14 +144,15 @@ inline __m256i total(const __m256i w[4]) {
 [[gnu::always_inline]] inline void coloursAt(__m256i g, const __m256i da[4], const __m256i db[4],
                                              const __m256i steps[4], uint32_t eps, int32_t max,
                                              __m256i& a, __m256i& b) {
+    // Opposite neighbours share their disagreements.
+    auto apart = [](const __m256i v[4], int k) {
+        return _mm256_abs_epi32(_mm256_sub_epi32(v[k], v[k + 1]));
+    };
+    const __m256i agree[2] = {_mm256_add_epi32(apart(da, 0), apart(db, 0)),
+                              _mm256_add_epi32(apart(da, 2), apart(db, 2))};
     __m256i s[4];
 #pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k) {
-        const __m256i agree =
-            _mm256_add_epi32(_mm256_abs_epi32(_mm256_sub_epi32(da[k], da[k ^ 1])),
-                             _mm256_abs_epi32(_mm256_sub_epi32(db[k], db[k ^ 1])));
-        s[k] = _mm256_add_epi32(steps[k], agree);
-    }
+    for (int k = 0; k < 4; ++k) s[k] = _mm256_add_epi32(steps[k], agree[k >> 1]);
     __m256i w[4];
     weights4(s, eps, w);
     a = blend(g, w, da, max);

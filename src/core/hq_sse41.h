@@ -232,10 +232,12 @@ template <bool kWide>
 template <bool kWide>
 [[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
                                                const __m128i steps[4], uint32_t eps, int32_t max) {
+    // Opposite neighbours share their disagreement.
+    const __m128i agree[2] = {_mm_abs_epi32(_mm_sub_epi32(d[0], d[1])),
+                              _mm_abs_epi32(_mm_sub_epi32(d[2], d[3]))};
     __m128i s[4];
 #pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k)
-        s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
+    for (int k = 0; k < 4; ++k) s[k] = _mm_add_epi32(steps[k], agree[k >> 1]);
     __m128i w[4];
     weights4(s, eps, w);
     return blend<kWide>(g, w, d, max);
@@ -246,13 +248,15 @@ template <bool kWide>
 [[gnu::always_inline]] inline void coloursAt(__m128i g, const __m128i da[4], const __m128i db[4],
                                              const __m128i steps[4], uint32_t eps, int32_t max,
                                              __m128i& a, __m128i& b) {
+    // Opposite neighbours share their disagreements.
+    auto apart = [](const __m128i v[4], int k) {
+        return _mm_abs_epi32(_mm_sub_epi32(v[k], v[k + 1]));
+    };
+    const __m128i agree[2] = {_mm_add_epi32(apart(da, 0), apart(db, 0)),
+                              _mm_add_epi32(apart(da, 2), apart(db, 2))};
     __m128i s[4];
 #pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k) {
-        s[k] =
-            _mm_add_epi32(_mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(da[k], da[k ^ 1]))),
-                          _mm_abs_epi32(_mm_sub_epi32(db[k], db[k ^ 1])));
-    }
+    for (int k = 0; k < 4; ++k) s[k] = _mm_add_epi32(steps[k], agree[k >> 1]);
     __m128i w[4];
     weights4(s, eps, w);
     a = blend<kWide>(g, w, da, max);
