@@ -22,23 +22,19 @@ inline __m256i evens(const uint16_t* p) {
     return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
                             _mm256_set1_epi32(0xFFFF));
 }
+// The 16-bit elements read this way are colours, never negative.
 inline __m256i evens(const int16_t* p) {
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+    return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)), set1(0xFFFF));
 }
 inline __m256i evens(const uint8_t* p) {
-    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    return _mm256_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1)));
+    return _mm256_and_si256(
+        _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))), set1(0xFF));
 }
 
-// Sixteen columns from the values at their even (e) and odd (o) columns.
-struct Columns16 {
-    __m256i lo, hi;
-};
-inline Columns16 mergeEvens(__m256i e, __m256i o) {
-    const __m256i a = _mm256_unpacklo_epi32(e, o), b = _mm256_unpackhi_epi32(e, o);
-    return {_mm256_permute2x128_si256(a, b, 0x20), _mm256_permute2x128_si256(a, b, 0x31)};
+// Sixteen columns in 16-bit lanes from the values at their even (e) and odd
+// (o) columns, samples in range.
+inline __m256i interleave(__m256i e, __m256i o) {
+    return _mm256_or_si256(e, _mm256_slli_epi32(o, 16));
 }
 // Sixteen columns of a plane from its even (e) and odd (o) columns, values
 // that fit 16 bits.
@@ -46,63 +42,49 @@ inline void storeEvens(int16_t* p, __m256i e, __m256i o) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p),
                         _mm256_blend_epi16(e, _mm256_slli_epi32(o, 16), 0xAA));
 }
-inline void storeBytes16(uint8_t* p, Columns16 v) {
-    const __m256i words =
-        _mm256_permute4x64_epi64(_mm256_packus_epi32(v.lo, v.hi), _MM_SHUFFLE(3, 1, 2, 0));
-    _mm_storeu_si128(
-        reinterpret_cast<__m128i*>(p),
-        _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
+// Sixteen bytes each of two rows of sixteen columns in 16-bit lanes.
+inline void storeBytes(uint8_t* p, __m256i a, uint8_t* q, __m256i b) {
+    const __m256i bytes =
+        _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), _MM_SHUFFLE(3, 1, 2, 0));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(q), _mm256_extracti128_si256(bytes, 1));
 }
 
 inline __m256i clamp(__m256i v, int32_t hi) {
     return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
 }
 
-// Floor quotients, b > 0, |a| + b < 2^24: single precision is exact there.
-inline __m256i floorDivSmall(__m256i a, __m256i b) {
-    return _mm256_cvttps_epi32(
-        _mm256_floor_ps(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b))));
+// Floor quotients, a >= 0, b > 0, a + b < 2^24: single precision is exact
+// there, and truncation is the floor. The blends bias their quotients by
+// kBias to keep the dividends non-negative (a colour estimate before the
+// clamp lies above -kBias): a truncation instead of a floor and truncation.
+constexpr int32_t kBias = 256;
+inline __m256i divSmall(__m256i a, __m256i b) {
+    return _mm256_cvttps_epi32(_mm256_div_ps(_mm256_cvtepi32_ps(a), _mm256_cvtepi32_ps(b)));
+}
+inline __m256i unbias(__m256i q, int32_t max) {
+    return _mm256_sub_epi32(_mm256_min_epi32(_mm256_max_epi32(q, set1(kBias)), set1(kBias + max)),
+                            set1(kBias));
 }
 
-// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
-struct ByteTable {
-    uint8_t lo[16], hi[16];
-};
-constexpr ByteTable invSquareTable() {
-    ByteTable t{};
-    for (int i = 0; i < 16; ++i) {
-        t.lo[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
-        t.hi[i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
-    }
-    return t;
-}
-alignas(16) constexpr ByteTable kTable = invSquareTable();
-
-// weights4 of hq_rules.h for each lane. Inlined, so that the four-lane
-// arrays stay in registers.
+// weights4 of hq_rules.h for each lane, by the float devices of hq_sse41.h.
+// Inlined, so that the four-lane arrays stay in registers.
 [[gnu::always_inline]] inline void weights4(const __m256i s[4], uint32_t eps, __m256i w[4]) {
-    const __m256i lo =
-        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.lo)));
-    const __m256i hi =
-        _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kTable.hi)));
-    // Biased exponents: their differences are those of the bit lengths.
-    __m256i e[4], m[4];
-    __m256i least = set1(255);
+    __m256i c[4];
+    __m256i least = set1(INT32_MAX);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m256i v = _mm256_add_epi32(s[k], set1(static_cast<int32_t>(eps)));
-        const __m256i bits = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
-        e[k] = _mm256_srli_epi32(bits, 23);
-        m[k] = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi32(bits, 19), set1(15)),
-                               set1(static_cast<int32_t>(0x80808000u)));
-        least = _mm256_min_epu32(least, e[k]);
+        c[k] = _mm256_castps_si256(_mm256_cvtepi32_ps(v));
+        least = _mm256_min_epi32(least, c[k]);
     }
+    const __m256i top =
+        _mm256_add_epi32(set1((127 + kTopWeight) << kLogFrac),
+                         _mm256_slli_epi32(_mm256_and_si256(least, set1(-(1 << kLogFrac))), 1));
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        const __m256i t = _mm256_or_si256(_mm256_shuffle_epi8(lo, m[k]),
-                                          _mm256_slli_epi32(_mm256_shuffle_epi8(hi, m[k]), 8));
-        // Shifts past 31 give 0, as do those past 15 of the scalar rule (t < 2^13).
-        w[k] = _mm256_srlv_epi32(t, _mm256_slli_epi32(_mm256_sub_epi32(e[k], least), 1));
+        const __m256i code = _mm256_sub_epi32(top, _mm256_slli_epi32(c[k], 1));
+        w[k] = _mm256_cvttps_epi32(_mm256_castsi256_ps(code));
     }
 }
 
@@ -112,6 +94,7 @@ inline __m256i mul16(__m256i a, __m256i b) {
 }
 
 // Weights stay below 2^13 and the differences (tapped ones too) below 2^15.
+// With the weights' high halves 0, madd reads only the differences' low ones.
 inline __m256i weighted(const __m256i w[4], const __m256i d[4]) {
     return _mm256_add_epi32(_mm256_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
                             _mm256_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
@@ -125,33 +108,59 @@ inline __m256i total(const __m256i w[4]) {
     __m256i w[4];
     weights4(s, eps, w);
     // The weights' total (below 2^15) and base (below 2^12) fit madd; the
-    // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and the
-    // total divide exactly in single precision.
+    // dividend stays within [0, 2^30), so shifted by kTapShift + kFrac it and
+    // the total divide exactly in single precision.
     const __m256i sum = total(w);
-    const __m256i base = _mm256_add_epi32(_mm256_slli_epi32(c, kFrac), set1(1 << (kFrac - 1)));
+    const __m256i base = _mm256_add_epi32(
+        _mm256_slli_epi32(_mm256_add_epi32(c, set1(kBias)), kFrac), set1(1 << (kFrac - 1)));
     const __m256i a =
         _mm256_add_epi32(_mm256_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
-    return clamp(floorDivSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
+    return unbias(divSmall(_mm256_srai_epi32(a, kTapShift + kFrac), sum), max);
+}
+
+[[gnu::always_inline]] inline __m256i blend(__m256i g, const __m256i w[4], const __m256i d[4],
+                                            int32_t max) {
+    const __m256i den = total(w);
+    // g + kBias below 2^9, the weights' total below 2^15.
+    const __m256i a = _mm256_add_epi32(
+        _mm256_sub_epi32(mul16(_mm256_add_epi32(g, set1(kBias)), den), weighted(w, d)),
+        _mm256_srli_epi32(den, 1));
+    return unbias(divSmall(a, den), max);
 }
 
 [[gnu::always_inline]] inline __m256i colourAt(__m256i g, const __m256i d[4],
                                                const __m256i steps[4], uint32_t eps, int32_t max) {
+    // Opposite neighbours share their disagreement.
+    const __m256i agree[2] = {_mm256_abs_epi32(_mm256_sub_epi32(d[0], d[1])),
+                              _mm256_abs_epi32(_mm256_sub_epi32(d[2], d[3]))};
     __m256i s[4];
 #pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k)
-        s[k] = _mm256_add_epi32(steps[k], _mm256_abs_epi32(_mm256_sub_epi32(d[k], d[k ^ 1])));
+    for (int k = 0; k < 4; ++k) s[k] = _mm256_add_epi32(steps[k], agree[k >> 1]);
     __m256i w[4];
     weights4(s, eps, w);
-    const __m256i den = total(w);
-    // g below 2^8, the weights' total below 2^15.
-    const __m256i a = _mm256_add_epi32(_mm256_sub_epi32(mul16(g, den), weighted(w, d)),
-                                       _mm256_srli_epi32(den, 1));
-    return clamp(floorDivSmall(a, den), max);
+    return blend(g, w, d, max);
 }
 
-inline __m256i greenStep(__m256i g0, __m256i g1, __m256i g2) {
-    return _mm256_add_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)),
-                            _mm256_abs_epi32(_mm256_sub_epi32(g1, g2)));
+[[gnu::always_inline]] inline void coloursAt(__m256i g, const __m256i da[4], const __m256i db[4],
+                                             const __m256i steps[4], uint32_t eps, int32_t max,
+                                             __m256i& a, __m256i& b) {
+    // Opposite neighbours share their disagreements.
+    auto apart = [](const __m256i v[4], int k) {
+        return _mm256_abs_epi32(_mm256_sub_epi32(v[k], v[k + 1]));
+    };
+    const __m256i agree[2] = {_mm256_add_epi32(apart(da, 0), apart(db, 0)),
+                              _mm256_add_epi32(apart(da, 2), apart(db, 2))};
+    __m256i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) s[k] = _mm256_add_epi32(steps[k], agree[k >> 1]);
+    __m256i w[4];
+    weights4(s, eps, w);
+    a = blend(g, w, da, max);
+    b = blend(g, w, db, max);
+}
+
+inline __m256i greenStep(__m256i g0, __m256i g1) {
+    return _mm256_slli_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)), 1);
 }
 
 constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
@@ -277,29 +286,36 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
                     int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
+        // Window sums in 16-bit lanes over all sixteen columns (below 2^16:
+        // five three-row sums or three five-row sums of gradients below
+        // 2^12), then those of the sites.
+        auto at16 = [](const uint16_t* p) {
+            return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+        };
+        auto sites = [](__m256i v) { return _mm256_and_si256(v, set1(0xFFFF)); };
         auto sum5 = [&](int32_t from) {
-            __m256i v = evens(r.across + from);
+            __m256i v = at16(r.across + from);
 #pragma GCC unroll 4
             for (int k = 1; k < kWindowLength; ++k)
-                v = _mm256_add_epi32(v, evens(r.across + from + k));
-            return v;
+                v = _mm256_add_epi16(v, at16(r.across + from + k));
+            return sites(v);
         };
         auto sum3 = [&](const uint16_t* p) {
-            return _mm256_add_epi32(_mm256_add_epi32(evens(p + at - 1), evens(p + at)),
-                                    evens(p + at + 1));
+            return sites(_mm256_add_epi16(_mm256_add_epi16(at16(p + at - 1), at16(p + at)),
+                                          at16(p + at + 1)));
         };
         const __m256i sums[4] = {sum3(r.north), sum3(r.south), sum5(at - kWindowLength + 1),
                                  sum5(at)};
         // Tapped differences of all sixteen columns in 16-bit lanes (below
-        // 2^14 in magnitude), then those of the sites.
+        // 2^14 in magnitude). The blend's madd reads only the low halves of
+        // the 32-bit lanes, those of the sites: no sign extension.
         auto taps = [](const int16_t* a, const int16_t* b, const int16_t* c) {
             auto term = [](const int16_t* p, int32_t tap) {
                 return _mm256_mullo_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
                                           _mm256_set1_epi16(static_cast<int16_t>(tap)));
             };
-            const __m256i v = _mm256_add_epi16(
-                _mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])), term(c, kTaps[2]));
-            return _mm256_srai_epi32(_mm256_slli_epi32(v, 16), 16);
+            return _mm256_add_epi16(_mm256_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                    term(c, kTaps[2]));
         };
         const __m256i d[4] = {taps(r.dv[2] + at, r.dv[1] + at, r.dv[0] + at),
                               taps(r.dv[2] + at, r.dv[3] + at, r.dv[4] + at),
@@ -326,7 +342,7 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m256i g1 = evens(n.green[2 + dy] + at + dx);
             d[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
-            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            s[k] = greenStep(g0, g1);
         }
         const __m256i v = colourAt(g0, d, s, n.eps, n.max);
         const __m256i none = _mm256_setzero_si256();
@@ -349,23 +365,27 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m256i g1 = evens(n.green[2 + dy] + at + dx);
-            s[k] = greenStep(g0, g1, evens(n.green[2 + 2 * dy] + at + 2 * dx));
+            s[k] = greenStep(g0, g1);
             sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
             estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
         }
         // Row neighbours have the row's colour as a sample, column ones the other.
         const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-        const __m256i fromRow = colourAt(g0, dRow, s, n.eps, n.max);
-        const __m256i fromCol = colourAt(g0, dCol, s, n.eps, n.max);
+        __m256i fromRow, fromCol;
+        coloursAt(g0, dRow, dCol, s, n.eps, n.max, fromRow, fromCol);
         const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
         const __m256i gSite = evens(g + site);
         auto both = [&](__m256i atGreen, __m256i atSite) {
-            return greenFirst ? mergeEvens(atGreen, atSite) : mergeEvens(atSite, atGreen);
+            return greenFirst ? interleave(atGreen, atSite) : interleave(atSite, atGreen);
         };
-        storeBytes16(outR + x, redRow ? both(fromRow, c) : both(fromCol, o));
-        storeBytes16(outG + x, both(g0, gSite));
-        storeBytes16(outB + x, redRow ? both(fromCol, o) : both(fromRow, c));
+        const __m256i r = redRow ? both(fromRow, c) : both(fromCol, o);
+        const __m256i b = redRow ? both(fromCol, o) : both(fromRow, c);
+        const __m256i green = both(g0, gSite);
+        storeBytes(outR + x, r, outB + x, b);
+        const __m256i greenBytes =
+            _mm256_permute4x64_epi64(_mm256_packus_epi16(green, green), _MM_SHUFFLE(3, 1, 2, 0));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(outG + x), _mm256_castsi256_si128(greenBytes));
     }
 }
 

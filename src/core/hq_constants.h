@@ -32,9 +32,11 @@ constexpr int32_t kFrac = 3;
 constexpr int32_t kTapShift = 3;
 static_assert(kTapSum == 1 << kTapShift, "kTapSum must be a power of two");
 
-// 2^20 / m^2 for m = 16..31, rounded.
-constexpr int32_t kInvSquare[16] = {4096, 3628, 3236, 2905, 2621, 2378, 2166, 1982,
-                                    1820, 1678, 1551, 1438, 1337, 1247, 1165, 1091};
+// Weights carry their logarithm in the layout of a float's bits: bit
+// length - 1 above kLogFrac bits of mantissa (a value below 2^24 converts to
+// a float exactly). The largest weight lies in (2^(kTopWeight - 2), 2^kTopWeight].
+constexpr int32_t kLogFrac = 23;
+constexpr int32_t kTopWeight = 12;
 
 // Window sums of gradients on each side of a site: north, rows -4..0 and
 // columns -1..1 of the vertical gradients; south, rows 0..4; west and east

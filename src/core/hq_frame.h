@@ -1,5 +1,5 @@
 // The scalar frame walk of method 3 over line buffers: rows of the
-// difference planes run eight rows ahead of the output, green three, the
+// difference planes run seven rows ahead of the output, green two, the
 // other colour at red and blue sites one. Every plane is a ring of rows read
 // through the mirror rule, so borders need no passes of their own.
 #pragma once
@@ -19,7 +19,7 @@ namespace tav::hq {
 constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plane
 constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
-constexpr int32_t kAheadDiff = 8, kAheadGreen = 3, kAheadOther = 1;
+constexpr int32_t kAheadDiff = 7, kAheadGreen = 2, kAheadOther = 1;
 
 // Rows of kReach-padded sums the green pass keeps: the column index, a ring
 // of five-row sums of vertical gradients (row r's sums below are row
@@ -51,10 +51,10 @@ constexpr int64_t workBytes(int32_t width) {
 }
 
 // Rows a band computes above its first output row: that row reads the other
-// colour one row up and green two; the other colour reads green two rows
-// further; green reads the window sums kWindowLength - 1 rows above it, and
-// the vertical gradients there the differences one row beyond.
-constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 2,
+// colour and green one row up; the other colour reads green one row further;
+// green reads the window sums kWindowLength - 1 rows above it, and the
+// vertical gradients there the differences one row beyond.
+constexpr int32_t kBackOther = 1, kBackGreen = kBackOther + 1,
                   kBackDiff = kBackGreen + kWindowLength - 1 + 1;
 
 // Vector steps start at column 2 and end 2 columns (four-site steps) or 3
@@ -339,16 +339,30 @@ void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
         using namespace sse41;
         const bool greenFirst = f.isGreen(r, x);
         const int32_t at = greenFirst ? x + 1 : x, i = at + kReach;
+        // For 8-bit samples the sums fit 16 bits (five three-row sums or three
+        // five-row sums of gradients below 2^12): all eight columns add in
+        // 16-bit lanes, then the sites' are masked out.
+        auto add = [](__m128i a, __m128i b) {
+            return sizeof(T) == 1 ? _mm_add_epi16(a, b) : _mm_add_epi32(a, b);
+        };
+        auto load = [](const Sum<T>* p) {
+            if constexpr (sizeof(T) == 1) {
+                return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            } else {
+                return everyOther(p);
+            }
+        };
+        auto sites = [](__m128i v) {
+            return sizeof(T) == 1 ? _mm_and_si128(v, _mm_set1_epi32(0xFFFF)) : v;
+        };
         auto sum5 = [&](int32_t from) {
-            __m128i v = everyOther(f.across + from);
+            __m128i v = load(f.across + from);
 #pragma GCC unroll 4
-            for (int k = 1; k < kWindowLength; ++k)
-                v = _mm_add_epi32(v, everyOther(f.across + from + k));
-            return v;
+            for (int k = 1; k < kWindowLength; ++k) v = add(v, load(f.across + from + k));
+            return sites(v);
         };
         auto sum3 = [&](const Sum<T>* p) {
-            return _mm_add_epi32(_mm_add_epi32(everyOther(p + i - 1), everyOther(p + i)),
-                                 everyOther(p + i + 1));
+            return sites(add(add(load(p + i - 1), load(p + i)), load(p + i + 1)));
         };
         const __m128i sums[4] = {sum3(north), sum3(south), sum5(i - kWindowLength + 1), sum5(i)};
         __m128i d[4] = {_mm_setzero_si128(), _mm_setzero_si128(), _mm_setzero_si128(),
@@ -365,15 +379,15 @@ void greenRow(const Frame<T>& f, int32_t r, int32_t first) {
             }
         } else {
             // Tapped differences of all eight columns in 16-bit lanes (below
-            // 2^14 in magnitude), then those of the sites.
+            // 2^14 in magnitude). The blend's madd reads only the low halves
+            // of the 32-bit lanes, those of the sites: no sign extension.
             auto taps = [](const E* a, const E* b, const E* c) {
                 auto term = [](const E* p, int32_t tap) {
                     return _mm_mullo_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
                                            _mm_set1_epi16(static_cast<int16_t>(tap)));
                 };
-                const __m128i v = _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
-                                                term(c, kTaps[2]));
-                return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16);
+                return _mm_add_epi16(_mm_add_epi16(term(a, kTaps[0]), term(b, kTaps[1])),
+                                     term(c, kTaps[2]));
             };
             const E* const* dv = n.dvRows;
             d[0] = taps(dv[2] + at, dv[1] + at, dv[0] + at);
@@ -476,7 +490,7 @@ void otherRow(const Frame<T>& f, int32_t r) {
             const int32_t dy = kDiagY[k], dx = kDiagX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
             d[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
-            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            steps[k] = greenStep(g0, g1);
         }
         const __m128i v = sse41::colourAt<kWide<T>>(g0, d, steps, f.epsColour, f.max);
         const __m128i none = _mm_setzero_si128();
@@ -508,12 +522,15 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             r = red ? s[x] : o[x];
             b = red ? o[x] : s[x];
         } else {
-            int32_t steps[4];
+            int32_t steps[4], dr[4], db[4];
             greenSteps(n, kAxisY, kAxisX, steps);
-            n.red = true;
-            r = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
-            n.red = false;
-            b = colourAt<Acc>(n, kAxisY, kAxisX, steps, f.epsColour, f.max);
+            for (int k = 0; k < 4; ++k) {
+                n.red = true;
+                dr[k] = n.d(kAxisY[k], kAxisX[k]);
+                n.red = false;
+                db[k] = n.d(kAxisY[k], kAxisX[k]);
+            }
+            coloursAt<Acc>(g[x], dr, db, steps, f.epsColour, f.max, r, b);
         }
         f.outR[x] = static_cast<T>(r);
         f.outG[x] = static_cast<T>(g[x]);
@@ -532,7 +549,7 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         for (int k = 0; k < 4; ++k) {
             const int32_t dy = kAxisY[k], dx = kAxisX[k];
             const __m128i g1 = everyOther(n.greenRows[2 + dy] + at + dx);
-            steps[k] = greenStep(g0, g1, everyOther(n.greenRows[2 + 2 * dy] + at + 2 * dx));
+            steps[k] = greenStep(g0, g1);
             sample[k] = _mm_sub_epi32(g1, everyOther(n.srcRows[1 + dy] + at + dx));
             estimate[k] = _mm_sub_epi32(g1, everyOther(n.otherRows[1 + dy] + at + dx));
         }
@@ -540,8 +557,8 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         // the column's as an estimate; column neighbours the other way.
         const __m128i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
         const __m128i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-        const __m128i fromRow = sse41::colourAt<kWide<T>>(g0, dRow, steps, f.epsColour, f.max);
-        const __m128i fromCol = sse41::colourAt<kWide<T>>(g0, dCol, steps, f.epsColour, f.max);
+        __m128i fromRow, fromCol;
+        sse41::coloursAt<kWide<T>>(g0, dRow, dCol, steps, f.epsColour, f.max, fromRow, fromCol);
         // At red and blue sites the row's colour is the sample.
         const __m128i c = everyOther(s + site), other = everyOther(o + site);
         const __m128i gSite = everyOther(g + site);

@@ -12,8 +12,9 @@
 // 3. Green at red and blue sites: the site value plus the weighted mean of
 //    the one-sided (tapered) colour differences of the four directions.
 // 4. The other colour at red and blue sites from the four diagonal colour
-//    differences, then red and blue at green sites from the four axial ones,
-//    each weighted by how smooth green and the differences run that way.
+//    differences, then red and blue at green sites from the four axial ones
+//    (one set of weights for both), each weighted by how smooth green and
+//    the differences run that way.
 // Integer arithmetic throughout; every rule is symmetric under reflection,
 // so planes of mirrored rows equal the mirrored planes, and the frame walk
 // reads every plane through the mirror rule.
@@ -55,22 +56,33 @@ inline int32_t directional(int32_t c, int32_t a1, int32_t b1, int32_t a2, int32_
     return green ? (c << kFrac) - est : est - (c << kFrac);
 }
 
-// Relative weights 1 / (s + eps)^2 of four directions, the largest between
-// 1024 and 4096: a four-bit mantissa looked up, the exponent shifted out
-// relative to the smallest sum.
+// Bit length - 1 of v (0 < v < 2^24) above its next kLogFrac bits: log2(v)
+// to within 0.09, linear between powers of two.
+inline int32_t logCode(uint32_t v) {
+    const int32_t e = 31 - __builtin_clz(v);
+    return (e << kLogFrac) | static_cast<int32_t>((v << (kLogFrac - e)) & ((1u << kLogFrac) - 1));
+}
+
+// The integer part of 2^(c / 2^kLogFrac), from the same linear form.
+inline int32_t fromLogCode(int32_t c) {
+    if (c < 0) return 0;
+    const int32_t e = c >> kLogFrac;
+    return ((1 << kLogFrac) | (c & ((1 << kLogFrac) - 1))) >> (kLogFrac - e);
+}
+
+// Relative weights 1 / (s + eps)^2 of four directions, the largest in
+// (2^(kTopWeight - 2), 2^kTopWeight]: in the log domain, twice the log of each
+// sum taken from that of the smallest sum's power of two. The log form costs
+// a few integer steps a lane where a table and a shift cost twice that.
 inline void weights4(const uint32_t s[4], uint32_t eps, int32_t w[4]) {
-    int32_t e[4], m[4];
-    int32_t least = 63;
+    int32_t c[4];
+    int32_t least = INT32_MAX;
     for (int k = 0; k < 4; ++k) {
-        const uint32_t v = s[k] + eps;
-        e[k] = 31 - __builtin_clz(v);
-        m[k] = (e[k] >= 4 ? v >> (e[k] - 4) : v << (4 - e[k])) & 15;
-        least = e[k] < least ? e[k] : least;
+        c[k] = logCode(s[k] + eps);
+        least = c[k] < least ? c[k] : least;
     }
-    for (int k = 0; k < 4; ++k) {
-        const int32_t shift = 2 * (e[k] - least);
-        w[k] = shift > 15 ? 0 : kInvSquare[m[k]] >> shift;
-    }
+    const int32_t base = least & ~((1 << kLogFrac) - 1);
+    for (int k = 0; k < 4; ++k) w[k] = fromLogCode((kTopWeight << kLogFrac) - 2 * (c[k] - base));
 }
 
 // Products and quotients of the blends run in Acc: 32 bits hold them for
@@ -99,15 +111,21 @@ int32_t greenAt(const N& n, int32_t c, uint32_t eps, int32_t max) {
     return clampTo(static_cast<int32_t>(g), 0, max);
 }
 
-// How smoothly green runs from a site through each of four neighbours k at
-// (dy[k], dx[k]) and on: |g0 - g1| + |g1 - g2|. `n.g` is green.
+// How smoothly green runs from a site to each of four neighbours k at
+// (dy[k], dx[k]): 2 |g0 - g1|. `n.g` is green. (A second step on, to the
+// sample beyond, scored no better on photographs and costs a row of reach.)
 template <class N>
 void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t steps[4]) {
     const int32_t g = n.g(0, 0);
-    for (int k = 0; k < 4; ++k) {
-        const int32_t g1 = n.g(dy[k], dx[k]), g2 = n.g(2 * dy[k], 2 * dx[k]);
-        steps[k] = std::abs(g - g1) + std::abs(g1 - g2);
-    }
+    for (int k = 0; k < 4; ++k) steps[k] = 2 * std::abs(g - n.g(dy[k], dx[k]));
+}
+
+// g minus the weighted mean of d[k], rounded, clamped to [0, max].
+template <typename Acc>
+int32_t blend(int32_t g, const int32_t w[4], const int32_t d[4], int32_t max) {
+    const Acc den = w[0] + w[1] + w[2] + w[3];
+    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
+    return clampTo(static_cast<int32_t>(floorDiv<Acc>(Acc{g} * den - num + den / 2, den)), 0, max);
 }
 
 // A missing colour at a site of green g, from the four neighbours k at
@@ -117,16 +135,31 @@ void greenSteps(const N& n, const int (&dy)[4], const int (&dx)[4], int32_t step
 template <typename Acc, class N>
 int32_t colourAt(const N& n, const int (&dy)[4], const int (&dx)[4], const int32_t steps[4],
                  uint32_t eps, int32_t max) {
-    const Acc g = n.g(0, 0);
     int32_t d[4];
     for (int k = 0; k < 4; ++k) d[k] = n.d(dy[k], dx[k]);
     uint32_t s[4];
     for (int k = 0; k < 4; ++k) s[k] = static_cast<uint32_t>(steps[k] + std::abs(d[k] - d[k ^ 1]));
     int32_t w[4];
     weights4(s, eps, w);
-    const Acc den = w[0] + w[1] + w[2] + w[3];
-    const Acc num = Acc{w[0]} * d[0] + Acc{w[1]} * d[1] + Acc{w[2]} * d[2] + Acc{w[3]} * d[3];
-    return clampTo(static_cast<int32_t>(floorDiv<Acc>(g * den - num + den / 2, den)), 0, max);
+    return blend<Acc>(n.g(0, 0), w, d, max);
+}
+
+// Both missing colours at a green site, from the four axial neighbours:
+// da and db are green minus either colour there. One set of weights serves
+// both, from the green steps and how both differences agree with the
+// opposite ones: an edge shows in either colour, and half the weights cost.
+template <typename Acc>
+void coloursAt(int32_t g, const int32_t da[4], const int32_t db[4], const int32_t steps[4],
+               uint32_t eps, int32_t max, int32_t& a, int32_t& b) {
+    uint32_t s[4];
+    for (int k = 0; k < 4; ++k) {
+        s[k] = static_cast<uint32_t>(steps[k] + std::abs(da[k] - da[k ^ 1]) +
+                                     std::abs(db[k] - db[k ^ 1]));
+    }
+    int32_t w[4];
+    weights4(s, eps, w);
+    a = blend<Acc>(g, w, da, max);
+    b = blend<Acc>(g, w, db, max);
 }
 
 }  // namespace tav::hq

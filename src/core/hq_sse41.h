@@ -52,14 +52,14 @@ inline __m128i everyOther(const int32_t* p) {
 inline __m128i everyOther(const uint32_t* p) {
     return everyOther(reinterpret_cast<const int32_t*>(p));
 }
+// The 16-bit elements read this way are colours, never negative.
 inline __m128i everyOther(const int16_t* p) {
-    return _mm_srai_epi32(_mm_slli_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), 16),
-                          16);
+    return _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)),
+                         _mm_set1_epi32(0xFFFF));
 }
 inline __m128i everyOther(const uint8_t* p) {
-    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
-    return _mm_cvtepu8_epi32(_mm_shuffle_epi8(
-        bytes, _mm_setr_epi8(0, 2, 4, 6, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1)));
+    return _mm_and_si128(_mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))),
+                         _mm_set1_epi32(0xFF));
 }
 inline __m128i everyOther(const uint16_t* p) {
     const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
@@ -95,11 +95,19 @@ inline __m128i clamp(__m128i v, int32_t hi) {
     return _mm_min_epi32(_mm_max_epi32(v, _mm_setzero_si128()), _mm_set1_epi32(hi));
 }
 
-// floorDiv for each lane, b > 0, |a| + b < 2^24: single precision is exact
-// there (the rounding error stays below 1 / b, the nearest a quotient other
-// than an integer comes to one).
-inline __m128i floorDivSmall(__m128i a, __m128i b) {
-    return _mm_cvttps_epi32(_mm_floor_ps(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b))));
+// floorDiv for each lane, a >= 0, b > 0, a + b < 2^24: single precision is
+// exact there (the rounding error stays below 1 / b, the nearest a quotient
+// other than an integer comes to one) and truncation is the floor. The blends
+// of 8-bit samples bias their quotients by kBias to keep the dividends
+// non-negative (a colour estimate before the clamp lies above -kBias).
+inline constexpr int32_t kBias = 256;
+inline __m128i divSmall(__m128i a, __m128i b) {
+    return _mm_cvttps_epi32(_mm_div_ps(_mm_cvtepi32_ps(a), _mm_cvtepi32_ps(b)));
+}
+inline __m128i unbias(__m128i q, int32_t max) {
+    return _mm_sub_epi32(
+        _mm_min_epi32(_mm_max_epi32(q, _mm_set1_epi32(kBias)), _mm_set1_epi32(kBias + max)),
+        _mm_set1_epi32(kBias));
 }
 
 // Four lanes in double precision, two at a time.
@@ -136,44 +144,27 @@ inline Doubles negate(Doubles v) {
     return {_mm_sub_pd(zero, v.lo), _mm_sub_pd(zero, v.hi)};
 }
 
-// kInvSquare as two byte tables for pshufb: low bytes, then high bytes.
-struct ByteTable {
-    uint8_t b[32];
-};
-inline constexpr ByteTable kInvSquareTable = [] {
-    ByteTable t{};
-    for (int i = 0; i < 16; ++i) {
-        t.b[i] = static_cast<uint8_t>(kInvSquare[i] & 255);
-        t.b[16 + i] = static_cast<uint8_t>(kInvSquare[i] >> 8);
-    }
-    return t;
-}();
-// weights4 for each lane: s[k] the sums of direction k.
+// weights4 for each lane: s[k] the sums of direction k. A float's bits are
+// logCode plus the exponent bias, and the bits of a weight's log read as a
+// float truncate to fromLogCode (the bias cancels in the differences; no
+// weight's log falls below -2^kLogFrac * 36, so none turns negative).
 [[gnu::always_inline]] inline void weights4(const __m128i s[4], uint32_t eps, __m128i w[4]) {
-    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b));
-    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kInvSquareTable.b + 16));
-    __m128i e[4], m[4];
-    // Biased exponents: their differences are those of the bit lengths.
-    __m128i least = _mm_set1_epi32(255);
+    __m128i c[4];
+    __m128i least = _mm_set1_epi32(INT32_MAX);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
         const __m128i v = _mm_add_epi32(s[k], _mm_set1_epi32(static_cast<int32_t>(eps)));
-        const __m128i bits = _mm_castps_si128(_mm_cvtepi32_ps(v));
-        e[k] = _mm_srli_epi32(bits, 23);
-        m[k] = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(bits, 19), _mm_set1_epi32(15)),
-                            _mm_set1_epi32(static_cast<int32_t>(0x80808000u)));
-        least = _mm_min_epi32(least, e[k]);
+        c[k] = _mm_castps_si128(_mm_cvtepi32_ps(v));
+        least = _mm_min_epi32(least, c[k]);
     }
+    // The top weight's code, biased, plus twice the base.
+    const __m128i top =
+        _mm_add_epi32(_mm_set1_epi32((127 + kTopWeight) << kLogFrac),
+                      _mm_slli_epi32(_mm_and_si128(least, _mm_set1_epi32(-(1 << kLogFrac))), 1));
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-        const __m128i t =
-            _mm_or_si128(_mm_shuffle_epi8(lo, m[k]), _mm_slli_epi32(_mm_shuffle_epi8(hi, m[k]), 8));
-        // t >> shift as the truncated t * 2^-shift, exact in single precision
-        // (t < 2^13, shift <= 62); shifts past 15 give 0 there too.
-        const __m128i shift = _mm_slli_epi32(_mm_sub_epi32(e[k], least), 1);
-        const __m128 scale =
-            _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), shift), 23));
-        w[k] = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(t), scale));
+        const __m128i code = _mm_sub_epi32(top, _mm_slli_epi32(c[k], 1));
+        w[k] = _mm_cvttps_epi32(_mm_castsi128_ps(code));
     }
 }
 
@@ -182,7 +173,8 @@ inline __m128i mul16(__m128i a, __m128i b) {
     return _mm_madd_epi16(a, b);
 }
 // Σ w[k] * d[k] for 8-bit samples: weights below 2^13, the differences
-// (tapped ones too) below 2^15.
+// (tapped ones too) below 2^15. With the weights' high halves 0, madd reads
+// only the differences' low ones.
 inline __m128i weighted(const __m128i w[4], const __m128i d[4]) {
     return _mm_add_epi32(_mm_add_epi32(mul16(w[0], d[0]), mul16(w[1], d[1])),
                          _mm_add_epi32(mul16(w[2], d[2]), mul16(w[3], d[3])));
@@ -205,44 +197,75 @@ template <bool kWide>
         const Doubles zero{_mm_setzero_pd(), _mm_setzero_pd()};
         return clamp(floorDiv(weighted(mulAdd(zero, base, den), w, d), by), max);
     } else {
-        // base (below 2^12) and the weights' total (below 2^15) fit madd; the
-        // dividend stays within ±2^30, so shifted by kTapShift + kFrac it and
-        // the total divide exactly in single precision.
+        // The biased base (below 2^12) and the weights' total (below 2^15)
+        // fit madd; the dividend stays within [0, 2^30), so shifted by
+        // kTapShift + kFrac it and the total divide exactly in single precision.
         const __m128i sum = total(w);
+        const __m128i biased = _mm_add_epi32(base, _mm_set1_epi32(kBias << kFrac));
         const __m128i a =
-            _mm_add_epi32(_mm_slli_epi32(mul16(base, sum), kTapShift), weighted(w, d));
-        return clamp(floorDivSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
+            _mm_add_epi32(_mm_slli_epi32(mul16(biased, sum), kTapShift), weighted(w, d));
+        return unbias(divSmall(_mm_srai_epi32(a, kTapShift + kFrac), sum), max);
     }
 }
 
-// colourAt for four sites of green g, from the neighbours' differences d and
-// green steps. For 8-bit samples the dividend stays below 2^23: g and |d|
-// below 2^8, the weights' total below 2^15.
+// blend for four sites of green g. For 8-bit samples the dividend stays
+// within [0, 2^24 - 2^15): g + kBias below 2^9, |d| below 2^8, the weights'
+// total at most 2^14.
 template <bool kWide>
-[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
-                                               const __m128i steps[4], uint32_t eps, int32_t max) {
-    __m128i s[4];
-#pragma GCC unroll 4
-    for (int k = 0; k < 4; ++k)
-        s[k] = _mm_add_epi32(steps[k], _mm_abs_epi32(_mm_sub_epi32(d[k], d[k ^ 1])));
-    __m128i w[4];
-    weights4(s, eps, w);
+[[gnu::always_inline]] inline __m128i blend(__m128i g, const __m128i w[4], const __m128i d[4],
+                                            int32_t max) {
     const __m128i den = total(w);
     if constexpr (kWide) {
         const Doubles half = toDoubles(_mm_srli_epi32(den, 1));
         const Doubles a = mulAdd(negate(weighted(negate(half), w, d)), g, den);
         return clamp(floorDiv(a, den), max);
     } else {
-        const __m128i a =
-            _mm_add_epi32(_mm_sub_epi32(mul16(g, den), weighted(w, d)), _mm_srli_epi32(den, 1));
-        return clamp(floorDivSmall(a, den), max);
+        const __m128i biased = _mm_add_epi32(g, _mm_set1_epi32(kBias));
+        const __m128i a = _mm_add_epi32(_mm_sub_epi32(mul16(biased, den), weighted(w, d)),
+                                        _mm_srli_epi32(den, 1));
+        return unbias(divSmall(a, den), max);
     }
 }
 
-// greenSteps for four sites: g0 at the sites, g1 and g2 one and two steps on.
-inline __m128i greenStep(__m128i g0, __m128i g1, __m128i g2) {
-    return _mm_add_epi32(_mm_abs_epi32(_mm_sub_epi32(g0, g1)),
-                         _mm_abs_epi32(_mm_sub_epi32(g1, g2)));
+// colourAt for four sites of green g, from the neighbours' differences d and
+// green steps.
+template <bool kWide>
+[[gnu::always_inline]] inline __m128i colourAt(__m128i g, const __m128i d[4],
+                                               const __m128i steps[4], uint32_t eps, int32_t max) {
+    // Opposite neighbours share their disagreement.
+    const __m128i agree[2] = {_mm_abs_epi32(_mm_sub_epi32(d[0], d[1])),
+                              _mm_abs_epi32(_mm_sub_epi32(d[2], d[3]))};
+    __m128i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) s[k] = _mm_add_epi32(steps[k], agree[k >> 1]);
+    __m128i w[4];
+    weights4(s, eps, w);
+    return blend<kWide>(g, w, d, max);
+}
+
+// coloursAt for four green sites.
+template <bool kWide>
+[[gnu::always_inline]] inline void coloursAt(__m128i g, const __m128i da[4], const __m128i db[4],
+                                             const __m128i steps[4], uint32_t eps, int32_t max,
+                                             __m128i& a, __m128i& b) {
+    // Opposite neighbours share their disagreements.
+    auto apart = [](const __m128i v[4], int k) {
+        return _mm_abs_epi32(_mm_sub_epi32(v[k], v[k + 1]));
+    };
+    const __m128i agree[2] = {_mm_add_epi32(apart(da, 0), apart(db, 0)),
+                              _mm_add_epi32(apart(da, 2), apart(db, 2))};
+    __m128i s[4];
+#pragma GCC unroll 4
+    for (int k = 0; k < 4; ++k) s[k] = _mm_add_epi32(steps[k], agree[k >> 1]);
+    __m128i w[4];
+    weights4(s, eps, w);
+    a = blend<kWide>(g, w, da, max);
+    b = blend<kWide>(g, w, db, max);
+}
+
+// greenSteps for four sites: g0 at the sites, g1 one step on.
+inline __m128i greenStep(__m128i g0, __m128i g1) {
+    return _mm_slli_epi32(_mm_abs_epi32(_mm_sub_epi32(g0, g1)), 1);
 }
 
 }  // namespace tav::hq::sse41
