@@ -17,12 +17,8 @@ inline __m256i set1(int32_t v) {
 }
 
 // Every second value from p, sites 0..7 at p[0], p[2], ..., p[14] (reads
-// p[0..15]), widened to 32-bit lanes.
-inline __m256i evens(const uint16_t* p) {
-    return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)),
-                            _mm256_set1_epi32(0xFFFF));
-}
-// The 16-bit elements read this way are colours, never negative.
+// p[0..15]), widened to 32-bit lanes. The 16-bit elements read this way are
+// colours, never negative.
 inline __m256i evens(const int16_t* p) {
     return _mm256_and_si256(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)), set1(0xFFFF));
 }
@@ -48,10 +44,6 @@ inline void storeBytes(uint8_t* p, __m256i a, uint8_t* q, __m256i b) {
         _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), _MM_SHUFFLE(3, 1, 2, 0));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(bytes));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(q), _mm256_extracti128_si256(bytes, 1));
-}
-
-inline __m256i clamp(__m256i v, int32_t hi) {
-    return _mm256_min_epi32(_mm256_max_epi32(v, _mm256_setzero_si256()), set1(hi));
 }
 
 // Floor quotients, a >= 0, b > 0, a + b < 2^24: single precision is exact

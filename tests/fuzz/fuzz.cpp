@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tav.h"
+#include "tav_api.h"
 
 namespace tavfuzz {
 
@@ -560,6 +561,82 @@ int run(const uint8_t* data, size_t size) {
 }
 
 }  // namespace lsc_basic_target
+
+// ---- frame_api: tavDemosaic, tavConvert and tavShadingApply with random frames:
+// any format pair, sizes, strides and depths. Buffers hold exactly what
+// tavFrameSize says the frame spans; a refused call writes nothing and has
+// a reason, and no source is ever written.
+namespace frame_api_target {
+
+// clang-format off
+constexpr uint32_t kFormats[] = {
+    TAV_PF_MONO1P, TAV_PF_MONO4P, TAV_PF_MONO8, TAV_PF_BAYER_GR8, TAV_PF_BAYER_RG8,
+    TAV_PF_BAYER_GB8, TAV_PF_BAYER_BG8, TAV_PF_MONO10_PACKED, TAV_PF_BAYER_RG12_PACKED,
+    TAV_PF_BAYER_GB10_PACKED, TAV_PF_MONO12P, TAV_PF_BAYER_BG10P, TAV_PF_BAYER_GR12P,
+    TAV_PF_MONO10, TAV_PF_MONO16, TAV_PF_BAYER_RG12, TAV_PF_BAYER_BG16, TAV_PF_BAYER_GR10,
+    TAV_PF_YUV411_8_UYYVYY, TAV_PF_YUV420SP_NV12, TAV_PF_YUV420P, TAV_PF_YUV422_8_UYVY,
+    TAV_PF_YUV422_8, TAV_PF_YUV8_UYV, TAV_PF_RGB8, TAV_PF_BGR8, TAV_PF_RGB8_PLANAR,
+    TAV_PF_BGR8_PLANAR, TAV_PF_RGBA8, TAV_PF_BGRA8, TAV_PF_RGB10, TAV_PF_BGR12, TAV_PF_RGB16,
+    TAV_PF_BGR16, TAV_PF_MONO14, TAV_PF_MONO1C, 0u};
+// clang-format on
+constexpr uint32_t kDepths[] = {0, 0, 0, 0, 8, 10, 12, 14, 16, 9, 17};
+
+// A frame of a random format, its size given, rows `pad` bytes past compact
+// (odd or negative pads included) unless the byte says compact.
+TavFrame frame(Input& in, int32_t width, int32_t height) {
+    TavFrame f;
+    tavFrameInit(&f, in.pick(kFormats), width, height, nullptr);
+    f.bitDepth = in.pick(kDepths);
+    const uint8_t pad = in.byte();
+    if (pad >= 128) {
+        TavFrame compact = f;
+        const size_t row = height > 0 ? tavFrameSize(&compact) / size_t(height) : 0;
+        f.stride[0] = ptrdiff_t(row) + (pad & 63) - 8;
+    }
+    return f;
+}
+
+int run(const uint8_t* data, size_t size) {
+    Input in(data, size);
+    const uint8_t call = in.byte() % 3;
+    const int32_t width = in.dimension(), height = in.dimension();
+    if (pixels(height, width) < 0) return 0;
+    TavFrame src = frame(in, width, height), dst = frame(in, width, height);
+    if (in.byte() < 32) dst.width = in.dimension();
+    TavOptions options;
+    tavOptionsInit(&options);
+    options.method = in.byte() % 5;
+    options.threads = int32_t(in.byte() % 5) - 1;
+
+    const size_t srcBytes = tavFrameSize(&src), dstBytes = tavFrameSize(&dst);
+    if (srcBytes > size_t(16 * kLimit) || dstBytes > size_t(16 * kLimit)) return 0;
+    Buffer a{int64_t(srcBytes)}, b{int64_t(dstBytes)};
+    in.fill(a.data(), a.size);
+    std::memset(b.data(), 0xEE, b.size);
+    src.plane[0] = srcBytes ? a.data() : nullptr;
+    dst.plane[0] = dstBytes ? b.data() : nullptr;
+    const std::vector<uint8_t> source = a.copy(), before = b.copy();
+
+    std::vector<uint32_t> words;
+    TavShadingTable table{uint32_t(in.byte() % 3), width, height, nullptr};
+    int32_t result;
+    if (call == 0) {
+        result = tavDemosaic(&src, &dst, &options);
+    } else if (call == 1) {
+        result = tavConvert(&src, &dst, &options);
+    } else {
+        words.assign(std::min<size_t>(tavShadingTableWords(table.mode, width, height), 1u << 20),
+                     131072u);
+        table.words = words.empty() ? nullptr : words.data();
+        result = tavShadingApply(&src, &dst, &table, &options);
+    }
+    require(result <= 0 && tavResultText(result) != nullptr);
+    require(result == TAV_OK || b.holds(before));  // a refused call writes nothing
+    require(a.holds(source));                      // sources are read only
+    return 0;
+}
+
+}  // namespace frame_api_target
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return TAV_FUZZ_TARGET::run(data, size);
