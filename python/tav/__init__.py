@@ -109,6 +109,16 @@ class PixelFormat(_enum.IntEnum):
     BayerRG12Packed = 0x010C002B
     BayerGB12Packed = 0x010C002C
     BayerBG12Packed = 0x010C002D
+    Mono10p = 0x010A0046
+    Mono12p = 0x010C0047
+    BayerBG10p = 0x010A0052
+    BayerGB10p = 0x010A0054
+    BayerGR10p = 0x010A0056
+    BayerRG10p = 0x010A0058
+    BayerBG12p = 0x010C0053
+    BayerGB12p = 0x010C0055
+    BayerGR12p = 0x010C0057
+    BayerRG12p = 0x010C0059
     Mono10 = 0x01100003
     Mono12 = 0x01100005
     Mono16 = 0x01100007
@@ -197,6 +207,8 @@ def frame_size(format, width, height):
 # ---------------------------------------------------------------- layouts
 
 _PACKED = {f for f in PF if "Packed" in f.name}
+# PFNC bit streams: 10 or 12 bits a sample, one after the other
+_STREAM = {f: int(f.name[-3:-1]) for f in PF if f.name.endswith(("10p", "12p"))}
 _WORDS = {f for f in PF if (f >> 16) in (0x0110, 0x0230)}
 _THREE = {PF.RGB8, PF.BGR8, PF.YUV8_UYV, PF.RGB10, PF.BGR10, PF.RGB12, PF.BGR12, PF.RGB16,
           PF.BGR16}
@@ -218,7 +230,7 @@ def _layout(fmt, h, w):
         return (h * 3 // 2, w), dtype
     if fmt == PF.YUV411_8_UYYVYY:
         return (h, w * 3 // 2), dtype
-    if fmt in _PACKED:
+    if fmt in _PACKED or fmt in _STREAM:
         return (h, _tav.frame_size(int(fmt), w, 2) // 2), dtype
     if fmt in _WORDS or fmt in (PF.Mono8, PF.BayerGR8, PF.BayerRG8, PF.BayerGB8, PF.BayerBG8):
         return (h, w), dtype
@@ -242,9 +254,9 @@ def _size_from_shape(fmt, a, width):
     shape, dtype = a.shape, _layout(fmt, 1, 1)[1]
     if a.dtype != dtype:
         _refuse_dtype(fmt, dtype, a.dtype)
-    if fmt in _PACKED and a.ndim == 2:
+    if (fmt in _PACKED or fmt in _STREAM) and a.ndim == 2:
         if width is None:
-            width = 2 * shape[1] // 3
+            width = shape[1] * 8 // _STREAM.get(fmt, 12)
         return (shape[0], int(width)) if shape[1] >= _layout(fmt, 1, width)[0][1] else None
     if fmt in _PLANAR_420 and a.ndim == 2 and shape[0] % 3 == 0:
         return shape[0] * 2 // 3, shape[1]
@@ -327,7 +339,7 @@ def demosaic(raw, format, method="bilinear", output="RGB8", *, width=None, heigh
              bit_depth=None, out=None, threads=None):
     """Demosaics a Bayer frame (or converts a Mono one) to a picture.
 
-    raw: a frame of ``format`` (8-bit, 10/12-bit packed, 10..16-bit words), as
+    raw: a frame of ``format`` (8-bit, 10/12-bit packed, 10p/12p, 10..16-bit words), as
     (H, W) uint8, (H, row bytes) uint8 for packed rows, (H, W) little-endian
     uint16, or a 1-D buffer with width= and height=. bit_depth: significant
     bits of word samples when fewer than the format's (e.g. 12 in Mono16).

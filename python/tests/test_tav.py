@@ -46,7 +46,7 @@ OUTPUTS = ["RGB8", "BGR8", "BGRa8", "Mono8", "BGR8_Planar", "RGB16", "BGR12", "M
 
 
 @pytest.mark.parametrize("output", OUTPUTS)
-@pytest.mark.parametrize("fmt", ["BayerGR8", "BayerBG12", "BayerGB10Packed", "Mono10"])
+@pytest.mark.parametrize("fmt", ["BayerGR8", "BayerBG12", "BayerGB10Packed", "BayerRG12p", "Mono10"])
 @pytest.mark.parametrize("method", ["nearest", "bilinear", "edge", "hq"])
 def test_demosaic_equals_the_library(fmt, output, method):
     h, w = 10, 14
