@@ -1,5 +1,6 @@
 /* tavdemosaic: Bayer mosaics (8-bit, 16-bit words, GigE Vision packed) to RGB,
  * BGR, four-byte, grey and 16-bit frames through tavDemosaic. */
+#include <tmmintrin.h>
 #include <string.h>
 
 #include "gsttav.h"
@@ -220,11 +221,27 @@ static gboolean set_caps(GstBaseTransform* bt, GstCaps* incaps, GstCaps* outcaps
 
 /* Three words a pixel (compact rows, from the library) to four with an opaque
  * alpha. */
+/* Three words a pixel to four, the fourth opaque: eight pixels a step, each
+ * pair of pixels shuffled out of the 16 bytes that hold it. */
 static void widen_rows(const guint16* restrict words, guint8* data, gint stride, gint width,
                        gint height) {
+    const __m128i pick = _mm_setr_epi8(0, 1, 2, 3, 4, 5, -1, -1, 6, 7, 8, 9, 10, 11, -1, -1);
+    const __m128i alpha = _mm_setr_epi16(0, 0, 0, -1, 0, 0, 0, -1);
     for (gint y = 0; y < height; y++, words += 3 * (gsize)width) {
         guint16* restrict row = (guint16*)(data + (gsize)y * stride);
-        for (gint x = 0; x < width; x++) {
+        gint x = 0;
+        for (; x + 8 <= width; x += 8) {
+            const __m128i* in = (const __m128i*)(words + 3 * x);
+            const __m128i a = _mm_loadu_si128(in), b = _mm_loadu_si128(in + 1),
+                          c = _mm_loadu_si128(in + 2);
+            const __m128i pairs[4] = {a, _mm_alignr_epi8(b, a, 12), _mm_alignr_epi8(c, b, 8),
+                                      _mm_srli_si128(c, 4)};
+            for (int k = 0; k < 4; k++) {
+                _mm_storeu_si128((__m128i*)(row + 4 * x) + k,
+                                 _mm_or_si128(_mm_shuffle_epi8(pairs[k], pick), alpha));
+            }
+        }
+        for (; x < width; x++) {
             row[4 * x] = words[3 * x];
             row[4 * x + 1] = words[3 * x + 1];
             row[4 * x + 2] = words[3 * x + 2];
