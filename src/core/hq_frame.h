@@ -571,19 +571,32 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
         storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
     };
     int32_t x = kStepStart;
+    // Columns [kStepStart, written) went to the writer's row directly.
+    int32_t written = 0;
     if constexpr (sizeof(T) == 1) {
         const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
         if (wide > 0) {
-            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, f.outR,
-                            f.outG, f.outB, x, wide);
+            // Mono8 weighs its lanes: its pairs of steps go to the planar rows too.
+            OutputAvx2 direct = wideRow(out);
+            uint8_t* const rows[3] = {f.outR, f.outG, f.outB};
+            if (direct.form == d8::Form8::Mono8) {
+                direct = {d8::Form8::Planar, {f.outR, f.outG, f.outB}, false, 0};
+            } else {
+                written = x + 32 * (wide / 2);
+            }
+            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, direct, rows,
+                            x, wide);
             x += 16 * wide;
         }
     }
     eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
     auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
     if constexpr (sizeof(T) == 1) {
+        if (written > 0) {
+            for (int32_t x = 0; x < kStepStart; ++x) put(x, false);
+        }
         eachStep<16>(
-            0, f.width, f.width,
+            written, f.width, f.width,
             [&](int32_t x) {
                 out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x),
                           simd::load(f.outB + x));
