@@ -539,7 +539,8 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: both colours at the four green sites, the
     // sample and the other colour at the four red or blue ones.
-    auto step = [&](int32_t x) {
+    using sse41::Columns8;
+    auto colours = [&](int32_t x, Columns8& red, Columns8& green, Columns8& blue) {
         using namespace sse41;
         const bool greenFirst = f.isGreen(y, x);
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
@@ -566,9 +567,16 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
         };
         const bool redRow = (y & 1) == f.redY;
-        storeSamples8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
-        storeSamples8(f.outG + x, both(g0, gSite));
-        storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
+        red = redRow ? both(fromRow, c) : both(fromCol, other);
+        green = both(g0, gSite);
+        blue = redRow ? both(fromCol, other) : both(fromRow, c);
+    };
+    auto step = [&](int32_t x) {
+        Columns8 r, g, b;
+        colours(x, r, g, b);
+        sse41::storeSamples8(f.outR + x, r);
+        sse41::storeSamples8(f.outG + x, g);
+        sse41::storeSamples8(f.outB + x, b);
     };
     int32_t x = kStepStart;
     // Columns [kStepStart, written) went to the writer's row directly.
@@ -576,7 +584,8 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     if constexpr (sizeof(T) == 1) {
         const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
         if (wide > 0) {
-            // Mono8 weighs its lanes: its pairs of steps go to the planar rows too.
+            // wideRow comes with the writers (hq8.cpp). Mono8 weighs its
+            // lanes: its pairs of steps go to the output rows too.
             OutputAvx2 direct = wideRow(out);
             uint8_t* const rows[3] = {f.outR, f.outG, f.outB};
             if (direct.form == d8::Form8::Mono8) {
@@ -587,6 +596,18 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, direct, rows,
                             x, wide);
             x += 16 * wide;
+        } else if (vectorLevel()) {
+            // Pairs of steps straight to the writer; an odd one and the
+            // scalar rest go through the output rows.
+            const int32_t stepEnd = f.width - kStepMargin8;
+            for (; stepEnd - x >= 16; x += 16) {
+                Columns8 r[2], g[2], b[2];
+                colours(x, r[0], g[0], b[0]);
+                colours(x + 8, r[1], g[1], b[1]);
+                out.put16(x, sse41::samples16(r[0], r[1]), sse41::samples16(g[0], g[1]),
+                          sse41::samples16(b[0], b[1]));
+            }
+            written = x;
         }
     }
     eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
