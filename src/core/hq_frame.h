@@ -20,6 +20,10 @@ constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plan
 constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 7, kAheadGreen = 2, kAheadOther = 1;
+// Elements after each ring row: rows of power-of-two widths would otherwise
+// put every plane's column x at the same address modulo 4 KiB, where a
+// pass's loads wait on its stores to another plane (4K aliasing).
+constexpr int32_t kRowPad = 32;
 
 // Rows of kReach-padded sums the green pass keeps: the column index, a ring
 // of five-row sums of vertical gradients (row r's sums below are row
@@ -44,8 +48,9 @@ using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{3 * kDiffRows} * width * int64_t{sizeof(Plane<T>)} +
-           int64_t{2 * kColourRows} * width * int64_t{sizeof(Colour<T>)} +
+    const int64_t stride = int64_t{width} + kRowPad;
+    return int64_t{3 * kDiffRows} * stride * int64_t{sizeof(Plane<T>)} +
+           int64_t{2 * kColourRows} * stride * int64_t{sizeof(Colour<T>)} +
            (int64_t{width} + 2 * kReach) * (4 + (kPaddedRows - 1) * int64_t{sizeof(Sum<T>)}) +
            3 * int64_t{width} * sizeof(T) + 16;
 }
@@ -71,9 +76,9 @@ inline __m128i greenLanes(bool evenGreen, int32_t x) {
 template <typename E>
 struct Ring {
     E* base;
-    int32_t width;
+    int32_t stride;
     int32_t rows;
-    E* row(int32_t y) const { return base + (y % rows) * width; }
+    E* row(int32_t y) const { return base + (y % rows) * stride; }
 };
 
 template <typename T>
@@ -647,15 +652,16 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
     p += width + 2 * kReach;
     using E = Plane<T>;
     E* planes = reinterpret_cast<E*>(p);
+    const int32_t stride = width + kRowPad;
     auto ring = [&](int32_t rows) {
-        const Ring<E> r{planes, width, rows};
-        planes += int64_t{rows} * width;
+        const Ring<E> r{planes, stride, rows};
+        planes += int64_t{rows} * stride;
         return r;
     };
     const Ring<E> dh = ring(kDiffRows), dv = ring(kDiffRows), gv = ring(kDiffRows);
     Colour<T>* colours = reinterpret_cast<Colour<T>*>(planes);
-    const Ring<Colour<T>> green{colours, width, kColourRows},
-        other{colours + int64_t{kColourRows} * width, width, kColourRows};
+    const Ring<Colour<T>> green{colours, stride, kColourRows},
+        other{colours + int64_t{kColourRows} * stride, stride, kColourRows};
     const int32_t scale = depth > 8 ? depth - 8 : 0;
     Frame<T> f{src,
                height,
@@ -676,7 +682,7 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                nullptr,
                nullptr,
                nullptr};
-    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * width);
+    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * stride);
     f.vertical = padded;
     f.across = padded + kVerticalRows * (int64_t{width} + 2 * kReach);
     f.outR = reinterpret_cast<T*>(f.across + (width + 2 * kReach));
