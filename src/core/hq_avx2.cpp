@@ -4,6 +4,7 @@
 
 #include <immintrin.h>
 
+#include "demosaic8/writers_avx2.h"
 #include "hq_constants.h"
 
 namespace tav::hq {
@@ -346,38 +347,79 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
     }
 }
 
-void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
-                     uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps) {
+namespace {
+
+// Red, green and blue of row y, columns [x, x + 16), in 16-bit lanes.
+[[gnu::always_inline]] inline void outputStep(const ColourRowsAvx2& n, bool greenFirst, bool redRow,
+                                              int32_t x, __m256i& r, __m256i& green, __m256i& b) {
     const int16_t* g = n.green[2];
-    for (; steps > 0; --steps, x += 16) {
-        const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
-        const __m256i g0 = evens(g + at);
-        __m256i s[4], sample[4], estimate[4];
+    const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
+    const __m256i g0 = evens(g + at);
+    __m256i s[4], sample[4], estimate[4];
 #pragma GCC unroll 4
-        for (int k = 0; k < 4; ++k) {
-            const int32_t dy = kAxisY[k], dx = kAxisX[k];
-            const __m256i g1 = evens(n.green[2 + dy] + at + dx);
-            s[k] = greenStep(g0, g1);
-            sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
-            estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
-        }
-        // Row neighbours have the row's colour as a sample, column ones the other.
-        const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
-        const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
-        __m256i fromRow, fromCol;
-        coloursAt(g0, dRow, dCol, s, n.eps, n.max, fromRow, fromCol);
-        const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
-        const __m256i gSite = evens(g + site);
-        auto both = [&](__m256i atGreen, __m256i atSite) {
-            return greenFirst ? interleave(atGreen, atSite) : interleave(atSite, atGreen);
-        };
-        const __m256i r = redRow ? both(fromRow, c) : both(fromCol, o);
-        const __m256i b = redRow ? both(fromCol, o) : both(fromRow, c);
-        const __m256i green = both(g0, gSite);
-        storeBytes(outR + x, r, outB + x, b);
-        const __m256i greenBytes =
-            _mm256_permute4x64_epi64(_mm256_packus_epi16(green, green), _MM_SHUFFLE(3, 1, 2, 0));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(outG + x), _mm256_castsi256_si128(greenBytes));
+    for (int k = 0; k < 4; ++k) {
+        const int32_t dy = kAxisY[k], dx = kAxisX[k];
+        const __m256i g1 = evens(n.green[2 + dy] + at + dx);
+        s[k] = greenStep(g0, g1);
+        sample[k] = _mm256_sub_epi32(g1, evens(n.src[1 + dy] + at + dx));
+        estimate[k] = _mm256_sub_epi32(g1, evens(n.other[1 + dy] + at + dx));
+    }
+    // Row neighbours have the row's colour as a sample, column ones the other.
+    const __m256i dRow[4] = {estimate[0], estimate[1], sample[2], sample[3]};
+    const __m256i dCol[4] = {sample[0], sample[1], estimate[2], estimate[3]};
+    __m256i fromRow, fromCol;
+    coloursAt(g0, dRow, dCol, s, n.eps, n.max, fromRow, fromCol);
+    const __m256i c = evens(n.src[1] + site), o = evens(n.other[1] + site);
+    const __m256i gSite = evens(g + site);
+    auto both = [&](__m256i atGreen, __m256i atSite) {
+        return greenFirst ? interleave(atGreen, atSite) : interleave(atSite, atGreen);
+    };
+    r = redRow ? both(fromRow, c) : both(fromCol, o);
+    b = redRow ? both(fromCol, o) : both(fromRow, c);
+    green = both(g0, gSite);
+}
+
+// 32 bytes in column order from two steps' 16-bit lanes.
+inline __m256i bytes(__m256i a, __m256i b) {
+    return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), _MM_SHUFFLE(3, 1, 2, 0));
+}
+
+template <d8::Form8 kForm>
+void outputPairs(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const OutputAvx2& out,
+                 int32_t x, int32_t pairs) {
+    for (; pairs > 0; --pairs, x += 32) {
+        __m256i r0, g0, b0, r1, g1, b1;
+        outputStep(n, greenFirst, redRow, x, r0, g0, b0);
+        outputStep(n, greenFirst, redRow, x + 16, r1, g1, b1);
+        d8::putColours<kForm>(out.row, out.redFirst, out.alpha, x, bytes(r0, r1), bytes(g0, g1),
+                              bytes(b0, b1));
+    }
+}
+
+}  // namespace
+
+void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const OutputAvx2& out,
+                     uint8_t* const rest[3], int32_t x, int32_t steps) {
+    const int32_t pairs = steps / 2;
+    switch (out.form) {
+        case d8::Form8::Bgr8:
+            outputPairs<d8::Form8::Bgr8>(n, greenFirst, redRow, out, x, pairs);
+            break;
+        case d8::Form8::Bgra8:
+            outputPairs<d8::Form8::Bgra8>(n, greenFirst, redRow, out, x, pairs);
+            break;
+        default:
+            outputPairs<d8::Form8::Planar>(n, greenFirst, redRow, out, x, pairs);
+            break;
+    }
+    if (steps % 2 != 0) {
+        x += 32 * pairs;
+        __m256i r, g, b;
+        outputStep(n, greenFirst, redRow, x, r, g, b);
+        storeBytes(rest[0] + x, r, rest[2] + x, b);
+        const __m256i greenBytes = bytes(g, g);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(rest[1] + x),
+                         _mm256_castsi256_si128(greenBytes));
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "demosaic8/bilinear8_avx2.h"
+
 namespace tav::hq {
 
 // Differences of row q, columns [x, x + 16 steps): s holds rows q - 2 .. q + 2;
@@ -53,8 +55,18 @@ struct ColourRowsAvx2 {
 void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, int32_t x,
                     int32_t steps);
 
-// Red, green and blue of row y; `redRow`: row y holds red sites.
-void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, uint8_t* outR,
-                     uint8_t* outG, uint8_t* outB, int32_t x, int32_t steps);
+// Where the output steps put a row's pixels, as writers_avx2.h's putColours
+// takes them (form Planar: red, green, blue planes).
+struct OutputAvx2 {
+    d8::Form8 form;
+    uint8_t* row[3];
+    bool redFirst;
+    uint8_t alpha;
+};
+
+// Red, green and blue of row y; `redRow`: row y holds red sites. Pairs of
+// steps go to `out` (not Mono8), an odd last step to the planes `rest`.
+void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const OutputAvx2& out,
+                     uint8_t* const rest[3], int32_t x, int32_t steps);
 
 }  // namespace tav::hq

@@ -20,6 +20,10 @@ constexpr int32_t kDiffRows = 16;   // ring of each difference and gradient plan
 constexpr int32_t kColourRows = 8;  // ring of green and of the other colour
 constexpr int32_t kReach = 8;       // columns read beyond either edge
 constexpr int32_t kAheadDiff = 7, kAheadGreen = 2, kAheadOther = 1;
+// Elements after each ring row: rows of power-of-two widths would otherwise
+// put every plane's column x at the same address modulo 4 KiB, where a
+// pass's loads wait on its stores to another plane (4K aliasing).
+constexpr int32_t kRowPad = 32;
 
 // Rows of kReach-padded sums the green pass keeps: the column index, a ring
 // of five-row sums of vertical gradients (row r's sums below are row
@@ -44,8 +48,9 @@ using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
 // above, three rows of output colours, 16 bytes for alignment.
 template <typename T>
 constexpr int64_t workBytes(int32_t width) {
-    return int64_t{3 * kDiffRows} * width * int64_t{sizeof(Plane<T>)} +
-           int64_t{2 * kColourRows} * width * int64_t{sizeof(Colour<T>)} +
+    const int64_t stride = int64_t{width} + kRowPad;
+    return int64_t{3 * kDiffRows} * stride * int64_t{sizeof(Plane<T>)} +
+           int64_t{2 * kColourRows} * stride * int64_t{sizeof(Colour<T>)} +
            (int64_t{width} + 2 * kReach) * (4 + (kPaddedRows - 1) * int64_t{sizeof(Sum<T>)}) +
            3 * int64_t{width} * sizeof(T) + 16;
 }
@@ -71,9 +76,9 @@ inline __m128i greenLanes(bool evenGreen, int32_t x) {
 template <typename E>
 struct Ring {
     E* base;
-    int32_t width;
+    int32_t stride;
     int32_t rows;
-    E* row(int32_t y) const { return base + (y % rows) * width; }
+    E* row(int32_t y) const { return base + (y % rows) * stride; }
 };
 
 template <typename T>
@@ -539,7 +544,8 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
     for (int32_t x = 0; x < kStepStart; ++x) one(x, false);
     // Eight columns a step: both colours at the four green sites, the
     // sample and the other colour at the four red or blue ones.
-    auto step = [&](int32_t x) {
+    using sse41::Columns8;
+    auto colours = [&](int32_t x, Columns8& red, Columns8& green, Columns8& blue) {
         using namespace sse41;
         const bool greenFirst = f.isGreen(y, x);
         const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
@@ -566,24 +572,57 @@ void outputRow(const Frame<T>& f, int32_t y, const Writer& out) {
             return greenFirst ? merge(atGreen, atSite) : merge(atSite, atGreen);
         };
         const bool redRow = (y & 1) == f.redY;
-        storeSamples8(f.outR + x, redRow ? both(fromRow, c) : both(fromCol, other));
-        storeSamples8(f.outG + x, both(g0, gSite));
-        storeSamples8(f.outB + x, redRow ? both(fromCol, other) : both(fromRow, c));
+        red = redRow ? both(fromRow, c) : both(fromCol, other);
+        green = both(g0, gSite);
+        blue = redRow ? both(fromCol, other) : both(fromRow, c);
+    };
+    auto step = [&](int32_t x) {
+        Columns8 r, g, b;
+        colours(x, r, g, b);
+        sse41::storeSamples8(f.outR + x, r);
+        sse41::storeSamples8(f.outG + x, g);
+        sse41::storeSamples8(f.outB + x, b);
     };
     int32_t x = kStepStart;
+    // Columns [kStepStart, written) went to the writer's row directly.
+    int32_t written = 0;
     if constexpr (sizeof(T) == 1) {
         const int32_t wide = wideSteps<16>(x, f.width - kStepMargin8);
         if (wide > 0) {
-            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, f.outR,
-                            f.outG, f.outB, x, wide);
+            // wideRow comes with the writers (hq8.cpp). Mono8 weighs its
+            // lanes: its pairs of steps go to the output rows too.
+            OutputAvx2 direct = wideRow(out);
+            uint8_t* const rows[3] = {f.outR, f.outG, f.outB};
+            if (direct.form == d8::Form8::Mono8) {
+                direct = {d8::Form8::Planar, {f.outR, f.outG, f.outB}, false, 0};
+            } else {
+                written = x + 32 * (wide / 2);
+            }
+            outputStepsAvx2(colourRowsAvx2(f, n), f.isGreen(y, x), (y & 1) == f.redY, direct, rows,
+                            x, wide);
             x += 16 * wide;
+        } else if (vectorLevel()) {
+            // Pairs of steps straight to the writer; an odd one and the
+            // scalar rest go through the output rows.
+            const int32_t stepEnd = f.width - kStepMargin8;
+            for (; stepEnd - x >= 16; x += 16) {
+                Columns8 r[2], g[2], b[2];
+                colours(x, r[0], g[0], b[0]);
+                colours(x + 8, r[1], g[1], b[1]);
+                out.put16(x, sse41::samples16(r[0], r[1]), sse41::samples16(g[0], g[1]),
+                          sse41::samples16(b[0], b[1]));
+            }
+            written = x;
         }
     }
     eachStep<8>(x, f.width - kStepMargin8, f.width, step, one);
     auto put = [&](int32_t x, bool) { out.put(x, f.outR[x], f.outG[x], f.outB[x]); };
     if constexpr (sizeof(T) == 1) {
+        if (written > 0) {
+            for (int32_t x = 0; x < kStepStart; ++x) put(x, false);
+        }
         eachStep<16>(
-            0, f.width, f.width,
+            written, f.width, f.width,
             [&](int32_t x) {
                 out.put16(x, simd::load(f.outR + x), simd::load(f.outG + x),
                           simd::load(f.outB + x));
@@ -613,15 +652,16 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
     p += width + 2 * kReach;
     using E = Plane<T>;
     E* planes = reinterpret_cast<E*>(p);
+    const int32_t stride = width + kRowPad;
     auto ring = [&](int32_t rows) {
-        const Ring<E> r{planes, width, rows};
-        planes += int64_t{rows} * width;
+        const Ring<E> r{planes, stride, rows};
+        planes += int64_t{rows} * stride;
         return r;
     };
     const Ring<E> dh = ring(kDiffRows), dv = ring(kDiffRows), gv = ring(kDiffRows);
     Colour<T>* colours = reinterpret_cast<Colour<T>*>(planes);
-    const Ring<Colour<T>> green{colours, width, kColourRows},
-        other{colours + int64_t{kColourRows} * width, width, kColourRows};
+    const Ring<Colour<T>> green{colours, stride, kColourRows},
+        other{colours + int64_t{kColourRows} * stride, stride, kColourRows};
     const int32_t scale = depth > 8 ? depth - 8 : 0;
     Frame<T> f{src,
                height,
@@ -642,7 +682,7 @@ Frame<T> layout(const T* src, int32_t height, int32_t width, int32_t depth, int3
                nullptr,
                nullptr,
                nullptr};
-    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * width);
+    Sum<T>* padded = reinterpret_cast<Sum<T>*>(colours + int64_t{2 * kColourRows} * stride);
     f.vertical = padded;
     f.across = padded + kVerticalRows * (int64_t{width} + 2 * kReach);
     f.outR = reinterpret_cast<T*>(f.across + (width + 2 * kReach));

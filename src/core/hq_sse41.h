@@ -77,6 +77,10 @@ inline void storeSamples8(uint8_t* p, Columns8 v) {
     const __m128i words = _mm_packus_epi32(v.lo, v.hi);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(words, words));
 }
+// Sixteen columns of bytes from two steps' samples.
+inline __m128i samples16(Columns8 a, Columns8 b) {
+    return _mm_packus_epi16(_mm_packus_epi32(a.lo, a.hi), _mm_packus_epi32(b.lo, b.hi));
+}
 inline void storeSamples8(uint16_t* p, Columns8 v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_packus_epi32(v.lo, v.hi));
 }

@@ -5,6 +5,23 @@
 #include "writers.h"
 
 namespace tav {
+namespace d8 {
+
+// Where method 3's AVX2 output steps put a writer's row.
+inline hq::OutputAvx2 wideRow(const Bgr8Writer& w) {
+    return {Form8::Bgr8, {w.row, nullptr, nullptr}, w.exchange, 0};
+}
+inline hq::OutputAvx2 wideRow(const Bgra8Writer& w) {
+    return {Form8::Bgra8, {w.row, nullptr, nullptr}, w.exchange, w.alpha};
+}
+inline hq::OutputAvx2 wideRow(const PlanarWriter& w) {
+    return {Form8::Planar, {w.first, w.second, w.third}, false, 0};
+}
+inline hq::OutputAvx2 wideRow(const Mono8Writer&) {
+    return {Form8::Mono8, {nullptr, nullptr, nullptr}, false, 0};
+}
+
+}  // namespace d8
 namespace {
 
 // Green-first frames (G B over R G) have their red sites on odd rows.
