@@ -98,8 +98,8 @@ TAV_API size_t tavFrameSize(const TavFrame* frame);
 
 /* Per-call options; a null pointer means tavOptionsInit's values. */
 typedef struct TavOptions {
-    uint32_t method;  /* TAV_METHOD_*; default TAV_METHOD_BILINEAR */
-    int32_t threads;  /* 0: the process setting (tavSetNumThreads); default 0 */
+    uint32_t method; /* TAV_METHOD_*; default TAV_METHOD_BILINEAR */
+    int32_t threads; /* 0: the process setting (tavSetNumThreads); default 0 */
     uint32_t reserved[6];
 } TavOptions;
 
@@ -145,7 +145,7 @@ TAV_API int32_t tavConvert(const TavFrame* src, const TavFrame* dst, const TavOp
  * (mode 1), in the word layout of TavLscParameter. */
 typedef struct TavShadingTable {
     uint32_t mode;
-    int32_t width;  /* of the frames it corrects */
+    int32_t width; /* of the frames it corrects */
     int32_t height;
     uint32_t* words;
 } TavShadingTable;

@@ -302,8 +302,8 @@ int runDemosaic(const std::vector<std::string>& argv) {
             const bool firstOfFile = o.input != lastInput;  // warnings once a file
             lastInput = o.input;
             const std::vector<uint8_t> bytes = readFrame(job.raw, o.input, o.frame);
-            const TavFrame src = frameOf(job.raw, bytes, false, words, o.input,
-                                         firstOfFile ? "demosaic" : nullptr);
+            const TavFrame src =
+                frameOf(job.raw, bytes, false, words, o.input, firstOfFile ? "demosaic" : nullptr);
             TavFrame dst;
             tavFrameInit(&dst, job.target->code, job.raw.width, job.raw.height, pixels.data());
             const int32_t rc = tavDemosaic(&src, &dst, &options);

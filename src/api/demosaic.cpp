@@ -209,17 +209,26 @@ extern "C" int32_t tavDemosaic(const TavFrame* src, const TavFrame* dst,
     if (checked != TAV_OK) return checked;
     const tav::ThreadCountScope threads(o.threads);
     // Bit streams, and packed samples for a full-depth destination, become
-    // words first; the 8-bit path reads packed samples itself.
+    // words first, or the bytes of their top 8 bits for an 8-bit one; the
+    // 8-bit path reduces packed samples itself.
     const Samples samples = job.src.format->samples;
     if (samples == Samples::kStream || (samples == Samples::kPacked && job.deep)) {
         View& s = job.src;
-        uint8_t* words = threadWork(2 * size_t(s.width) * s.height, 1);
-        if (words == nullptr) return TAV_ERROR_NO_MEMORY;
-        unpackWords(s, reinterpret_cast<uint16_t*>(words));
-        s.format = wordsFormat(*s.format);
-        s.plane[0] = s.begin = words;
-        s.stride[0] = s.rowBytes[0] = 2 * ptrdiff_t{s.width};
-        s.end = words + s.rowBytes[0] * s.height;
+        const bool words = job.deep;
+        const ptrdiff_t row = (words ? 2 : 1) * ptrdiff_t{s.width};
+        uint8_t* held = threadWork(size_t(row) * s.height, 1);
+        if (held == nullptr) return TAV_ERROR_NO_MEMORY;
+        if (words) {
+            unpackWords(s, reinterpret_cast<uint16_t*>(held));
+        } else {
+            unpackTopBytes(s, held);
+        }
+        s.format = words ? heldAs(*s.format, Samples::kWords, s.format->depth)
+                         : heldAs(*s.format, Samples::kBytes, 8);
+        s.depth = s.format->depth;
+        s.plane[0] = s.begin = held;
+        s.stride[0] = s.rowBytes[0] = row;
+        s.end = held + row * s.height;
         s.compact = true;
     }
     return job.deep ? runDeep(job) : run8(job);

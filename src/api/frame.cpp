@@ -107,10 +107,9 @@ const Format* findFormat(uint32_t code) {
     return nullptr;
 }
 
-const Format* wordsFormat(const Format& f) {
+const Format* heldAs(const Format& f, Samples samples, uint8_t depth) {
     for (const Format& w : kFormats) {
-        if (w.samples == Samples::kWords && w.role == f.role && w.phase == f.phase &&
-            w.depth == f.depth) {
+        if (w.samples == samples && w.role == f.role && w.phase == f.phase && w.depth == depth) {
             return &w;
         }
     }

@@ -33,8 +33,9 @@ struct Format {
 };
 
 const Format* findFormat(uint32_t code);
-// The format of one 16-bit word a sample with f's role, phase and depth.
-const Format* wordsFormat(const Format& f);
+// The format with f's role and phase whose samples are held as `samples`,
+// `depth` bits each (one byte or one word a sample).
+const Format* heldAs(const Format& f, Samples samples, uint8_t depth);
 
 // A frame whose planes, row sizes and strides are known.
 struct View {

@@ -31,16 +31,18 @@ void packedRow(const uint8_t* s, int32_t width, uint32_t depth, uint16_t* d) {
     }
 }
 
-// A bit stream: sample i in bits Depth*i .. Depth*i + Depth - 1. Eight
-// samples a vector step: each word gathers the two bytes that hold its sample,
-// shifts the sample to the top by a multiply, then down to the bottom; the
-// scalar rule reads a group of whole bytes (four 10-bit samples in five
-// bytes, two 12-bit in three) and stops at the row's last byte.
-template <uint32_t Depth>
-void streamRow(const uint8_t* s, int32_t width, uint16_t* d) {
+// A bit stream: sample i in bits Depth*i .. Depth*i + Depth - 1, as words or
+// as its top 8 bits (Out = uint8_t). Eight samples a vector step: each word
+// gathers the two bytes that hold its sample, shifts the sample to the top by
+// a multiply, then down to the bottom; the scalar rule reads a group of whole
+// bytes (four 10-bit samples in five bytes, two 12-bit in three) and stops at
+// the row's last byte.
+template <uint32_t Depth, typename Out>
+void streamRow(const uint8_t* s, int32_t width, Out* d) {
     constexpr int kSamples = Depth == 10 ? 4 : 2;
     constexpr int kBytes = kSamples * static_cast<int>(Depth) / 8;
     constexpr uint32_t kMask = (1u << Depth) - 1;
+    constexpr uint32_t kDrop = sizeof(Out) == 1 ? Depth - 8 : 0;
     alignas(16) uint8_t pick[16];
     alignas(16) uint16_t lift[8];
     for (int k = 0; k < 8; ++k) {
@@ -57,34 +59,49 @@ void streamRow(const uint8_t* s, int32_t width, uint16_t* d) {
     for (; x + 8 <= width && int64_t{x} * Depth / 8 + 16 <= rowBytes; x += 8) {
         const __m128i v = _mm_shuffle_epi8(
             _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + x * Depth / 8)), picks);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x),
-                         _mm_srli_epi16(_mm_mullo_epi16(v, lifts), 16 - Depth));
+        const __m128i out = _mm_srli_epi16(_mm_mullo_epi16(v, lifts), 16 - Depth + kDrop);
+        if constexpr (sizeof(Out) == 1) {
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d + x), _mm_packus_epi16(out, out));
+        } else {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + x), out);
+        }
     }
     for (s += x * Depth / 8; x < width; x += kSamples, s += kBytes) {
         uint64_t v = 0;
         for (int b = 0; b < kBytes; ++b) v |= uint64_t{s[b]} << (8 * b);
         for (int k = 0; k < kSamples; ++k)
-            d[x + k] = static_cast<uint16_t>(v >> (Depth * k) & kMask);
+            d[x + k] = static_cast<Out>((v >> (Depth * k) & kMask) >> kDrop);
     }
 }
 
 }  // namespace
 
-void unpackWords(const View& s, uint16_t* words) {
+namespace {
+
+// Rows of s into compact rows of `out`, in row bands.
+template <typename Out, typename Row>
+void eachRow(const View& s, Out* out, Row row) {
     const int32_t w = s.width;
-    const bool stream = s.format->samples == Samples::kStream;
-    const uint32_t depth = s.format->depth;
     parallelRows(s.height, minBandUnits(2 * int64_t{w}), [&](int32_t r0, int32_t r1) {
-        for (int32_t r = r0; r < r1; ++r) {
-            const uint8_t* row = s.plane[0] + r * s.stride[0];
-            uint16_t* out = words + size_t(r) * w;
-            if (stream) {
-                (depth == 10 ? streamRow<10> : streamRow<12>)(row, w, out);
-            } else {
-                packedRow(row, w, depth, out);
-            }
-        }
+        for (int32_t r = r0; r < r1; ++r) row(s.plane[0] + r * s.stride[0], w, out + size_t(r) * w);
     });
+}
+
+}  // namespace
+
+void unpackWords(const View& s, uint16_t* words) {
+    const uint32_t depth = s.format->depth;
+    if (s.format->samples == Samples::kStream) {
+        eachRow(s, words, depth == 10 ? streamRow<10, uint16_t> : streamRow<12, uint16_t>);
+    } else {
+        eachRow(s, words, [depth](const uint8_t* row, int32_t w, uint16_t* out) {
+            packedRow(row, w, depth, out);
+        });
+    }
+}
+
+void unpackTopBytes(const View& s, uint8_t* bytes) {
+    eachRow(s, bytes, s.format->depth == 10 ? streamRow<10, uint8_t> : streamRow<12, uint8_t>);
 }
 
 }  // namespace tav::api

@@ -11,5 +11,8 @@ namespace tav::api {
 // The rows of `s` (GigE packed or a "p" bit stream) into `words`, compact
 // rows of s.width words, in row bands.
 void unpackWords(const View& s, uint16_t* words);
+// The top 8 bits of each sample of a bit stream into `bytes`, compact rows of
+// s.width bytes, in row bands.
+void unpackTopBytes(const View& s, uint8_t* bytes);
 
 }  // namespace tav::api
