@@ -4,6 +4,8 @@
 
 #include <immintrin.h>
 
+#include <type_traits>
+
 #include "demosaic8/writers_avx2.h"
 #include "hq_constants.h"
 
@@ -156,6 +158,17 @@ inline __m256i greenStep(__m256i g0, __m256i g1) {
     return _mm256_slli_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)), 1);
 }
 
+// Calls f with the phase as a compile-time constant: loops specialised so
+// take their constants and row pointers out of the loop.
+template <class F>
+inline void byPhase(bool b, F f) {
+    if (b) {
+        f(std::true_type{});
+    } else {
+        f(std::false_type{});
+    }
+}
+
 constexpr int kDiagY[4] = {-1, 1, -1, 1}, kDiagX[4] = {-1, 1, 1, -1};
 constexpr int kAxisY[4] = {-1, 1, 0, 0}, kAxisX[4] = {0, 0, -1, 1};
 
@@ -275,8 +288,10 @@ void windowSumsAvx2(const int32_t* const gv[9], const int32_t* const dh[3], uint
     }
 }
 
-void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int32_t x,
-                    int32_t steps) {
+namespace {
+
+template <bool greenFirst>
+void greenSteps(const GreenRowAvx2 r, int16_t* green, int32_t x, int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
         // Window sums in 16-bit lanes over all sixteen columns (below 2^16:
@@ -324,8 +339,17 @@ void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int3
     }
 }
 
-void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, int32_t x,
+}  // namespace
+
+void greenStepsAvx2(const GreenRowAvx2& r, bool greenFirst, int16_t* green, int32_t x,
                     int32_t steps) {
+    byPhase(greenFirst, [&](auto first) { greenSteps<first>(r, green, x, steps); });
+}
+
+namespace {
+
+template <bool greenFirst>
+void otherSteps(const ColourRowsAvx2 n, int16_t* other, int32_t x, int32_t steps) {
     for (; steps > 0; --steps, x += 16) {
         const int32_t at = greenFirst ? x + 1 : x;
         const __m256i g0 = evens(n.green[2] + at);
@@ -347,11 +371,19 @@ void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, in
     }
 }
 
+}  // namespace
+
+void otherStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, int16_t* other, int32_t x,
+                    int32_t steps) {
+    byPhase(greenFirst, [&](auto first) { otherSteps<first>(n, other, x, steps); });
+}
+
 namespace {
 
 // Red, green and blue of row y, columns [x, x + 16), in 16-bit lanes.
-[[gnu::always_inline]] inline void outputStep(const ColourRowsAvx2& n, bool greenFirst, bool redRow,
-                                              int32_t x, __m256i& r, __m256i& green, __m256i& b) {
+template <bool greenFirst, bool redRow>
+[[gnu::always_inline]] inline void outputStep(const ColourRowsAvx2& n, int32_t x, __m256i& r,
+                                              __m256i& green, __m256i& b) {
     const int16_t* g = n.green[2];
     const int32_t at = greenFirst ? x : x + 1, site = greenFirst ? x + 1 : x;
     const __m256i g0 = evens(g + at);
@@ -384,13 +416,12 @@ inline __m256i bytes(__m256i a, __m256i b) {
     return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), _MM_SHUFFLE(3, 1, 2, 0));
 }
 
-template <d8::Form8 kForm>
-void outputPairs(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const OutputAvx2& out,
-                 int32_t x, int32_t pairs) {
+template <d8::Form8 kForm, bool greenFirst, bool redRow>
+void outputPairs(const ColourRowsAvx2 n, const OutputAvx2 out, int32_t x, int32_t pairs) {
     for (; pairs > 0; --pairs, x += 32) {
         __m256i r0, g0, b0, r1, g1, b1;
-        outputStep(n, greenFirst, redRow, x, r0, g0, b0);
-        outputStep(n, greenFirst, redRow, x + 16, r1, g1, b1);
+        outputStep<greenFirst, redRow>(n, x, r0, g0, b0);
+        outputStep<greenFirst, redRow>(n, x + 16, r1, g1, b1);
         d8::putColours<kForm>(out.row, out.redFirst, out.alpha, x, bytes(r0, r1), bytes(g0, g1),
                               bytes(b0, b1));
     }
@@ -401,21 +432,27 @@ void outputPairs(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const Ou
 void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, const OutputAvx2& out,
                      uint8_t* const rest[3], int32_t x, int32_t steps) {
     const int32_t pairs = steps / 2;
-    switch (out.form) {
-        case d8::Form8::Bgr8:
-            outputPairs<d8::Form8::Bgr8>(n, greenFirst, redRow, out, x, pairs);
-            break;
-        case d8::Form8::Bgra8:
-            outputPairs<d8::Form8::Bgra8>(n, greenFirst, redRow, out, x, pairs);
-            break;
-        default:
-            outputPairs<d8::Form8::Planar>(n, greenFirst, redRow, out, x, pairs);
-            break;
-    }
+    byPhase(greenFirst, [&](auto first) {
+        byPhase(redRow, [&](auto red) {
+            switch (out.form) {
+                case d8::Form8::Bgr8:
+                    outputPairs<d8::Form8::Bgr8, first, red>(n, out, x, pairs);
+                    break;
+                case d8::Form8::Bgra8:
+                    outputPairs<d8::Form8::Bgra8, first, red>(n, out, x, pairs);
+                    break;
+                default:
+                    outputPairs<d8::Form8::Planar, first, red>(n, out, x, pairs);
+                    break;
+            }
+        });
+    });
     if (steps % 2 != 0) {
         x += 32 * pairs;
         __m256i r, g, b;
-        outputStep(n, greenFirst, redRow, x, r, g, b);
+        byPhase(greenFirst, [&](auto first) {
+            byPhase(redRow, [&](auto red) { outputStep<first, red>(n, x, r, g, b); });
+        });
         storeBytes(rest[0] + x, r, rest[2] + x, b);
         const __m256i greenBytes = bytes(g, g);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(rest[1] + x),
