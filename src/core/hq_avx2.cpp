@@ -158,8 +158,8 @@ inline __m256i greenStep(__m256i g0, __m256i g1) {
     return _mm256_slli_epi32(_mm256_abs_epi32(_mm256_sub_epi32(g0, g1)), 1);
 }
 
-// Calls f with the phase as a compile-time constant: loops specialised so
-// take their constants and row pointers out of the loop.
+// Calls f with the phase as a compile-time constant, so that each loop is
+// specialised and keeps its constants and row pointers out of the loop.
 template <class F>
 inline void byPhase(bool b, F f) {
     if (b) {
@@ -445,19 +445,16 @@ void outputStepsAvx2(const ColourRowsAvx2& n, bool greenFirst, bool redRow, cons
                     outputPairs<d8::Form8::Planar, first, red>(n, out, x, pairs);
                     break;
             }
+            if (steps % 2 != 0) {
+                const int32_t last = x + 32 * pairs;
+                __m256i r, g, b;
+                outputStep<first, red>(n, last, r, g, b);
+                storeBytes(rest[0] + last, r, rest[2] + last, b);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(rest[1] + last),
+                                 _mm256_castsi256_si128(bytes(g, g)));
+            }
         });
     });
-    if (steps % 2 != 0) {
-        x += 32 * pairs;
-        __m256i r, g, b;
-        byPhase(greenFirst, [&](auto first) {
-            byPhase(redRow, [&](auto red) { outputStep<first, red>(n, x, r, g, b); });
-        });
-        storeBytes(rest[0] + x, r, rest[2] + x, b);
-        const __m256i greenBytes = bytes(g, g);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(rest[1] + x),
-                         _mm256_castsi256_si128(greenBytes));
-    }
 }
 
 }  // namespace tav::hq
